@@ -1,0 +1,14 @@
+# What `cmake --install` lays out: the library, its header, a CMake package, a pkg-config file.
+
+install(TARGETS miravex EXPORT MiravexTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/frame/host_interface.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/miravex)
+install(EXPORT MiravexTargets NAMESPACE Miravex:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Miravex)
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/MiravexConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/MiravexConfig.cmake INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Miravex)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/MiravexConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/MiravexConfig.cmake ${PROJECT_BINARY_DIR}/MiravexConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Miravex)
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/miravex.pc.in ${PROJECT_BINARY_DIR}/miravex.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/miravex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,7 @@
+#include "host/catalog.h"
+
+namespace miravex {
+
+std::span<const Operation> featuresCatalog() { return {}; }
+
+} // namespace miravex

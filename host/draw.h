@@ -1,0 +1,16 @@
+#pragma once
+
+#include "host/objects.h"
+#include "host/record.h"
+
+namespace miravex {
+
+/// True for layouts that draw() can show.
+bool canDraw(Layout layout);
+
+/// A picture with a result drawn over it, as RGB bytes of the picture's size: what the command line's
+/// --overlay and the Python package's draw module show. The picture may be of any pixel type, gray or colour.
+/// Throws std::invalid_argument for layouts that can't be drawn.
+ImagePointer draw(const Image& picture, Layout layout, const Tensor& result);
+
+} // namespace miravex
