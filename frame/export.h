@@ -78,9 +78,10 @@ HostErrorCode run(LibraryData data, ArgumentSlot* args, ArgumentSlot result,
 {
     using Operation = Signature<decltype(implementation)>;
 
+    const bool served = result && (!Operation::usesImages || data->imageServices);
     HostErrorCode status = StatusFunctionError;
     typename Operation::Result value {};
-    if ((readable<typename Operation::template Argument<i>>(args[i]) && ...)) {
+    if (served && (readable<typename Operation::template Argument<i>>(args[i]) && ...)) {
         try {
             status =
                 implementation(data, read<typename Operation::template Argument<i>>(*args[i])..., &value);
@@ -98,16 +99,15 @@ HostErrorCode run(LibraryData data, ArgumentSlot* args, ArgumentSlot result,
 
 /// The frame of every operation: checks the argument count, reads the slots by the kinds of the
 /// implementation's own parameters, turns every failure and every exception into StatusFunctionError, hands
-/// each string argument back once, and writes the result slot on success alone. A missing table, slot or
-/// string is a failure. Costs well under 200 ns besides the implementation.
+/// each string argument back once, and writes the result slot on success alone. A missing table,
+/// service, slot or string is a failure. Costs well under 200 ns besides the implementation.
 template <auto implementation>
 HostErrorCode runOperation(LibraryData data, int64_t argc, ArgumentSlot* args, ArgumentSlot result) noexcept
 {
     using Operation = detail::Signature<decltype(implementation)>;
     if (argc != static_cast<int64_t>(Operation::count))
         return refuseArgumentCount(argc, Operation::decimalCount.data());
-    if (!data || !args || !result) return StatusFunctionError;
-    if (Operation::usesImages && !data->imageServices) return StatusFunctionError;
+    if (!data || !args) return StatusFunctionError;
     return detail::run<implementation>(data, args, result, std::make_index_sequence<Operation::count> {});
 }
 

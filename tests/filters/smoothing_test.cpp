@@ -116,6 +116,21 @@ TEST(PyrDown, KnowsItsPaddings)
         expectRefused("PyrDown", pyrDown(imageOf(picture), name, 15, 10));
 }
 
+TEST(PyrDown, PassesNoneOnToOpenCvWhichRefusesIt)
+{
+    const Outcome outcome = invoke("PyrDown", pyrDown(imageOf(noise(20, 30, CV_8U)), "None", 15, 10));
+    EXPECT_EQ(outcome.status, StatusFunctionError);
+    EXPECT_THAT(outcome.openCvError, ::testing::HasSubstr("border")) << "refused before OpenCV was asked";
+}
+
+TEST(PyrDown, CutsSizesToTheirLow32Bits)
+{
+    constexpr int64_t beyond = int64_t { 1 } << 32;
+    const Outcome outcome =
+        succeed("PyrDown", pyrDown(imageOf(noise(20, 30, CV_8U)), "Fixed", beyond + 15, beyond + 10));
+    EXPECT_EQ(outcome.image().shape, (ImageShape { .rows = 10, .columns = 15 }));
+}
+
 TEST(PyrDown, RefusesNullAnd3D)
 {
     expectRefused("PyrDown", pyrDown(nullptr, "Fixed", 4, 4));
