@@ -1,0 +1,65 @@
+#include "bench/ratio.h"
+
+#include "frame/export.h"
+#include "host/services.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include <memory>
+
+namespace miravex::bench {
+
+namespace {
+
+/// An operation that does nothing: around it, time is the frame's alone.
+HostErrorCode nothing(LibraryData, KImage image, int64_t, double, HostBoolean, const char*, KImage* result)
+{
+    *result = image;
+    return StatusOk;
+}
+
+/// A call without anything of what the embedded host does around one.
+struct BareCall {
+    MiravexOperation function;
+    ValueCell cells[5] {};
+    ArgumentSlot slots[5] { &cells[0], &cells[1], &cells[2], &cells[3], &cells[4] };
+    ValueCell result {};
+
+    explicit BareCall(MiravexOperation called)
+        : function(called)
+    {
+        cells[4].string = "Linear";
+    }
+    HostErrorCode operator()(int64_t argc) { return function(&hostServices(), argc, slots, &result); }
+};
+
+constexpr double frameTarget = 200;
+
+} // namespace
+
+MIRAVEX_BENCH(frame)
+{
+    const auto median = std::make_shared<BareCall>(library().operation("MedianFilter"));
+    duration(
+        "frame, wrong count refused", [median] { keep((*median)(3)); }, frameTarget);
+    duration(
+        "frame, missing image refused", [median] { keep((*median)(2)); }, frameTarget);
+
+    const auto empty = std::make_shared<BareCall>(&runOperation<&nothing>);
+    duration(
+        "frame, 5 arguments around nothing", [empty] { keep((*empty)(5)); }, frameTarget);
+}
+
+MIRAVEX_BENCH(smallest)
+{
+    // A picture of one pixel: what is left beside OpenCV is the frame, the exchange and the host's own
+    // bookkeeping.
+    const cv::Mat pixel = noise(1, 1, CV_8U);
+    ratio("median-filter, 1 pixel", operation("MedianFilter", { imageOf(pixel), int64_t { 1 } }), [pixel] {
+        cv::Mat out;
+        cv::medianBlur(pixel, out, 3);
+        keep(out.data);
+    });
+}
+
+} // namespace miravex::bench

@@ -1,0 +1,207 @@
+#include "bench/ratio.h"
+
+#include "host/arguments.h"
+#include "host/catalog.h"
+
+#include <benchmark/benchmark.h>
+#include <fmt/format.h>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace miravex::bench {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr double shortestSample = 2e-3; ///< seconds: quicker work is repeated within one sample
+constexpr double enoughTime = 0.8; ///< seconds spent on one ratio, when there are enough pairs
+constexpr double patience = 20; ///< seconds after which fewer pairs must do
+constexpr std::size_t enoughPairs = 9;
+constexpr std::size_t leastPairs = 3;
+
+double secondsOf(const Work& work, int64_t repetitions)
+{
+    const auto start = Clock::now();
+    for (int64_t i = 0; i < repetitions; ++i) work();
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+/// Repetitions that make one sample long enough to be timed; warms the caches up on the way.
+int64_t repetitionsFor(const Work& work)
+{
+    for (int64_t repetitions = 1;; repetitions *= 4)
+        if (secondsOf(work, repetitions) >= shortestSample) return repetitions;
+}
+
+double median(std::vector<double> values)
+{
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::ranges::nth_element(values, middle);
+    return *middle;
+}
+
+/// Calls `measure` until there are enough samples for a median.
+template <typename Measure> void sample(Measure measure)
+{
+    const auto start = Clock::now();
+    for (std::size_t count = 0;;) {
+        measure(count++ % 2 == 0);
+        const double spent = std::chrono::duration<double>(Clock::now() - start).count();
+        if (count >= enoughPairs && spent >= enoughTime) return;
+        if (count >= leastPairs && spent >= patience) return;
+    }
+}
+
+void measureRatio(benchmark::State& state, const Work& subject, const Work& baseline,
+                  std::optional<double> target)
+{
+    const int64_t repetitions = std::max(repetitionsFor(subject), repetitionsFor(baseline));
+    const double count = static_cast<double>(repetitions);
+    std::vector<double> ratios, subjectSeconds, baselineSeconds;
+    for (auto _ : state) {
+        sample([&](bool subjectFirst) {
+            double ours = subjectFirst ? secondsOf(subject, repetitions) : 0;
+            const double theirs = secondsOf(baseline, repetitions);
+            if (!subjectFirst) ours = secondsOf(subject, repetitions);
+            ratios.push_back(ours / theirs);
+            subjectSeconds.push_back(ours / count);
+            baselineSeconds.push_back(theirs / count);
+        });
+        state.SetIterationTime(median(subjectSeconds));
+    }
+    state.counters["ratio"] = median(ratios);
+    state.counters["baseline_ms"] = median(baselineSeconds) * 1e3;
+    state.counters["pairs"] = static_cast<double>(ratios.size());
+    if (target) state.counters["target"] = *target;
+}
+
+void measureDuration(benchmark::State& state, const Work& subject, std::optional<double> target)
+{
+    const int64_t repetitions = repetitionsFor(subject);
+    std::vector<double> seconds;
+    for (auto _ : state) {
+        sample([&](bool) {
+            seconds.push_back(secondsOf(subject, repetitions) / static_cast<double>(repetitions));
+        });
+        state.SetIterationTime(median(seconds));
+    }
+    state.counters["ns"] = median(seconds) * 1e9;
+    if (target) state.counters["target_ns"] = *target;
+}
+
+PixelType pixelTypeOf(const cv::Mat& matrix)
+{
+    switch (matrix.depth()) {
+    case CV_8U: return PixelTypeByte;
+    case CV_16U: return PixelTypeBit16;
+    case CV_32F: return PixelTypeReal32;
+    default: return PixelTypeReal;
+    }
+}
+
+ImagePointer imageOfFrames(std::span<const cv::Mat> frames, int64_t slices,
+                           std::optional<ColorSpace> colorSpace)
+{
+    const cv::Mat& first = frames.front();
+    const ColorSpace usual = first.channels() == 1 ? ColorSpaceGray
+        : first.channels() == 3                    ? ColorSpaceRGB
+                                                   : ColorSpaceUnspecified;
+    const ImageShape shape {
+        .rows = first.rows, .columns = first.cols, .channels = first.channels(), .slices = slices
+    };
+    ImagePointer image = makeImage(shape, pixelTypeOf(first), colorSpace.value_or(usual));
+    std::byte* target = image->block.data();
+    for (const cv::Mat& frame : frames) {
+        const cv::Mat whole = frame.isContinuous() ? frame : frame.clone();
+        std::memcpy(target, whole.data, whole.total() * whole.elemSize());
+        target += whole.total() * whole.elemSize();
+    }
+    return image;
+}
+
+} // namespace
+
+void ratio(std::string name, Work subject, Work baseline, std::optional<double> target)
+{
+    benchmark::RegisterBenchmark(
+        name.c_str(), [=](benchmark::State& state) { measureRatio(state, subject, baseline, target); })
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond)
+        ->Iterations(1);
+}
+
+void duration(std::string name, Work subject, std::optional<double> targetNanoseconds)
+{
+    benchmark::RegisterBenchmark(
+        name.c_str(), [=](benchmark::State& state) { measureDuration(state, subject, targetNanoseconds); })
+        ->UseManualTime()
+        ->Unit(benchmark::kNanosecond)
+        ->Iterations(1);
+}
+
+const Library& library()
+{
+    static const Library loaded;
+    return loaded;
+}
+
+Work operation(std::string_view name, std::vector<Value> values)
+{
+    const Operation* record = findOperation(name);
+    if (!record) {
+        fmt::print(stderr, "no operation is called {}\n", name);
+        std::exit(1);
+    }
+    return [record, values = std::move(values)] {
+        const Outcome outcome = call(library(), *record, values);
+        if (outcome.ok()) return;
+        fmt::print(stderr, "{} was refused: {}\n", record->name, outcome.openCvError);
+        std::exit(1);
+    };
+}
+
+ImagePointer imageOf(const cv::Mat& matrix, std::optional<ColorSpace> colorSpace)
+{
+    return imageOfFrames({ &matrix, 1 }, 0, colorSpace);
+}
+
+ImagePointer sequenceOf(const std::vector<cv::Mat>& frames, std::optional<ColorSpace> colorSpace)
+{
+    return imageOfFrames(frames, static_cast<int64_t>(frames.size()), colorSpace);
+}
+
+cv::Mat noise(int rows, int columns, int type, uint64_t seed)
+{
+    cv::Mat matrix(rows, columns, type);
+    cv::RNG generator(seed);
+    const double range = CV_MAT_DEPTH(type) == CV_8U ? 256 : CV_MAT_DEPTH(type) == CV_16U ? 65536 : 1;
+    generator.fill(matrix, cv::RNG::UNIFORM, 0, range);
+    return matrix;
+}
+
+cv::Mat smooth(int rows, int columns, int type, uint64_t seed)
+{
+    cv::Mat blobs;
+    cv::resize(noise((rows + 15) / 16, (columns + 15) / 16, type, seed), blobs, cv::Size(columns, rows), 0, 0,
+               cv::INTER_CUBIC);
+    return blobs;
+}
+
+Registration::Registration(void (*registerAll)()) { registerAll(); }
+
+} // namespace miravex::bench
+
+int main(int argc, char** argv)
+{
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

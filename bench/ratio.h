@@ -1,0 +1,65 @@
+#pragma once
+
+#include "host/library.h"
+
+#include <opencv2/core.hpp>
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What every benchmark uses: ratios of two ways to the same result, measured in one process, turn by turn,
+/// so that whatever else the machine does falls on both. A benchmark file registers its ratios in the body of
+/// one MIRAVEX_BENCH, and bench/ratio.cpp has the main function:
+///
+///     MIRAVEX_BENCH(filters)
+///     {
+///         const cv::Mat picture = noise(1000, 1000, CV_8UC3);
+///         ratio("median-filter, 1 megapixel",
+///               operation("MedianFilter", { imageOf(picture), int64_t { 3 } }),
+///               [=] { cv::Mat out; cv::medianBlur(picture, out, 7); });
+///     }
+namespace miravex::bench {
+
+using Work = std::function<void()>;
+
+/// Registers the measurement of `subject` against `baseline`. Both run alternately, the first of a pair
+/// changing places; the ratio is the median over the pairs. `target` is the greatest ratio that is wanted.
+void ratio(std::string name, Work subject, Work baseline, std::optional<double> target = {});
+
+/// Registers the time of one piece of work alone, in nanoseconds; `target` as above.
+void duration(std::string name, Work subject, std::optional<double> targetNanoseconds = {});
+
+/// A call of an operation through its export, with these values; ends the program if it is refused. What a
+/// host does around a call (slots, accounting) is part of the time, as a few microseconds.
+Work operation(std::string_view name, std::vector<Value> values);
+
+/// The library that is measured.
+const Library& library();
+
+/// A host image over a copy of a matrix's samples: gray or RGB by its channels unless told otherwise.
+ImagePointer imageOf(const cv::Mat& matrix, std::optional<ColorSpace> colorSpace = {});
+
+/// A 3D image whose slices are the matrices.
+ImagePointer sequenceOf(const std::vector<cv::Mat>& frames, std::optional<ColorSpace> colorSpace = {});
+
+/// A picture full of uniform noise, the same for the same seed; smooth() is the same, blurred into blobs.
+cv::Mat noise(int rows, int columns, int type, uint64_t seed = 1);
+cv::Mat smooth(int rows, int columns, int type, uint64_t seed = 1);
+
+/// Keeps the optimiser from dropping the computation of a value.
+template <typename T> void keep(const T& value) { asm volatile("" : : "r,m"(value) : "memory"); }
+
+/// Runs a function before main.
+struct Registration {
+    explicit Registration(void (*registerAll)());
+};
+
+} // namespace miravex::bench
+
+#define MIRAVEX_BENCH(group)                                                                                 \
+    static void miravexBench_##group();                                                                      \
+    static const ::miravex::bench::Registration miravexRegistration_##group(&miravexBench_##group);          \
+    static void miravexBench_##group()
