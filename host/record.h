@@ -114,6 +114,22 @@ struct Argument {
     ImageRule image {};
     TensorRule tensor {};
 
+private:
+    // Before their first use: clang evaluates no constexpr member template that is defined further down.
+    template <typename Change> constexpr Argument with(Change change) const
+    {
+        Argument copy = *this;
+        change(copy);
+        return copy;
+    }
+    static constexpr std::uint32_t mask(std::initializer_list<int> values)
+    {
+        std::uint32_t bits = 0;
+        for (const int value : values) bits |= std::uint32_t { 1 } << value;
+        return bits;
+    }
+
+public:
     constexpr Argument in(std::string_view unitName) const
     {
         return with([&](Argument& a) { a.unit = unitName; });
@@ -237,20 +253,6 @@ struct Argument {
     constexpr Argument elementsTo(double value) const
     {
         return with([&](Argument& a) { a.tensor.maximumElement = { value, true, true }; });
-    }
-
-private:
-    template <typename Change> constexpr Argument with(Change change) const
-    {
-        Argument copy = *this;
-        change(copy);
-        return copy;
-    }
-    static constexpr std::uint32_t mask(std::initializer_list<int> values)
-    {
-        std::uint32_t bits = 0;
-        for (const int value : values) bits |= std::uint32_t { 1 } << value;
-        return bits;
     }
 };
 
