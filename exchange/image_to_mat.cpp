@@ -11,19 +11,22 @@ bool imageToMat(const ImageServices& images, KImage image, cv::Mat& out, int req
     const WorkingImage working(images, image, requestedDepth);
     if (!working.suitable()) return false;
 
-    const std::uint8_t* samples = working.fits() ? working.samples() : nullptr;
-    if (!samples) {
+    std::size_t bytes = 0;
+    if (working.fits() && working.rank() == 2) {
+        out.create(working.rows(), working.columns(), working.matrixType());
+        bytes = working.sliceBytes();
+    } else if (working.fitsAllSlices() && images.imageGetRank(image) == 3) {
+        const int sizes[] = { working.rows(), working.columns(), static_cast<int>(working.slices()) };
+        out.create(3, sizes, working.matrixType());
+        bytes = working.sliceBytes() * static_cast<std::size_t>(working.slices());
+    } else {
         out.release();
         return false;
     }
-    std::size_t bytes = working.sliceBytes();
-    if (working.rank() == 2) {
-        out.create(working.rows(), working.columns(), working.matrixType());
-    } else if (images.imageGetRank(image) == 3) {
-        const int sizes[] = { working.rows(), working.columns(), working.slices() };
-        out.create(3, sizes, working.matrixType());
-        bytes *= static_cast<std::size_t>(working.slices());
-    } else {
+    if (bytes == 0) return true;
+
+    const std::uint8_t* samples = working.samples();
+    if (!samples) {
         out.release();
         return false;
     }

@@ -23,17 +23,20 @@ PixelType targetPixelType(int depth, int requested) noexcept
 {
     if (requested == anyType) return pixelTypeOfDepth(depth);
     if (requested < PixelTypeBit || requested > PixelTypeReal) return -1;
-    if (requested == PixelTypeBit && depth != CV_8U) return -1;
+    if (requested == PixelTypeBit && depth != CV_8U && depth != CV_8S) return -1;
     return requested;
 }
 
 void writeSamples(const cv::Mat& matrix, PixelType target, std::uint8_t* samples)
 {
+    if (matrix.empty()) return;
     // A header over the host's memory: OpenCV writes straight into it, whole or not continuous alike.
     const int type = CV_MAKETYPE(depthOfPixelType(target), matrix.channels());
     cv::Mat destination(matrix.dims, matrix.size.p, type, samples);
     if (matrix.depth() == destination.depth())
         matrix.copyTo(destination);
+    else if (target == PixelTypeBit)
+        cv::convertScaleAbs(matrix, destination); // signed bytes: nonzero stays nonzero
     else
         matrix.convertTo(destination, destination.depth(), scaleFactor(matrix.depth(), target), 0.0);
     CV_Assert(destination.data == samples);
@@ -52,7 +55,7 @@ bool matToImage(const ImageServices& images, cv::Mat matrix, KImage* out, int re
     NewImage image(images);
     if (createImage(images, matrix, type, colorSpace, image.receive()) != 0 || !image) return false;
     std::uint8_t* samples = sampleBytes(images, image.get(), type);
-    if (!samples) return false;
+    if (!samples && !matrix.empty()) return false;
     writeSamples(matrix, type, samples);
     *out = image.release();
     return true;

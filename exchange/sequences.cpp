@@ -3,7 +3,6 @@
 #include "exchange/mat_to_image.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace miravex {
 
@@ -12,12 +11,15 @@ bool copySliceToMat(const ImageServices& images, KImage workingImage, cv::Mat& o
 {
     const PixelType type = pixelTypeOfDepth(depth);
     if (type < 0) return false;
-    const std::uint8_t* samples = sampleBytes(images, workingImage, type);
+    out.create(rows, columns, CV_MAKETYPE(depth, channels));
+    if (out.empty()) return true;
+    std::uint8_t* samples = sampleBytes(images, workingImage, type);
     if (!samples) return false;
 
-    out.create(rows, columns, CV_MAKETYPE(depth, channels));
+    // One block copy, unless the caller's matrix is part of a larger one.
     const std::size_t bytes = out.total() * out.elemSize();
-    std::memcpy(out.data, samples + static_cast<std::size_t>(slice) * bytes, bytes);
+    const cv::Mat source(rows, columns, out.type(), samples + static_cast<std::size_t>(slice) * bytes);
+    source.copyTo(out);
     return true;
 }
 
@@ -28,20 +30,21 @@ bool imageSlicesToMats(const ImageServices& images, KImage image, std::vector<cv
     const WorkingImage working(images, image, requestedDepth);
     if (!working.suitable()) return false;
     out.clear();
-    if (!working.get() || !working.fits()) return false;
+    if (!working.fits()) return false;
 
     // Asked with a null handle on purpose: a host whose answer is 2 can't tell its images apart.
     const bool success = images.imageGetRank(nullptr) != 2;
 
-    int first = 0;
-    int last = working.slices() - 1;
+    int64_t first = 0;
+    int64_t last = std::max<int64_t>(working.slices(), 0) - 1;
     if (sliceIndex != everySlice) {
         if (sliceIndex < 1 || sliceIndex > working.slices()) return false;
         first = last = sliceIndex - 1;
     }
-    for (int slice = first; slice <= last; ++slice)
-        if (!copySliceToMat(images, working.get(), out.emplace_back(), working.depth(), slice,
-                            working.columns(), working.rows(), working.channels()))
+    if (first <= last && !working.fitsAllSlices()) return false;
+    for (int64_t slice = first; slice <= last; ++slice)
+        if (!copySliceToMat(images, working.get(), out.emplace_back(), working.depth(),
+                            static_cast<int>(slice), working.columns(), working.rows(), working.channels()))
             return false;
     return success;
 }
@@ -63,7 +66,7 @@ bool matsToImage3D(const ImageServices& images, std::vector<cv::Mat> frames, KIm
         type == PixelTypeBit ? ColorSpaceUnspecified : colorSpace, first.channels() >= 2, image.receive());
     if (status != 0 || !image) return false;
     std::uint8_t* samples = sampleBytes(images, image.get(), type);
-    if (!samples) return false;
+    if (!samples && !first.empty()) return false;
 
     const std::size_t sliceBytes =
         first.total() * CV_ELEM_SIZE(CV_MAKETYPE(depthOfPixelType(type), first.channels()));

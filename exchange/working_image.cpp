@@ -1,5 +1,8 @@
 #include "exchange/working_image.h"
 
+#include "exchange/limits.h"
+
+#include <initializer_list>
 #include <limits>
 
 namespace miravex {
@@ -12,6 +15,12 @@ bool isSampleDepth(int depth)
 }
 
 bool isMatrixSize(int64_t size) { return size >= 0 && size <= std::numeric_limits<int>::max(); }
+
+/// OpenCV multiplies sizes without noticing when 64 bits are too few.
+bool isAddressable(std::initializer_list<int64_t> factors)
+{
+    return limits::product(factors) <= std::numeric_limits<int64_t>::max() / int64_t { sizeof(double) };
+}
 
 } // namespace
 
@@ -42,8 +51,13 @@ WorkingImage::WorkingImage(const ImageServices& images, KImage image, int reques
 
 bool WorkingImage::fits() const noexcept
 {
-    return channels_ >= 1 && channels_ <= CV_CN_MAX && isMatrixSize(rows_) && isMatrixSize(columns_)
-        && isMatrixSize(slices_);
+    return image_ && channels_ >= 1 && channels_ <= CV_CN_MAX && isMatrixSize(rows_) && isMatrixSize(columns_)
+        && isAddressable({ rows_, columns_, channels_ });
+}
+
+bool WorkingImage::fitsAllSlices() const noexcept
+{
+    return fits() && isMatrixSize(slices_) && isAddressable({ rows_, columns_, channels_, slices_ });
 }
 
 } // namespace miravex

@@ -21,8 +21,11 @@ public:
     /// Rank of the image that holds the samples; 0 when the host could not convert.
     [[nodiscard]] int64_t rank() const noexcept { return image_ ? images_.imageGetRank(image_) : 0; }
 
-    /// True when sizes and channels fit a matrix.
+    /// True when there are samples, and a slice (the whole of a 2D image) fits a matrix.
     [[nodiscard]] bool fits() const noexcept;
+
+    /// The same of all slices of a 3D image together.
+    [[nodiscard]] bool fitsAllSlices() const noexcept;
 
     /// First sample, or null.
     [[nodiscard]] const std::uint8_t* samples() const noexcept
@@ -35,7 +38,7 @@ public:
     [[nodiscard]] int channels() const noexcept { return static_cast<int>(channels_); }
     [[nodiscard]] int rows() const noexcept { return static_cast<int>(rows_); }
     [[nodiscard]] int columns() const noexcept { return static_cast<int>(columns_); }
-    [[nodiscard]] int slices() const noexcept { return static_cast<int>(slices_); }
+    [[nodiscard]] int64_t slices() const noexcept { return slices_; }
 
     /// Bytes of one slice; the whole of a 2D image.
     [[nodiscard]] std::size_t sliceBytes() const noexcept
