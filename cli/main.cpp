@@ -1,10 +1,3 @@
-#include "host/catalog.h"
+#include "cli/command_line.h"
 
-#include <fmt/format.h>
-
-int main()
-{
-    for (const miravex::Operation* operation : miravex::catalog())
-        fmt::print("{:<30}{}\n", miravex::kebabCase(operation->name), operation->summary);
-    return 0;
-}
+int main(int argc, char** argv) { return miravex::cli::runTool(argc, argv); }

@@ -1,0 +1,170 @@
+#include "cli/npy.h"
+
+#include "cli/failure.h"
+#include "cli/files.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <cstring>
+#include <regex>
+
+namespace miravex::cli {
+
+namespace {
+
+constexpr std::string_view magic = "\x93NUMPY";
+
+[[noreturn]] void refuse(const std::string& path, const std::string& reason)
+{
+    throw Failure(ExitStatus::InputUnreadable, fmt::format("cannot read {}: {}", path, reason));
+}
+
+std::size_t littleEndian(std::string_view bytes)
+{
+    std::size_t value = 0;
+    for (std::size_t i = bytes.size(); i-- > 0;) value = value << 8U | static_cast<unsigned char>(bytes[i]);
+    return value;
+}
+
+struct Header {
+    char order = '<';
+    char kind = 'f';
+    std::size_t itemBytes = 0;
+    bool columnMajor = false;
+    std::vector<int64_t> shape;
+};
+
+std::vector<int64_t> shapeOf(const std::string& text)
+{
+    std::vector<int64_t> shape;
+    const std::regex number("[0-9]+");
+    for (std::sregex_iterator i(text.begin(), text.end(), number); i != std::sregex_iterator(); ++i)
+        shape.push_back(std::stoll(i->str()));
+    return shape;
+}
+
+Header parseHeader(const std::string& path, const std::string& text)
+{
+    static const std::regex description("'descr': *'([<>|=]?)([biuf])([0-9]+)'");
+    static const std::regex order("'fortran_order': *(True|False)");
+    static const std::regex shape("'shape': *\\(([0-9, ]*)\\)");
+    std::smatch type, storage, sizes;
+    if (!std::regex_search(text, type, description) || !std::regex_search(text, storage, order)
+        || !std::regex_search(text, sizes, shape))
+        refuse(path, "its header describes no array of numbers");
+    Header header;
+    header.order = type[1].length() > 0 ? type[1].str()[0] : '<';
+    header.kind = type[2].str()[0];
+    header.itemBytes = std::stoul(type[3].str());
+    header.columnMajor = storage[1] == "True";
+    header.shape = shapeOf(sizes[1]);
+    return header;
+}
+
+bool supported(char kind, std::size_t bytes)
+{
+    if (kind == 'b') return bytes == 1;
+    if (kind == 'f') return bytes == 4 || bytes == 8;
+    return bytes == 1 || bytes == 2 || bytes == 4 || bytes == 8;
+}
+
+void swapBytes(NpyArray& array)
+{
+    for (std::size_t i = 0; i + array.itemBytes <= array.data.size(); i += array.itemBytes)
+        std::reverse(array.data.begin() + static_cast<std::ptrdiff_t>(i),
+                     array.data.begin() + static_cast<std::ptrdiff_t>(i + array.itemBytes));
+}
+
+/// Column-major to row-major.
+void transpose(NpyArray& array)
+{
+    const std::vector<std::byte> source = array.data;
+    std::vector<int64_t> index(array.shape.size(), 0);
+    for (std::size_t target = 0; target < array.length(); ++target) {
+        std::size_t from = 0;
+        for (std::size_t d = array.shape.size(); d-- > 0;)
+            from = from * static_cast<std::size_t>(array.shape[d]) + static_cast<std::size_t>(index[d]);
+        std::memcpy(&array.data[target * array.itemBytes], &source[from * array.itemBytes], array.itemBytes);
+        for (std::size_t d = array.shape.size(); d-- > 0;) {
+            if (++index[d] < array.shape[d]) break;
+            index[d] = 0;
+        }
+    }
+}
+
+template <typename Number> double numberAt(const std::byte* place)
+{
+    Number value;
+    std::memcpy(&value, place, sizeof value);
+    return static_cast<double>(value);
+}
+
+} // namespace
+
+std::size_t NpyArray::length() const
+{
+    std::size_t count = 1;
+    for (const int64_t size : shape) count *= static_cast<std::size_t>(size);
+    return count;
+}
+
+double NpyArray::element(std::size_t index) const
+{
+    const std::byte* place = data.data() + index * itemBytes;
+    if (kind == 'f') return itemBytes == 4 ? numberAt<float>(place) : numberAt<double>(place);
+    const bool isSigned = kind == 'i';
+    switch (itemBytes) {
+    case 1: return isSigned ? numberAt<std::int8_t>(place) : numberAt<std::uint8_t>(place);
+    case 2: return isSigned ? numberAt<std::int16_t>(place) : numberAt<std::uint16_t>(place);
+    case 4: return isSigned ? numberAt<std::int32_t>(place) : numberAt<std::uint32_t>(place);
+    default: return isSigned ? numberAt<std::int64_t>(place) : numberAt<std::uint64_t>(place);
+    }
+}
+
+NpyArray readNpy(const std::string& path)
+{
+    const std::string bytes = readWhole(path);
+    if (bytes.size() < 12 || !bytes.starts_with(magic)) refuse(path, "it is no .npy file");
+    const std::size_t sizeBytes = bytes[6] == 1 ? 2 : 4;
+    const std::size_t headerBytes = littleEndian(std::string_view(bytes).substr(8, sizeBytes));
+    const std::size_t start = 8 + sizeBytes + headerBytes;
+    if (start > bytes.size()) refuse(path, "it is truncated");
+
+    const Header header = parseHeader(path, bytes.substr(8 + sizeBytes, headerBytes));
+    if (!supported(header.kind, header.itemBytes))
+        refuse(path, fmt::format("numbers of type {}{} are not supported", header.kind, header.itemBytes));
+    NpyArray array { header.kind, header.itemBytes, header.shape, {} };
+    std::size_t length = header.itemBytes;
+    for (const int64_t size : header.shape)
+        if (__builtin_mul_overflow(length, static_cast<std::size_t>(size), &length))
+            refuse(path, "it is too large");
+    if (bytes.size() - start < length) refuse(path, "it is truncated");
+    const auto* first = reinterpret_cast<const std::byte*>(bytes.data()) + start;
+    array.data.assign(first, first + length);
+    if (header.order == '>') swapBytes(array);
+    if (header.columnMajor && array.shape.size() > 1) transpose(array);
+    return array;
+}
+
+void writeNpy(const std::filesystem::path& path, const NpyArray& array)
+{
+    constexpr std::size_t alignment = 64;
+    const std::string comma = array.shape.size() == 1 ? "," : "";
+    std::string header = fmt::format("{{'descr': '{}{}{}', 'fortran_order': False, 'shape': ({}{}), }}",
+                                     array.itemBytes == 1 ? '|' : '<', array.kind, array.itemBytes,
+                                     fmt::join(array.shape, ", "), comma);
+    header.append(alignment - (10 + header.size() + 1) % alignment, ' ');
+    header += '\n';
+    std::string bytes(magic);
+    bytes += '\x01';
+    bytes += '\0';
+    bytes += static_cast<char>(header.size() & 0xFFU);
+    bytes += static_cast<char>(header.size() >> 8U);
+    bytes += header;
+    bytes.append(reinterpret_cast<const char*>(array.data.data()), array.data.size());
+    writeWhole(path, bytes);
+}
+
+} // namespace miravex::cli

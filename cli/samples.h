@@ -1,0 +1,45 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace miravex::cli {
+
+/// A sample can't be had on this machine; says what is missing and where it comes from.
+class MissingSample : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Sample pictures, sequences, tables and files by name, for the examples of records: "@photo" in an example
+/// stands for the files that the sample "photo" is made into. Made once, on first use, in one folder.
+class Samples {
+public:
+    explicit Samples(std::filesystem::path folder);
+
+    /// The words that stand for "@name". Throws MissingSample.
+    const std::vector<std::string>& words(const std::string& name);
+
+    /// An example's words with every "@name" replaced.
+    std::vector<std::string> replaced(const std::vector<std::string>& words);
+
+    /// Names of all samples.
+    static std::vector<std::string> names();
+
+private:
+    std::filesystem::path folder_;
+    std::map<std::string, std::vector<std::string>, std::less<>> made_;
+};
+
+/// Debian's opencv-doc and opencv-data, and the folder that MIRAVEX_TEST_DATA names.
+std::filesystem::path samplePictureFolder();
+std::filesystem::path cascadeFolder();
+std::optional<std::filesystem::path> furtherDataFolder();
+
+} // namespace miravex::cli

@@ -1,0 +1,204 @@
+#include "cli/npy.h"
+#include "cli/pictures.h"
+#include "host/catalog.h"
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+#include <opencv2/videoio.hpp>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <array>
+
+namespace miravex::cli {
+
+namespace {
+
+constexpr std::uint32_t bit(PixelType type) { return std::uint32_t { 1 } << type; }
+constexpr std::uint32_t bytes = bit(PixelTypeByte);
+constexpr std::uint32_t integers = bytes | bit(PixelTypeBit16);
+constexpr std::uint32_t floats = bit(PixelTypeReal32);
+
+/// What a format can hold.
+struct Format {
+    std::string_view extension;
+    std::uint32_t pixelTypes;
+    bool gray = true;
+    bool alpha = false;
+    bool pages = false;
+    bool video = false;
+};
+
+constexpr std::array formats {
+    Format { .extension = ".png", .pixelTypes = integers, .alpha = true },
+    Format { .extension = ".jpg", .pixelTypes = bytes },
+    Format { .extension = ".jpeg", .pixelTypes = bytes },
+    Format { .extension = ".tif",
+             .pixelTypes = integers | floats | bit(PixelTypeReal),
+             .alpha = true,
+             .pages = true },
+    Format { .extension = ".tiff",
+             .pixelTypes = integers | floats | bit(PixelTypeReal),
+             .alpha = true,
+             .pages = true },
+    Format { .extension = ".exr", .pixelTypes = floats, .alpha = true },
+    Format { .extension = ".hdr", .pixelTypes = floats, .gray = false },
+    Format { .extension = ".bmp", .pixelTypes = bytes },
+    Format { .extension = ".webp", .pixelTypes = bytes, .gray = false, .alpha = true },
+    Format { .extension = ".jp2", .pixelTypes = integers },
+    Format { .extension = ".ppm", .pixelTypes = integers, .gray = false },
+    Format { .extension = ".pgm", .pixelTypes = integers },
+    Format { .extension = ".pnm", .pixelTypes = integers },
+    Format { .extension = ".avi", .pixelTypes = bytes, .gray = false, .pages = true, .video = true },
+};
+
+constexpr std::string_view arrayExtension = ".npy";
+
+const Format& formatOf(const std::string& extension)
+{
+    const auto* found = std::ranges::find(formats, extension, &Format::extension);
+    if (found != formats.end()) return *found;
+    std::vector<std::string_view> known { arrayExtension };
+    for (const Format& format : formats) known.push_back(format.extension);
+    throw Failure(ExitStatus::Usage,
+                  fmt::format("cannot write pictures as \"{}\", expected one of {}", extension,
+                              fmt::join(known, ", ")));
+}
+
+PixelType storedType(const Format& format, PixelType type)
+{
+    const auto holds = [&](PixelType candidate) { return (format.pixelTypes & bit(candidate)) != 0; };
+    if (holds(type)) return type;
+    if (type == PixelTypeBit) return holds(PixelTypeByte) ? PixelTypeByte : PixelTypeReal32;
+    for (const PixelType candidate : { PixelTypeReal32, PixelTypeBit16, PixelTypeByte })
+        if (holds(candidate)) return candidate;
+    return PixelTypeByte;
+}
+
+bool exceedsUnit(const std::vector<cv::Mat>& frames)
+{
+    return std::ranges::any_of(frames, [](const cv::Mat& frame) {
+        return !cv::checkRange(frame.reshape(1), true, nullptr, 0.0, std::nextafter(1.0, 2.0));
+    });
+}
+
+void tellConversion(const Image& image, PixelType stored, const std::string& extension, Notes& notes)
+{
+    if (image.pixelType == PixelTypeBit || stored == image.pixelType || stored > image.pixelType) return;
+    notes.push_back(fmt::format("{} samples are saved as {}, the most that {} holds",
+                                pixelTypeName(image.pixelType), pixelTypeName(stored), extension));
+    if (image.pixelType >= PixelTypeReal32 && stored < PixelTypeReal32 && exceedsUnit(framesOf(image)))
+        notes.push_back(fmt::format("values outside of 0 to 1 are cut off; .tiff, .exr and .npy keep them"));
+}
+
+/// In OpenCV's order of colours, with as many channels as the format takes.
+cv::Mat forFile(const cv::Mat& frame, const Format& format)
+{
+    cv::Mat stored = frame;
+    switch (frame.channels()) {
+    case 1:
+        if (!format.gray) cv::cvtColor(frame, stored, cv::COLOR_GRAY2BGR);
+        return stored;
+    case 3: cv::cvtColor(frame, stored, cv::COLOR_RGB2BGR); return stored;
+    default:
+        cv::cvtColor(frame, stored, format.alpha ? cv::COLOR_RGBA2BGRA : cv::COLOR_RGBA2BGR);
+        return stored;
+    }
+}
+
+void writeVideo(const std::vector<cv::Mat>& frames, const std::filesystem::path& path)
+{
+    constexpr double framesPerSecond = 10;
+    cv::VideoWriter video(path.string(), cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), framesPerSecond,
+                          frames.front().size());
+    if (!video.isOpened()) throw Failure(ExitStatus::OperationFailed, "OpenCV cannot write this video");
+    for (const cv::Mat& frame : frames) video.write(frame);
+}
+
+void writeMatrices(const std::vector<cv::Mat>& frames, const std::filesystem::path& path,
+                   const Format& format)
+{
+    try {
+        if (format.video) return writeVideo(frames, path);
+        // Floats in TIFF are stored as they are only when left uncompressed or by LZW, which is the default.
+        const bool written = frames.size() > 1 ? cv::imwrite(path.string(), frames)
+                                               : cv::imwrite(path.string(), frames.front());
+        if (!written) throw Failure(ExitStatus::OperationFailed, "OpenCV cannot write this picture");
+    } catch (const cv::Exception& error) {
+        throw Failure(ExitStatus::OperationFailed, "OpenCV cannot write this picture: " + error.err);
+    }
+}
+
+NpyArray npyOf(const Image& image)
+{
+    NpyArray array;
+    array.kind = image.pixelType == PixelTypeBit ? 'b' : image.pixelType >= PixelTypeReal32 ? 'f' : 'u';
+    array.itemBytes = bytesPerSample(image.pixelType);
+    if (image.rank() == 3) array.shape.push_back(image.shape.slices);
+    array.shape.insert(array.shape.end(), { image.shape.rows, image.shape.columns });
+    if (image.shape.channels > 1) array.shape.push_back(image.shape.channels);
+    array.data.assign(image.block.data(), image.block.data() + image.block.size());
+    return array;
+}
+
+ImagePointer interleaved(const Image& image, PixelType type)
+{
+    return convertImage(image, type, image.shape.channels > 1);
+}
+
+} // namespace
+
+std::vector<cv::Mat> framesOf(const Image& image)
+{
+    constexpr std::array depths { CV_8U, CV_8U, CV_16U, CV_32F, CV_64F };
+    const int type = CV_MAKETYPE(depths[static_cast<std::size_t>(image.pixelType)],
+                                 static_cast<int>(image.shape.channels));
+    const int64_t slices = std::max<int64_t>(1, image.shape.slices);
+    const std::size_t sliceBytes = image.block.size() / static_cast<std::size_t>(slices);
+    std::vector<cv::Mat> frames;
+    for (int64_t i = 0; i < slices; ++i)
+        frames.emplace_back(static_cast<int>(image.shape.rows), static_cast<int>(image.shape.columns), type,
+                            image.block.data() + static_cast<std::size_t>(i) * sliceBytes);
+    return frames;
+}
+
+bool isPictureExtension(const std::string& extension)
+{
+    return extension == arrayExtension
+        || std::ranges::find(formats, extension, &Format::extension) != formats.end();
+}
+
+void refuseExtension(const std::string& extension, bool isSequence)
+{
+    if (extension == arrayExtension) return;
+    if (isSequence && !formatOf(extension).pages)
+        throw Failure(
+            ExitStatus::Usage,
+            fmt::format("the result is a sequence, which {} cannot hold; expected .tiff, .avi or .npy",
+                        extension));
+}
+
+void writePicture(const Image& image, const std::filesystem::path& path, const std::string& extension,
+                  Notes& notes)
+{
+    if (extension == arrayExtension) return writeNpy(path, npyOf(*interleaved(image, image.pixelType)));
+    refuseExtension(extension, image.rank() == 3);
+    const Format& format = formatOf(extension);
+    const int64_t channels = image.shape.channels;
+    if (channels != 1 && channels != 3 && channels != 4)
+        throw Failure(ExitStatus::Usage,
+                      fmt::format("a picture of {} channels can only be saved as .npy", channels));
+    if (channels == 4 && !format.alpha)
+        notes.push_back(fmt::format("the fourth channel is dropped, {} has none", extension));
+    const PixelType stored = storedType(format, image.pixelType);
+    tellConversion(image, stored, extension, notes);
+
+    const ImagePointer converted = interleaved(image, stored);
+    std::vector<cv::Mat> frames;
+    for (const cv::Mat& frame : framesOf(*converted)) frames.push_back(forFile(frame, format));
+    writeMatrices(frames, path, format);
+}
+
+} // namespace miravex::cli
