@@ -3,6 +3,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <vector>
 
 /// Every difference between OpenCV 3.4 and 4.x that this library meets, and every defect of either that it
@@ -27,6 +28,55 @@ inline void pyrUp(const cv::Mat& source, cv::Mat& destination, cv::Size size)
         plane = doubled;
     }
     cv::merge(planes, destination);
+}
+
+/// cv::copyMakeBorder in place. OpenCV folds reflected positions back one reflection at a time, so that a
+/// margin of many times the picture takes forever: such pictures are first completed to one period of their
+/// reflections and then repeated.
+inline void copyMakeBorder(cv::Mat& matrix, int top, int bottom, int left, int right, int border,
+                           const cv::Scalar& value)
+{
+    const bool reflects = border == cv::BORDER_REFLECT || border == cv::BORDER_REFLECT_101;
+    const bool far = std::max(top, bottom) > matrix.rows || std::max(left, right) > matrix.cols;
+    if (!reflects || !far) {
+        cv::copyMakeBorder(matrix, matrix, top, bottom, left, right, border, value);
+        return;
+    }
+    const cv::Size whole(left + matrix.cols + right, top + matrix.rows + bottom);
+    const int repeated = border == cv::BORDER_REFLECT ? 0 : 2; // of the edge samples
+    const int below = std::max(matrix.rows - repeated, 0);
+    const int beside = std::max(matrix.cols - repeated, 0);
+    cv::copyMakeBorder(matrix, matrix, 0, below, 0, beside, border, value);
+    cv::copyMakeBorder(matrix, matrix, top, std::max(bottom - below, 0), left, std::max(right - beside, 0),
+                       cv::BORDER_WRAP, value);
+    matrix = matrix(cv::Rect(cv::Point(), whole));
+}
+
+/// cv::sepFilter2D that also takes BORDER_WRAP, and any number of channels with every border.
+inline void sepFilter2D(const cv::Mat& source, cv::Mat& destination, const cv::Mat& kernelX,
+                        const cv::Mat& kernelY, int border)
+{
+    if (source.channels() > 4) {
+        std::vector<cv::Mat> planes;
+        cv::split(source, planes);
+        for (cv::Mat& plane : planes) sepFilter2D(plane, plane, kernelX, kernelY, border);
+        cv::merge(planes, destination);
+        return;
+    }
+    cv::Mat reach = source;
+    int usual = border;
+    if (border == cv::BORDER_WRAP) {
+        // What lies around a view into a larger matrix is read as it is, and no border is ever asked for.
+        const int left = kernelX.cols / 2, top = kernelY.cols / 2;
+        cv::Mat wrapped;
+        cv::copyMakeBorder(source, wrapped, top, kernelY.cols - 1 - top, left, kernelX.cols - 1 - left,
+                           cv::BORDER_WRAP);
+        reach = wrapped(cv::Rect(cv::Point(left, top), source.size()));
+        usual = cv::BORDER_DEFAULT;
+    }
+    cv::Mat filtered;
+    cv::sepFilter2D(reach, filtered, -1, kernelX, kernelY, cv::Point(-1, -1), 0.0, usual);
+    destination = filtered;
 }
 
 // --- photo ----------------------------------------------------------------------------------------------

@@ -31,6 +31,26 @@ inline constexpr auto paddingNames = namesOf(paddingMethods);
 inline constexpr int unknownInterpolation = 5;
 inline constexpr int unknownPadding = 17;
 
+/// Measures of how far a kernel is from the picture below it, and the scores of OpenCV they are made of.
+inline constexpr std::array correlationDistances {
+    Named<int> { "SquaredEuclideanDistance", cv::TM_SQDIFF },
+    Named<int> { "CosineDistance", cv::TM_CCORR_NORMED },
+    Named<int> { "CorrelationDistance", cv::TM_CCOEFF_NORMED },
+    Named<int> { "Dot", cv::TM_CCORR },
+};
+inline constexpr auto correlationDistanceNames = namesOf(correlationDistances);
+inline constexpr int unknownDistance = -1;
+
+/// Bayer mosaics by the colours of their first two rows. OpenCV names them by the second row and column.
+inline constexpr std::array bayerPatterns {
+    Named<int> { "RGGB", cv::COLOR_BayerBG2RGB },
+    Named<int> { "GBRG", cv::COLOR_BayerGR2RGB },
+    Named<int> { "GRBG", cv::COLOR_BayerGB2RGB },
+    Named<int> { "BGGR", cv::COLOR_BayerRG2RGB },
+};
+inline constexpr auto bayerPatternNames = namesOf(bayerPatterns);
+inline constexpr int unknownBayerPattern = -1;
+
 /// The OpenCV flag of an interpolation or padding name, compared exactly, or the value for unknown names.
 int interpolationFlagFromName(std::string name);
 int borderTypeFromName(std::string name);

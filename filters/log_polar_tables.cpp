@@ -1,0 +1,83 @@
+// Compiled without contraction into fused multiply-adds, which would round entries otherwise.
+
+#include "filters/log_polar_tables.h"
+
+#include "filters/polar_coordinates.h"
+
+#include <cmath>
+
+namespace miravex {
+
+namespace {
+
+constexpr double fullTurn = 6.283185307179586;
+
+void checkTables(cv::Size size, double magnitude)
+{
+    CV_Assert(size.width >= 0 && size.height >= 0);
+    CV_Assert(!(magnitude < 0));
+}
+
+} // namespace
+
+ForwardLogPolarTables::ForwardLogPolarTables(cv::Size size, cv::Point2d centre, double magnitude)
+    : origin_(centre.x - 0.5, size.height - 0.5 - centre.y)
+{
+    checkTables(size, magnitude);
+    radii_.reserve(static_cast<std::size_t>(size.height));
+    for (int v = 0; v < size.height; ++v) radii_.push_back(std::exp((size.height - 0.5 - v) / magnitude) - 1);
+    for (int u = 0; u < size.width; ++u) {
+        const double angle = (u + 0.5) * (fullTurn / size.width);
+        cosines_.push_back(-std::cos(angle));
+        sines_.push_back(std::sin(angle));
+    }
+}
+
+void ForwardLogPolarTables::operator()(int first, cv::Mat& mapX, cv::Mat& mapY) const
+{
+    const cv::Point2d origin = origin_;
+    const double* cosines = cosines_.data();
+    const double* sines = sines_.data();
+    for (int i = 0; i < mapX.rows; ++i) {
+        const double radius = radii_[static_cast<std::size_t>(first + i)];
+        float* __restrict x = mapX.ptr<float>(i);
+        float* __restrict y = mapY.ptr<float>(i);
+        for (int u = 0; u < mapX.cols; ++u) {
+            x[u] = static_cast<float>(radius * cosines[u] + origin.x);
+            y[u] = static_cast<float>(radius * sines[u] + origin.y);
+        }
+    }
+}
+
+InverseLogPolarTables::InverseLogPolarTables(cv::Size size, cv::Point2d centre, double magnitude)
+    : size_(size)
+    , magnitude_(magnitude)
+    , top_(size.height - 0.5 - centre.y)
+{
+    checkTables(size, magnitude);
+    x_.reserve(static_cast<std::size_t>(size.width));
+    for (int i = 0; i < size.width; ++i) x_.push_back(i + 0.5 - centre.x);
+    angles_.resize(x_.size());
+    logRadii_.resize(x_.size());
+}
+
+void InverseLogPolarTables::operator()(int first, cv::Mat& mapX, cv::Mat& mapY)
+{
+    const double columnsPerRadian = size_.width / fullTurn;
+    const double angleOrigin = size_.width / 2 - 0.5;
+    const double bottom = size_.height - 0.5;
+    const double magnitude = magnitude_;
+    const double* angles = angles_.data();
+    const double* logRadii = logRadii_.data();
+    for (int i = 0; i < mapX.rows; ++i) {
+        polarCoordinates(x_.data(), top_ - (first + i), angles_.data(), logRadii_.data(), size_.width);
+        float* __restrict x = mapX.ptr<float>(i);
+        float* __restrict y = mapY.ptr<float>(i);
+        for (int u = 0; u < mapX.cols; ++u) {
+            x[u] = static_cast<float>(angles[u] * columnsPerRadian + angleOrigin);
+            y[u] = static_cast<float>(bottom - magnitude * logRadii[u]);
+        }
+    }
+}
+
+} // namespace miravex
