@@ -228,7 +228,7 @@ TEST(ImageToMat, KeepsSamplesOfEveryTypeChannelsAndLayout)
             }
         }
     }
-    EXPECT_TRUE(ledger.close(0).clean());
+    EXPECT_TRUE(ledger.close().clean());
 }
 
 TEST(ImageToMat, KeepsA3DImageInTheHostsOrder)

@@ -24,7 +24,7 @@ ImagePointer imageFrom(const cv::Mat& matrix, int pixelType, int colorSpace = Co
         image = ledger.takeImage(out);
     else
         EXPECT_EQ(out, before);
-    EXPECT_TRUE(ledger.close(0).clean());
+    EXPECT_TRUE(ledger.close().clean());
     return image;
 }
 

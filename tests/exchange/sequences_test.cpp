@@ -56,7 +56,7 @@ TEST(ImageSlicesToMats, KeepsTypeAndOrder)
             for (std::size_t i = 0; i < 5; ++i) EXPECT_TRUE(sameBits(out[i], frames[i])) << depth << " " << i;
         }
     }
-    EXPECT_TRUE(ledger.close(0).clean());
+    EXPECT_TRUE(ledger.close().clean());
 }
 
 TEST(ImageSlicesToMats, PicksOneSliceCountedFromOne)
