@@ -16,13 +16,13 @@ namespace {
 std::string withoutValue(const std::string& word) { return word.substr(0, word.find('=')); }
 
 std::string unknownOption(const std::string& word, const std::vector<std::string>& known,
-                          const std::string& where)
+                          const std::string& command)
 {
     const std::string given = withoutValue(word);
     std::string text = fmt::format("unknown option {}", given);
     const auto near = closest(given, known);
     if (!near.empty()) text += fmt::format("; did you mean {}?", fmt::join(near, " or "));
-    return text + fmt::format(" (miravex {} --help shows all)", where);
+    return text + fmt::format(" ({} --help shows all)", command);
 }
 
 void refuseExtras(const CLI::App& app, const std::vector<std::string>& known)
@@ -161,7 +161,7 @@ void parseWords(CLI::App& app, std::vector<std::string> words, const std::vector
 CallWords parseCall(const Operation& operation, std::vector<std::string> words, Settings& settings)
 {
     CallParser parser(operation);
-    parser.app().name(kebabCase(operation.name));
+    parser.app().name("miravex " + kebabCase(operation.name));
     addSettings(parser.app(), settings);
     return parser.parse(words);
 }

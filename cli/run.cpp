@@ -83,9 +83,10 @@ void printResult(const Performed& performed)
 
 ExitStatus runOperation(Session& session, std::vector<std::string> words)
 {
-    if (words.empty()) throw Failure(ExitStatus::Usage, "which operation? miravex list shows them all");
-    const Operation& operation = operationNamed(words.front());
-    words.erase(words.begin());
+    const auto name = firstPlainWord(words);
+    if (name == words.end()) throw Failure(ExitStatus::Usage, "which operation? miravex list shows them all");
+    const Operation& operation = operationNamed(*name);
+    words.erase(name);
     const CallWords call = parseCall(operation, std::move(words), session.settings);
     if (call.help) return helpOn(session, std::string(operation.name));
     applyThreads(session.settings);
