@@ -44,8 +44,6 @@ void checkOutputs(const CallWords& words, const Result& result, const std::strin
         if (words.output == standardStream && isatty(STDOUT_FILENO) != 0)
             throw Failure(ExitStatus::Usage, "a picture is not for the terminal: redirect standard output");
         refuseExtension(extension, result.kind == ResultKind::Sequence);
-        if (!isPictureExtension(extension)) // refuseExtension lets none of them pass unless it fits
-            throw Failure(ExitStatus::Usage, fmt::format("cannot write a picture as \"{}\"", extension));
     } else if (!isNumbersExtension(extension)) {
         throw Failure(
             ExitStatus::Usage,
@@ -91,6 +89,7 @@ ExitStatus runOperation(Session& session, std::vector<std::string> words)
     if (call.help) return helpOn(session, std::string(operation.name));
     applyThreads(session.settings);
 
+    assignFiles(call); // too few or too many are told first
     const Result& expected = expectedResult(call);
     const std::string extension = extensionFor(call, expected);
     checkOutputs(call, expected, extension, session.settings);
