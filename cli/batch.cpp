@@ -180,13 +180,14 @@ void tellReport(const CallWords& words, const Report& report, std::size_t total,
 
 ExitStatus runBatch(Session& session, std::vector<std::string> words)
 {
-    if (words.empty() || words.front().starts_with('-'))
+    const auto name = firstPlainWord(words);
+    if (name == words.end())
         throw Failure(
             ExitStatus::Usage,
             "usage: miravex batch OPERATION PICTURES... -o FOLDER [OPTIONS]; the options are those of "
             "the operation");
-    const Operation& operation = operationNamed(words.front());
-    words.erase(words.begin());
+    const Operation& operation = operationNamed(*name);
+    words.erase(name);
     const CallWords call = parseCall(operation, std::move(words), session.settings);
     if (call.help) return helpOn(session, std::string(operation.name));
     applyThreads(session.settings);

@@ -16,13 +16,13 @@ namespace {
 std::string withoutValue(const std::string& word) { return word.substr(0, word.find('=')); }
 
 std::string unknownOption(const std::string& word, const std::vector<std::string>& known,
-                          const std::string& where)
+                          const std::string& command)
 {
     const std::string given = withoutValue(word);
     std::string text = fmt::format("unknown option {}", given);
     const auto near = closest(given, known);
     if (!near.empty()) text += fmt::format("; did you mean {}?", fmt::join(near, " or "));
-    return text + fmt::format(" (miravex {} --help shows all)", where);
+    return text + fmt::format(" ({} --help shows all)", command);
 }
 
 void refuseExtras(const CLI::App& app, const std::vector<std::string>& known)
@@ -33,20 +33,22 @@ void refuseExtras(const CLI::App& app, const std::vector<std::string>& known)
                                              : fmt::format("unexpected word \"{}\"", extra));
 }
 
-/// "--x -1,0" becomes "--x=-1,0", so that a value that starts with a dash is no option.
+/// "--x -1,0" becomes "--x=-1,0", so that a value that starts with a dash is no option, and "--flag false"
+/// "--flag=false".
 std::vector<std::string> joined(const std::vector<std::string>& words, const CLI::App& app)
 {
     std::vector<std::string> result;
     for (std::size_t i = 0; i < words.size(); ++i) {
         const CLI::Option* option = words[i].starts_with("--") ? app.get_option_no_throw(words[i]) : nullptr;
         const bool takesValue = option != nullptr && option->get_expected_min() > 0;
-        const bool dashed = i + 1 < words.size() && words[i + 1].size() > 1 && words[i + 1].starts_with('-')
-            && !words[i + 1].starts_with("--");
-        if (!takesValue || !dashed) {
+        const std::string next = i + 1 < words.size() ? words[i + 1] : "";
+        const bool dashed = next.size() > 1 && next.starts_with('-') && !next.starts_with("--");
+        const bool spelt = option != nullptr && !takesValue && (next == "true" || next == "false");
+        if (!(takesValue && dashed) && !spelt) {
             result.push_back(words[i]);
             continue;
         }
-        result.push_back(words[i] + "=" + words[i + 1]);
+        result.push_back(words[i] + "=" + next);
         ++i;
     }
     return result;
@@ -161,7 +163,7 @@ void parseWords(CLI::App& app, std::vector<std::string> words, const std::vector
 CallWords parseCall(const Operation& operation, std::vector<std::string> words, Settings& settings)
 {
     CallParser parser(operation);
-    parser.app().name(kebabCase(operation.name));
+    parser.app().name("miravex " + kebabCase(operation.name));
     addSettings(parser.app(), settings);
     return parser.parse(words);
 }

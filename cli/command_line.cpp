@@ -98,14 +98,10 @@ bool isCommand(const std::string& word)
                                            : fmt::format("; did you mean {}?", fmt::join(near, " or "))));
 }
 
-/// Puts "run" before an operation's name. The options before it all stand alone but for --threads.
+/// Puts "run" before an operation's name.
 void insertRun(std::vector<std::string>& words)
 {
-    auto word = words.begin();
-    while (word != words.end() && word->starts_with("-")) {
-        if (*word == "--threads" && word + 1 != words.end()) ++word;
-        ++word;
-    }
+    const auto word = firstPlainWord(words);
     if (word == words.end() || isCommand(*word)) return;
     if (!findOperation(*word)) refuseUnknown(*word);
     words.insert(word, "run");
@@ -178,7 +174,7 @@ private:
     /// A command whose words are those of an operation.
     void addCall(const std::string& name, std::function<ExitStatus(std::vector<std::string>)> command)
     {
-        auto* added = app_.add_subcommand(name)->prefix_command();
+        auto* added = app_.add_subcommand(name)->prefix_command()->fallthrough(false);
         added->set_help_flag();
         added->callback([this, added, command] {
             applyThreads(session_.settings);
@@ -209,6 +205,16 @@ private:
 } // namespace
 
 std::span<const Command> commands() { return allCommands; }
+
+std::vector<std::string>::iterator firstPlainWord(std::vector<std::string>& words)
+{
+    auto word = words.begin();
+    while (word != words.end() && word->starts_with("-")) {
+        if (*word == "--threads" && word + 1 != words.end()) ++word;
+        ++word;
+    }
+    return word;
+}
 
 void Session::tell(const Notes& notes) const
 {

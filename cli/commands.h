@@ -33,6 +33,9 @@ ExitStatus makeGallery(const Session& session, const GalleryWishes& wishes);
 /// The operation of a name as the user writes it; throws a usage failure with suggestions.
 const Operation& operationNamed(const std::string& name);
 
+/// The first word that is no option; of the options that may stand before it, only --threads takes a word.
+std::vector<std::string>::iterator firstPlainWord(std::vector<std::string>& words);
+
 /// "Filters and geometric transforms" for a room.
 std::string titleOfRoom(Room room);
 

@@ -122,8 +122,9 @@ void printZsh()
         fmt::print("        {}\n", shellQuoted(fmt::format("{}:{}", command.name, command.summary)));
     fmt::print("    )\n    local -a operations=(\n");
     for (const Operation* operation : catalog())
-        fmt::print("        {}\n",
-                   shellQuoted(fmt::format("{}:{}", kebabCase(operation->name), bracketed(operation->summary))));
+        fmt::print(
+            "        {}\n",
+            shellQuoted(fmt::format("{}:{}", kebabCase(operation->name), bracketed(operation->summary))));
     fmt::print("    )\n    if (( CURRENT == 2 )); then\n        _describe command names\n"
                "        _describe operation operations\n        return\n    fi\n"
                "    case \"$words[2]\" in\n"
@@ -140,12 +141,13 @@ void printZsh()
 void printFishOption(const std::string& operation, const Argument& argument)
 {
     const std::string condition = shellQuoted("__fish_seen_subcommand_from " + operation);
-    fmt::print("complete -c miravex -n {} -l {}{} -d {}\n", condition, optionOf(argument).substr(2),
-               argument.kind == Kind::Boolean ? ""
-                   : argument.choices.empty()
-                   ? " -r"
-                   : fmt::format(" -x -a {}", shellQuoted(fmt::format("{}", fmt::join(argument.choices, " ")))),
-               shellQuoted(argument.summary));
+    fmt::print(
+        "complete -c miravex -n {} -l {}{} -d {}\n", condition, optionOf(argument).substr(2),
+        argument.kind == Kind::Boolean ? ""
+            : argument.choices.empty()
+            ? " -r"
+            : fmt::format(" -x -a {}", shellQuoted(fmt::format("{}", fmt::join(argument.choices, " ")))),
+        shellQuoted(argument.summary));
 }
 
 void printFish()

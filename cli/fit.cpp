@@ -111,8 +111,7 @@ ImagePointer withRank(ImagePointer image, const Argument& argument, Notes& notes
         return sequence;
     }
     if (argument.image.rank != 2 || image->rank() == 2) return image;
-    notes.push_back(
-        fmt::format("{}: only the first of {} frames is used", argument.name, image->shape.slices));
+    notes.push_back(fmt::format("{}: only the first frame is used", argument.name));
     return firstFrame(*image);
 }
 

@@ -44,8 +44,6 @@ void checkOutputs(const CallWords& words, const Result& result, const std::strin
         if (words.output == standardStream && isatty(STDOUT_FILENO) != 0)
             throw Failure(ExitStatus::Usage, "a picture is not for the terminal: redirect standard output");
         refuseExtension(extension, result.kind == ResultKind::Sequence);
-        if (!isPictureExtension(extension)) // refuseExtension lets none of them pass unless it fits
-            throw Failure(ExitStatus::Usage, fmt::format("cannot write a picture as \"{}\"", extension));
     } else if (!isNumbersExtension(extension)) {
         throw Failure(
             ExitStatus::Usage,
@@ -83,13 +81,15 @@ void printResult(const Performed& performed)
 
 ExitStatus runOperation(Session& session, std::vector<std::string> words)
 {
-    if (words.empty()) throw Failure(ExitStatus::Usage, "which operation? miravex list shows them all");
-    const Operation& operation = operationNamed(words.front());
-    words.erase(words.begin());
+    const auto name = firstPlainWord(words);
+    if (name == words.end()) throw Failure(ExitStatus::Usage, "which operation? miravex list shows them all");
+    const Operation& operation = operationNamed(*name);
+    words.erase(name);
     const CallWords call = parseCall(operation, std::move(words), session.settings);
     if (call.help) return helpOn(session, std::string(operation.name));
     applyThreads(session.settings);
 
+    assignFiles(call); // too few or too many are told first
     const Result& expected = expectedResult(call);
     const std::string extension = extensionFor(call, expected);
     checkOutputs(call, expected, extension, session.settings);

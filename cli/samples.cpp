@@ -28,9 +28,20 @@ using Words = std::vector<std::string>;
 /// Where originals come from and where made files go.
 class Workshop {
 public:
-    explicit Workshop(const fs::path& folder)
+    Workshop(const fs::path& folder, Samples& samples, const Samples::Runner& run)
         : folder_(folder)
+        , samples_(samples)
+        , run_(run)
     {
+    }
+
+    /// The result of an operation, in a file of this name.
+    [[nodiscard]] Words result(const std::string& name, const std::string& operation,
+                               const Words& words) const
+    {
+        const std::string file = (folder_ / name).string();
+        run_(operation, samples_.replaced(words), file);
+        return { file };
     }
 
     /// A file of a Debian package, as it is.
@@ -84,8 +95,12 @@ public:
     [[nodiscard]] fs::path path(const std::string& name) const { return folder_ / name; }
 
 private:
-    fs::path folder_;
+    const fs::path& folder_;
+    Samples& samples_;
+    const Samples::Runner& run_;
 };
+
+constexpr int noiseLevel = 20;
 
 cv::Mat smaller(const cv::Mat& picture, double factor)
 {
@@ -249,6 +264,40 @@ Words mask(const Workshop& workshop)
     return workshop.keep("mask.png", picture);
 }
 
+/// Waves of some pixels: the column (or row) that each pixel comes from.
+Words ripple(const Workshop& workshop, const std::string& name, bool columns)
+{
+    constexpr double height = 5, length = 60;
+    const cv::Size size = Workshop::picture("fruits.jpg").size();
+    std::vector<double> positions;
+    for (int y = 0; y < size.height; ++y)
+        for (int x = 0; x < size.width; ++x)
+            positions.push_back(columns ? x + height * std::sin(2 * CV_PI * y / length)
+                                        : y + height * std::sin(2 * CV_PI * x / length));
+    return workshop.keepTensor(name, { size.height, size.width }, positions);
+}
+
+/// Takes the corners of the puzzle, measured from the bottom left, to those of the picture.
+Words sudokuHomography(const Workshop& workshop)
+{
+    const cv::Size size = Workshop::picture("sudoku.png").size();
+    const auto width = static_cast<float>(size.width);
+    const auto height = static_cast<float>(size.height);
+    const std::array<cv::Point2f, 4> corners {
+        { { 73, height - 86 }, { 491, height - 70 }, { 523, height - 519 }, { 36, height - 516 } }
+    };
+    const std::array<cv::Point2f, 4> targets { { { 0, height }, { width, height }, { width, 0 }, { 0, 0 } } };
+    const cv::Mat_<double> matrix = cv::getPerspectiveTransform(corners.data(), targets.data());
+    return workshop.keepTensor("sudoku-homography.npy", { 3, 3 }, { matrix.begin(), matrix.end() });
+}
+
+std::vector<cv::Mat> noisyFrames(const cv::Mat& picture)
+{
+    std::vector<cv::Mat> frames = pan(picture, 5, { 220, 200 }, { 2, 1 });
+    for (std::size_t i = 0; i < frames.size(); ++i) frames[i] = withNoise(frames[i], noiseLevel, i + 1);
+    return frames;
+}
+
 Words portrait(const Workshop&)
 {
     const fs::path file = "/usr/share/matplotlib/mpl-data/sample_data/grace_hopper.jpg";
@@ -261,8 +310,6 @@ struct Sample {
     std::string_view name;
     Words (*make)(const Workshop& workshop);
 };
-
-constexpr int noiseLevel = 20;
 
 const Sample table[] = {
     // Photos as they are.
@@ -300,9 +347,12 @@ const Sample table[] = {
       } },
     { "noisy_sequence",
       [](const Workshop& w) {
-          std::vector<cv::Mat> frames = pan(smaller(w.picture("fruits.jpg"), 0.5), 5, { 220, 200 }, { 2, 1 });
-          for (std::size_t i = 0; i < frames.size(); ++i) frames[i] = withNoise(frames[i], noiseLevel, i + 1);
-          return w.keepAll("noisy-frame", frames);
+          return w.keepAll("noisy-frame", noisyFrames(smaller(w.picture("fruits.jpg"), 0.5)));
+      } },
+    { "noisy_gray_sequence",
+      [](const Workshop& w) {
+          return w.keepAll("noisy-gray-frame",
+                           noisyFrames(smaller(w.picture("home.jpg", cv::IMREAD_GRAYSCALE), 0.6)));
       } },
     { "shifted1",
       [](const Workshop& w) {
@@ -323,9 +373,18 @@ const Sample table[] = {
     { "shapes", shapes },
     { "labels", labels },
     { "film", film },
+    { "ripple_x", [](const Workshop& w) { return ripple(w, "ripple-x.npy", true); } },
+    { "ripple_y", [](const Workshop& w) { return ripple(w, "ripple-y.npy", false); } },
+    { "sudoku_homography", sudokuHomography },
     { "exposures", exposures },
     { "exposure_values", exposureValues },
     { "hdr", highDynamicRange },
+    // Results of operations.
+    { "log_polar",
+      [](const Workshop& w) {
+          return w.result("log-polar.png", "LogPolarRemap",
+                          { "@photo", "--magnitude", "85", "--color", "0,0,0" });
+      } },
     // Files that the library itself reads.
     { "cascade",
       [](const Workshop& w) {
@@ -338,18 +397,20 @@ const Sample table[] = {
 
 } // namespace
 
-Samples::Samples(fs::path folder)
+Samples::Samples(fs::path folder, Runner run)
     : folder_(std::move(folder))
+    , run_(std::move(run))
 {
     fs::create_directories(folder_);
 }
 
-const std::vector<std::string>& Samples::words(const std::string& name)
+const std::vector<std::string>& Samples::words(const std::string& word)
 {
+    const std::string name = word.substr(0, word.find('.'));
     if (const auto made = made_.find(name); made != made_.end()) return made->second;
     const auto* sample = std::ranges::find(table, name, &Sample::name);
     if (sample == std::end(table)) throw MissingSample(fmt::format("there is no sample @{}", name));
-    return made_[name] = sample->make(Workshop(folder_));
+    return made_[name] = sample->make(Workshop(folder_, *this, run_));
 }
 
 std::vector<std::string> Samples::replaced(const std::vector<std::string>& words)

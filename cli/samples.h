@@ -21,9 +21,15 @@ public:
 /// stands for the files that the sample "photo" is made into. Made once, on first use, in one folder.
 class Samples {
 public:
-    explicit Samples(std::filesystem::path folder);
+    /// Runs an operation with these words and writes its result to a file: how samples that are results of
+    /// operations are made.
+    using Runner = std::function<void(const std::string& operation, const std::vector<std::string>& words,
+                                      const std::string& file)>;
 
-    /// The words that stand for "@name". Throws MissingSample.
+    Samples(std::filesystem::path folder, Runner run);
+
+    /// The words that stand for "@name"; an extension behind the name ("@values.csv") is for readers only.
+    /// Throws MissingSample.
     const std::vector<std::string>& words(const std::string& name);
 
     /// An example's words with every "@name" replaced.
@@ -34,6 +40,7 @@ public:
 
 private:
     std::filesystem::path folder_;
+    Runner run_;
     std::map<std::string, std::vector<std::string>, std::less<>> made_;
 };
 

@@ -173,7 +173,8 @@ bool isPictureExtension(const std::string& extension)
 void refuseExtension(const std::string& extension, bool isSequence)
 {
     if (extension == arrayExtension) return;
-    if (isSequence && !formatOf(extension).pages)
+    const Format& format = formatOf(extension);
+    if (isSequence && !format.pages)
         throw Failure(
             ExitStatus::Usage,
             fmt::format("the result is a sequence, which {} cannot hold; expected .tiff, .avi or .npy",
