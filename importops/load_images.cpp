@@ -1,0 +1,95 @@
+#include "importops/load_images.h"
+
+#include "importops/direct_jpeg.h"
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+
+namespace miravex::importops {
+
+namespace {
+
+/// The file as OpenCV reads it, empty when it can't. What it throws at (a header that promises more pixels
+/// than it accepts) is one more file that can't be read.
+cv::Mat readPicture(const std::string& path, const SlotFormat& format, Scratch& scratch)
+{
+    const bool color = format.channels != 1;
+    cv::Mat picture = readJpegDirectly(path, color, format.height, scratch);
+    if (!picture.empty()) return picture;
+    try {
+        return cv::imread(path, color ? cv::IMREAD_COLOR : cv::IMREAD_GRAYSCALE);
+    } catch (const cv::Exception&) {
+        return {};
+    }
+}
+
+} // namespace
+
+LoadImages::LoadImages(std::vector<std::string> paths, float* destination, const SlotFormat& format,
+                       unsigned char* status)
+    : paths_(std::move(paths))
+    , destination_(destination)
+    , format_(format)
+    , status_(status)
+{
+}
+
+void LoadImages::operator()(const cv::Range&) const
+{
+    Scratch scratch;
+    for (std::size_t file; (file = next_.fetch_add(1, std::memory_order_relaxed)) < paths_.size();) {
+        try {
+            load(file, scratch);
+        } catch (...) {
+            next_.store(paths_.size(), std::memory_order_relaxed);
+            const std::lock_guard lock(mutex_);
+            if (!failure_) failure_ = std::current_exception();
+        }
+    }
+}
+
+void LoadImages::load(std::size_t file, Scratch& scratch) const
+{
+    float* slot = destination_ + file * format_.samples();
+    status_[file] = loadImageInto(paths_[file], slot, format_, scratch) ? 1 : 0;
+}
+
+void LoadImages::rethrow() const
+{
+    if (failure_) std::rethrow_exception(failure_);
+}
+
+bool loadImageInto(const std::string& path, float* slot, const SlotFormat& format, Scratch& scratch)
+{
+    cv::Mat picture = readPicture(path, format, scratch);
+    if (picture.empty()) {
+        std::mt19937 engine(std::random_device {}());
+        fillWithNoise(slot, format, engine);
+        return false;
+    }
+    if (picture.rows != format.height || picture.cols != format.width) {
+        cv::resize(picture, scratch.resized, cv::Size(format.width, format.height), 0, 0, cv::INTER_LINEAR);
+        picture = scratch.resized;
+    }
+    if (format.channelsLast)
+        writeInterleaved(slot, format, picture, scratch);
+    else
+        writePlanar(slot, format, picture, scratch);
+    return true;
+}
+
+void fillWithNoise(float* slot, const SlotFormat& format, std::mt19937& engine)
+{
+    // One draw in 2^25 would round up to 1 as a float.
+    const float belowOne = std::nextafter(1.0F, 0.0F);
+    for (std::size_t i = 0; i < format.samples(); ++i) {
+        const double draw = std::generate_canonical<double, 53>(engine);
+        slot[i] = std::min(static_cast<float>(draw), belowOne);
+        if (format.mean) slot[i] -= format.mean[i];
+    }
+}
+
+} // namespace miravex::importops
