@@ -74,7 +74,7 @@ void Ledger::gaveBack(const char* string)
     if (lent == strings_.end())
         violation("a string was given back that was not lent");
     else
-        ++lent->second;
+        ++lent->second.given;
 }
 
 void Ledger::gaveBack(NumericArray array)
@@ -84,7 +84,7 @@ void Ledger::gaveBack(NumericArray array)
     if (lent == arrays_.end())
         violation("an array was given back that was not lent");
     else
-        ++lent->second;
+        ++lent->second.given;
 }
 
 ImagePointer Ledger::takeImage(KImage image)
@@ -107,12 +107,18 @@ TensorPointer Ledger::takeTensor(KTensor tensor)
     return taken;
 }
 
-Accounting Ledger::close(int expectedReturns)
+Accounting Ledger::close()
 {
-    for (const auto& [string, times] : strings_)
-        if (times != expectedReturns)
-            violation("the string \"" + std::string(string) + "\" was given back " + std::to_string(times)
-                      + " times instead of " + std::to_string(expectedReturns));
+    const auto check = [this](const std::string& what, const Returns& times) {
+        if (times.given != times.expected)
+            violation(what + " was given back " + std::to_string(times.given) + " times instead of "
+                      + std::to_string(times.expected));
+    };
+    for (const auto& [string, times] : strings_) check("the string \"" + std::string(string) + "\"", times);
+    for (const auto& [array, times] : arrays_) {
+        check("an array", times);
+        if (!array->block.intact()) violation("elements were written outside an array");
+    }
     if (!images_.empty()) violation(std::to_string(images_.size()) + " images leaked");
     if (!tensors_.empty()) violation(std::to_string(tensors_.size()) + " tensors leaked");
     images_.clear();

@@ -47,8 +47,9 @@ public:
     /// False when the samples or elements of this object are withheld.
     [[nodiscard]] bool givesData(const void* object) const;
 
-    void lend(const char* string) { strings_.emplace(string, 0); }
-    void lend(NumericArray array) { arrays_.emplace(array, 0); }
+    /// Hands an object to the library, which has to give it back `expected` times before the call ends.
+    void lend(const char* string, int expected) { strings_[string].expected += expected; }
+    void lend(NumericArray array, int expected) { arrays_[array].expected += expected; }
     void gaveBack(const char* string);
     void gaveBack(NumericArray array);
 
@@ -58,21 +59,26 @@ public:
 
     void violation(std::string text) { accounting_.violations.push_back(std::move(text)); }
 
-    /// Ends the call: each lent string must have come back `expectedReturns` times, everything created must
-    /// have been freed or taken, and no guard may be touched.
-    Accounting close(int expectedReturns);
+    /// Ends the call: what was lent must have come back as often as expected, everything created must have
+    /// been freed or taken, and no guard may be touched.
+    Accounting close();
 
-    [[nodiscard]] int timesGivenBack(const char* string) const { return strings_.at(string); }
-    [[nodiscard]] int timesGivenBack(NumericArray array) const { return arrays_.at(array); }
+    [[nodiscard]] int timesGivenBack(const char* string) const { return strings_.at(string).given; }
+    [[nodiscard]] int timesGivenBack(NumericArray array) const { return arrays_.at(array).given; }
 
 private:
+    struct Returns {
+        int expected = 0;
+        int given = 0;
+    };
+
     Faults faults_;
     Ledger* outer_;
     Accounting accounting_;
     std::unordered_map<KImage, ImagePointer> images_;
     std::unordered_map<KTensor, TensorPointer> tensors_;
-    std::unordered_map<const char*, int> strings_;
-    std::unordered_map<NumericArray, int> arrays_;
+    std::unordered_map<const char*, Returns> strings_;
+    std::unordered_map<NumericArray, Returns> arrays_;
 };
 
 } // namespace miravex

@@ -31,7 +31,9 @@ template <typename Function> Function find(void* handle, const char* name)
 /// One argument in the form in which the library reads it.
 class Cell {
 public:
-    Cell(const Value& value, const Argument* argument, Ledger& ledger)
+    /// `expectedReturns`: how often the library has to give back a string or an array.
+    Cell(const Value& value, const Argument* argument, Ledger& ledger, int expectedReturns)
+        : expectedReturns_(expectedReturns)
     {
         cell_.integer = 0;
         std::visit([&](const auto& held) { fill(held, argument, ledger); }, value);
@@ -66,18 +68,26 @@ private:
     void fill(const std::string& value, const Argument*, Ledger& ledger)
     {
         cell_.string = value.c_str();
-        ledger.lend(cell_.string);
+        ledger.lend(cell_.string, expectedReturns_);
     }
     void fill(const ImagePointer& value, const Argument*, Ledger&) { cell_.image = value.get(); }
     void fill(const TensorPointer& value, const Argument*, Ledger&) { cell_.tensor = value.get(); }
     void fill(const ArrayPointer& value, const Argument*, Ledger& ledger)
     {
         cell_.numericArray = value.get();
-        if (value) ledger.lend(cell_.numericArray);
+        if (value) ledger.lend(cell_.numericArray, expectedReturns_);
     }
 
     ValueCell cell_;
+    int expectedReturns_;
 };
+
+/// How often the library gives back what is in the slot of this argument.
+int expectedReturns(const Operation& operation, const Argument* argument, bool countFits)
+{
+    const bool lent = argument && (argument->kind == Kind::String || argument->isShared);
+    return lent && (countFits || operation.returnsOnWrongCount) ? 1 : 0;
+}
 
 /// What the result slot holds before a call, so that a write after a failure shows.
 constexpr int64_t untouched = 0x6D697261766578;
@@ -163,9 +173,11 @@ Outcome call(const Library& library, const Operation& operation, std::span<const
     Ledger ledger(faults);
     std::vector<Cell> cells;
     cells.reserve(values.size());
-    for (std::size_t i = 0; i < values.size(); ++i)
-        cells.emplace_back(values[i], i < operation.arguments.size() ? &operation.arguments[i] : nullptr,
-                           ledger);
+    const bool countFits = values.size() == operation.arguments.size();
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const Argument* argument = i < operation.arguments.size() ? &operation.arguments[i] : nullptr;
+        cells.emplace_back(values[i], argument, ledger, expectedReturns(operation, argument, countFits));
+    }
     std::vector<ArgumentSlot> slots;
     slots.reserve(cells.size() + 1);
     for (Cell& cell : cells) slots.push_back(cell.slot());
@@ -182,8 +194,7 @@ Outcome call(const Library& library, const Operation& operation, std::span<const
     else if (result.integer != untouched)
         ledger.violation("the result slot was written although the call failed");
 
-    const bool countFits = values.size() == operation.arguments.size();
-    outcome.accounting = ledger.close(countFits || operation.room == Room::Importops ? 1 : 0);
+    outcome.accounting = ledger.close();
     if (!outcome.ok()) outcome.openCvError = errors.text();
     return outcome;
 }

@@ -108,6 +108,7 @@ struct Argument {
     bool isPath = false; ///< a string that names a file to read
     bool mustBeOdd = false;
     bool rewritten = false; ///< the library writes into this object
+    bool isShared = false; ///< an array that the library hands back after the call
     std::string_view impliedBy = {}; ///< a flag that is set exactly when that optional argument is given
     Condition usedWhen {};
     bool optional = false; ///< may be left out; a small placeholder is passed then
@@ -164,6 +165,10 @@ struct Argument {
     constexpr Argument rewrittenInPlace() const
     {
         return with([](Argument& a) { a.rewritten = true; });
+    }
+    constexpr Argument shared() const
+    {
+        return with([](Argument& a) { a.isShared = true; });
     }
     constexpr Argument setBy(std::string_view other) const
     {
@@ -359,6 +364,7 @@ struct Operation {
     std::span<const Constraint> constraints = {};
     std::span<const std::string_view> limits = {}; ///< refusals and oddities that a user may meet
     std::span<const Example> examples = {};
+    bool returnsOnWrongCount = false; ///< strings and shared arrays come back even when the count is wrong
 };
 
 } // namespace miravex

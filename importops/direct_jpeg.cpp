@@ -56,7 +56,7 @@ public:
     /// Size of a regular file of a size that is read at once, or 0.
     [[nodiscard]] std::size_t size() const
     {
-        struct stat facts {};
+        struct stat facts { };
         if (number_ < 0 || fstat(number_, &facts) != 0 || !S_ISREG(facts.st_mode)) return 0;
         return facts.st_size <= largestFile ? static_cast<std::size_t>(facts.st_size) : 0;
     }

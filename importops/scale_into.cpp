@@ -1,7 +1,7 @@
 // Compiled with -ffp-contract=off: a fused multiply-subtract would round once where the steps round twice.
 #include "importops/scale_into.h"
 
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_THREAD__)             \
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_THREAD__)         \
     && !defined(__SANITIZE_ADDRESS__)
 #define MIRAVEX_CLONES __attribute__((target_clones("avx2", "default")))
 #else // sanitizers start before the loader's choice between clones could run

@@ -10,7 +10,8 @@ namespace {
 
 const float* offset(const float* samples, std::size_t by) { return samples ? samples + by : nullptr; }
 
-/// Scales all samples of a picture, in memory order, into consecutive floats that start `first` into the slot.
+/// Scales all samples of a picture, in memory order, into consecutive floats that start `first` into the
+/// slot.
 void scalePicture(float* slot, std::size_t first, const SlotFormat& format, const cv::Mat& picture)
 {
     const std::size_t rowSamples =
