@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+// libjpeg wants size_t and FILE declared before.
 #include <jpeglib.h>
 
 #include <fcntl.h>
@@ -220,15 +221,17 @@ public:
         return finish();
     }
 
-    /// True for samplings whose rows libjpeg-turbo can skip: colour, at most halved.
+    /// True where jpeg_skip_scanlines is exact. It miscounts when chroma has half the rows and yet is not
+    /// interpolated: in gray output, and in pictures too narrow for interpolation.
     [[nodiscard]] bool canSkipRows() const
     {
         if (state_.num_components != 3 || state_.out_color_space != JCS_EXT_BGR) return false;
         const jpeg_component_info* part = state_.comp_info;
-        const bool fullChroma = part[1].h_samp_factor == 1 && part[1].v_samp_factor == 1
+        const bool plainChroma = part[1].h_samp_factor == 1 && part[1].v_samp_factor == 1
             && part[2].h_samp_factor == 1 && part[2].v_samp_factor == 1;
-        return fullChroma && part[0].v_samp_factor <= 2 && part[0].h_samp_factor <= 2
-            && part[0].v_samp_factor <= part[0].h_samp_factor;
+        if (!plainChroma || part[0].h_samp_factor > 2) return false;
+        if (part[0].v_samp_factor == 1) return true;
+        return part[0].v_samp_factor == 2 && part[0].h_samp_factor == 2 && part[1].downsampled_width > 2;
     }
 
 private:

@@ -33,7 +33,8 @@ std::string describeCall(std::string_view operation, const Values& values)
 
 std::string bytesOf(const Block& block)
 {
-    return { reinterpret_cast<const char*>(block.data()), block.size() };
+    return block.data() ? std::string(reinterpret_cast<const char*>(block.data()), block.size())
+                        : std::string();
 }
 
 /// The bytes that an argument's object holds; empty for plain values.
@@ -42,6 +43,7 @@ std::string contents(const Value& value)
     const auto held = [](const auto& pointer) { return pointer ? bytesOf(pointer->block) : std::string(); };
     if (const auto* image = std::get_if<ImagePointer>(&value)) return held(*image);
     if (const auto* tensor = std::get_if<TensorPointer>(&value)) return held(*tensor);
+    if (const auto* array = std::get_if<ArrayPointer>(&value)) return held(*array);
     return {};
 }
 
