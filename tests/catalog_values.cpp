@@ -3,6 +3,7 @@
 #include "host/call_view.h"
 
 #include <fmt/format.h>
+#include <opencv2/imgcodecs.hpp>
 #include <opencv2/videoio.hpp>
 #include <unistd.h>
 
@@ -46,12 +47,29 @@ bool isThere(const std::filesystem::path& path)
     return std::filesystem::exists(path, error);
 }
 
+/// Name of a file of this process in the folder for temporary files.
+std::string temporaryName(std::string_view name)
+{
+    return (std::filesystem::temp_directory_path() / fmt::format("miravex-{}-{}", getpid(), name)).string();
+}
+
+/// A small picture, written once per process.
+std::string smallPicture()
+{
+    static const std::string path = [] {
+        std::string name = temporaryName("picture.png");
+        cv::imwrite(name, cv::Mat(12, 16, CV_8UC3, cv::Scalar(40, 90, 200)));
+        std::atexit([] { std::filesystem::remove(smallPicture()); });
+        return name;
+    }();
+    return path;
+}
+
 /// A film of a few small frames, written once per process.
 std::string shortFilm()
 {
     static const std::string path = [] {
-        std::string name =
-            (std::filesystem::temp_directory_path() / fmt::format("miravex-film-{}.avi", getpid())).string();
+        std::string name = temporaryName("film.avi");
         cv::VideoWriter writer(name, cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 10, cv::Size(32, 24));
         for (int i = 0; i < 8; ++i) {
             cv::Mat frame(24, 32, CV_8UC3, cv::Scalar::all(40));
@@ -288,6 +306,14 @@ std::vector<Value> compose(const Operation& operation, bool vary, std::string_vi
     if (const int index = argumentIndex(operation, used); index >= 0)
         makeMatter(operation, operation.arguments[static_cast<std::size_t>(index)], given);
 
+    // What no rule of a record says: the batch loader wants the length of every path.
+    if (operation.name == "LoadImagesFromPathInto") {
+        const std::string path = smallPicture();
+        const auto length = static_cast<int64_t>(path.size());
+        given["paths"] = path + path;
+        given["lengths"] = makeIntegerTensor({ 2 }, std::vector { length, length });
+    }
+
     // Sizes of objects may follow from scalars and from other objects, in either order: two rounds.
     const auto wanted = [&](const Argument& argument) {
         if (!argument.optional || argument.name == used) return true;
@@ -298,12 +324,14 @@ std::vector<Value> compose(const Operation& operation, bool vary, std::string_vi
     for (int round = 0; round < 2; ++round) {
         for (const Argument& argument : operation.arguments) {
             if (isScalar(argument.kind) || !wanted(argument)) continue;
+            if (argument.kind == Kind::IntegerTensor && operation.name == "LoadImagesFromPathInto") continue;
             const Completed known = complete(operation, given);
             const CallView call(operation, known.values);
             if (argument.kind == Kind::Image && round == 0)
                 given[std::string(argument.name)] = pictureFor(argument, call, vary, random);
             else if (argument.kind == Kind::NumericArray && round == 0)
-                given[std::string(argument.name)] = makeFloatArray({ 4 });
+                given[std::string(argument.name)] =
+                    argument.rewritten ? makeFloatArray({ 2, 8, 8, 3 }) : makeFloatArray({ 8, 8, 3 });
             else if (argument.kind == Kind::RealTensor || argument.kind == Kind::IntegerTensor)
                 given[std::string(argument.name)] = tensorFor(argument, call, vary, random);
         }

@@ -40,11 +40,11 @@ TEST(Ledger, AcceptsACleanCall)
     images().imageFree(newImage());
     table().tensorFree(newTensor());
     const std::string word = "word";
-    ledger.lend(word.c_str());
+    ledger.lend(word.c_str(), 1);
     table().stringDisown(word.c_str());
     EXPECT_TRUE(ledger.takeImage(image));
     EXPECT_TRUE(ledger.takeTensor(tensor));
-    const Accounting accounting = ledger.close(1);
+    const Accounting accounting = ledger.close();
     EXPECT_THAT(accounting.violations, IsEmpty());
     EXPECT_EQ(accounting.allocations, 4);
     EXPECT_EQ(accounting.stringsGivenBack, 1);
@@ -56,7 +56,7 @@ TEST(Ledger, ReportsLeaks)
     newImage();
     newTensor();
     newTensor();
-    EXPECT_THAT(ledger.close(0).violations, ElementsAre("1 images leaked", "2 tensors leaked"));
+    EXPECT_THAT(ledger.close().violations, ElementsAre("1 images leaked", "2 tensors leaked"));
 }
 
 TEST(Ledger, ReportsDoubleAndForeignFrees)
@@ -70,7 +70,7 @@ TEST(Ledger, ReportsDoubleAndForeignFrees)
     const TensorPointer list = realList({ 1 });
     table().tensorFree(list.get());
     images().imageFree(nullptr);
-    EXPECT_THAT(ledger.close(0).violations,
+    EXPECT_THAT(ledger.close().violations,
                 ElementsAre(HasSubstr("image was freed"), HasSubstr("image was freed"),
                             HasSubstr("tensor was freed"), HasSubstr("image was freed")));
     EXPECT_EQ(hosts->shape.rows, 2); // the host's own object lives on
@@ -81,24 +81,24 @@ TEST(Ledger, ReportsStringsAndArraysThatComeBackWrongly)
     const std::string word = "word", other = "other";
     {
         Ledger ledger;
-        ledger.lend(word.c_str());
-        EXPECT_THAT(ledger.close(1).violations, ElementsAre(HasSubstr("given back 0 times instead of 1")));
+        ledger.lend(word.c_str(), 1);
+        EXPECT_THAT(ledger.close().violations, ElementsAre(HasSubstr("given back 0 times instead of 1")));
     }
     {
         Ledger ledger;
-        ledger.lend(word.c_str());
+        ledger.lend(word.c_str(), 1);
         table().stringDisown(word.c_str());
         table().stringDisown(word.c_str());
         table().stringDisown(other.c_str());
         EXPECT_EQ(ledger.timesGivenBack(word.c_str()), 2);
-        EXPECT_THAT(ledger.close(1).violations,
+        EXPECT_THAT(ledger.close().violations,
                     ElementsAre(HasSubstr("not lent"), HasSubstr("given back 2 times instead of 1")));
     }
     {
         Ledger ledger;
         const ArrayPointer array = makeFloatArray({ 2 });
         table().numericArrayServices->numericArrayDisown(array.get());
-        EXPECT_THAT(ledger.close(0).violations,
+        EXPECT_THAT(ledger.close().violations,
                     ElementsAre(HasSubstr("array was given back that was not lent")));
     }
 }
@@ -109,7 +109,7 @@ TEST(Ledger, ReportsResultsThatNobodyMade)
     const ImagePointer hosts = imageOf(noise(2, 2, CV_8U));
     EXPECT_FALSE(ledger.takeImage(hosts.get()));
     EXPECT_FALSE(ledger.takeTensor(nullptr));
-    EXPECT_EQ(ledger.close(0).violations.size(), 2U);
+    EXPECT_EQ(ledger.close().violations.size(), 2U);
 }
 
 TEST(Ledger, ReportsWritesOutsideOfObjects)
@@ -124,7 +124,7 @@ TEST(Ledger, ReportsWritesOutsideOfObjects)
     images().imageFree(freed);
     ledger.takeImage(returned);
     ledger.takeTensor(tensor);
-    EXPECT_THAT(ledger.close(0).violations,
+    EXPECT_THAT(ledger.close().violations,
                 ElementsAre(HasSubstr("outside an image"), HasSubstr("outside the resulting image"),
                             HasSubstr("outside the resulting tensor")));
 }
@@ -143,7 +143,7 @@ TEST(Ledger, RefusesTheChosenAllocation)
         const KImage converted = images().imageConvertType(source.get(), PixelTypeReal, 0);
         EXPECT_EQ(converted == nullptr, failing == 3);
         EXPECT_EQ(one == nullptr, failing == 0);
-        EXPECT_EQ(ledger.close(0).allocations, 4);
+        EXPECT_EQ(ledger.close().allocations, 4);
     }
 }
 
@@ -221,7 +221,7 @@ TEST(Services, RefuseImpossibleObjects)
     EXPECT_NE(images().imageNew3D(INT64_MAX, INT64_MAX, 2, 2, 1, 0, 0, &image), 0);
     EXPECT_EQ(image, nullptr);
     EXPECT_EQ(tensor, nullptr);
-    EXPECT_THAT(ledger.close(0).violations, IsEmpty());
+    EXPECT_THAT(ledger.close().violations, IsEmpty());
 }
 
 TEST(Services, CompareReals)
