@@ -10,5 +10,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/MiravexConfigVersion.cmak
 install(FILES ${PROJECT_BINARY_DIR}/MiravexConfig.cmake ${PROJECT_BINARY_DIR}/MiravexConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Miravex)
 
+# Relative to the file itself, so that the installed tree may be moved.
+file(RELATIVE_PATH MIRAVEX_PREFIX_FROM_PKGCONFIG
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/miravex.pc.in ${PROJECT_BINARY_DIR}/miravex.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/miravex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
