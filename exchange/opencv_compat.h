@@ -63,20 +63,18 @@ inline void sepFilter2D(const cv::Mat& source, cv::Mat& destination, const cv::M
         cv::merge(planes, destination);
         return;
     }
-    cv::Mat reach = source;
-    int usual = border;
-    if (border == cv::BORDER_WRAP) {
-        // What lies around a view into a larger matrix is read as it is, and no border is ever asked for.
-        const int left = kernelX.cols / 2, top = kernelY.cols / 2;
-        cv::Mat wrapped;
-        cv::copyMakeBorder(source, wrapped, top, kernelY.cols - 1 - top, left, kernelX.cols - 1 - left,
-                           cv::BORDER_WRAP);
-        reach = wrapped(cv::Rect(cv::Point(left, top), source.size()));
-        usual = cv::BORDER_DEFAULT;
+    const cv::Point centre(-1, -1);
+    if (border != cv::BORDER_WRAP) {
+        cv::sepFilter2D(source, destination, -1, kernelX, kernelY, centre, 0.0, border);
+        return;
     }
-    cv::Mat filtered;
-    cv::sepFilter2D(reach, filtered, -1, kernelX, kernelY, cv::Point(-1, -1), 0.0, usual);
-    destination = filtered;
+    // What lies around a view into a larger matrix is read as it is, and no border is ever asked for.
+    const int left = kernelX.cols / 2, top = kernelY.cols / 2;
+    cv::Mat wrapped;
+    cv::copyMakeBorder(source, wrapped, top, kernelY.cols - 1 - top, left, kernelX.cols - 1 - left,
+                       cv::BORDER_WRAP);
+    const cv::Mat inside = wrapped(cv::Rect(cv::Point(left, top), source.size()));
+    cv::sepFilter2D(inside, destination, -1, kernelX, kernelY, centre, 0.0, cv::BORDER_DEFAULT);
 }
 
 // --- photo ----------------------------------------------------------------------------------------------

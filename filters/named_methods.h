@@ -31,6 +31,10 @@ inline constexpr auto paddingNames = namesOf(paddingMethods);
 inline constexpr int unknownInterpolation = 5;
 inline constexpr int unknownPadding = 17;
 
+/// The OpenCV flag of an interpolation or padding name, compared exactly, or the value for unknown names.
+int interpolationFlagFromName(std::string name);
+int borderTypeFromName(std::string name);
+
 /// Measures of how far a kernel is from the picture below it, and the scores of OpenCV they are made of.
 inline constexpr std::array correlationDistances {
     Named<int> { "SquaredEuclideanDistance", cv::TM_SQDIFF },
@@ -50,9 +54,5 @@ inline constexpr std::array bayerPatterns {
 };
 inline constexpr auto bayerPatternNames = namesOf(bayerPatterns);
 inline constexpr int unknownBayerPattern = -1;
-
-/// The OpenCV flag of an interpolation or padding name, compared exactly, or the value for unknown names.
-int interpolationFlagFromName(std::string name);
-int borderTypeFromName(std::string name);
 
 } // namespace miravex

@@ -402,8 +402,10 @@ std::vector<Refusal> check(const Operation& operation, std::span<const Value> va
     }
     const CallView call(operation, values);
     for (const Argument& argument : operation.arguments) {
-        const bool unused =
-            argument.optional && (argument.usedWhen.argument.empty() || !call.holds(argument.usedWhen));
+        // A list that may be empty says itself when it was left out; other placeholders need not fit.
+        const bool unused = argument.optional
+            && (argument.usedWhen.argument.empty() ? !argument.tensor.orEmpty
+                                                   : !call.holds(argument.usedWhen));
         if (!unused) checkArgument(argument, call, refusals);
     }
     if (!refusals.empty()) return refusals;
