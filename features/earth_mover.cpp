@@ -20,14 +20,15 @@ struct Side {
     KTensor weights;
 };
 
-/// Copies reals into a float matrix of that size from `column` on; false when there are too few.
-bool copyColumns(std::span<const double> elements, int64_t columns, int column, cv::Mat& out)
+/// Copies reals into the columns of a float matrix from `first` on, row by row; false unless there are as
+/// many.
+bool copyColumns(std::span<const double> elements, int64_t columns, int first, cv::Mat& out)
 {
-    if (static_cast<int64_t>(elements.size()) < out.rows * columns) return false;
+    if (static_cast<int64_t>(elements.size()) != out.rows * columns) return false;
     auto next = elements.begin();
     for (int row = 0; row < out.rows; ++row)
-        for (int64_t i = 0; i < columns; ++i)
-            out.at<float>(row, column + static_cast<int>(i)) = static_cast<float>(*next++);
+        for (int column = 0; column < columns; ++column)
+            out.at<float>(row, first + column) = static_cast<float>(*next++);
     return true;
 }
 
@@ -35,7 +36,8 @@ bool copyColumns(std::span<const double> elements, int64_t columns, int column, 
 bool makeSignature(LibraryData data, const Side& side, int64_t rows, int64_t dimension, cv::Mat& out)
 {
     const auto weights = realElements(data, side.weights);
-    if (!weights || limits::product({ rows, dimension + 1 }) > limits::resultSamples) return false;
+    if (!weights || !hasDimensions(data, side.weights, { rows })) return false;
+    if (limits::product({ rows, dimension + 1 }) > limits::resultSamples) return false;
     out.create(static_cast<int>(rows), static_cast<int>(dimension) + 1, CV_32F);
     if (!copyColumns(*weights, 1, 0, out)) return false;
     if (!side.points) return true;

@@ -15,9 +15,9 @@ namespace miravex {
 
 /// Finds corners by the adaptive segment test on 9 of 16 pixels.
 ///
-/// Image: 2D, one byte channel. Mask, when used: bits of the same size, nonzero where keypoints may lie.
-/// Threshold: at least 0, in grey levels. Result: n x 7. Source: E. Mair et al., "Adaptive and generic corner
-/// detection based on the accelerated segment test", 2010.
+/// Image: 2D, one byte channel. Mask, when used: one channel of bits of the same size, nonzero where
+/// keypoints may lie. Threshold: at least 0, in grey levels. Result: n x 7. Source: E. Mair et al., "Adaptive
+/// and generic corner detection based on the accelerated segment test", 2010.
 HostErrorCode agast(LibraryData data, KImage image, HostBoolean useMask, KImage mask, int64_t threshold,
                     HostBoolean nonmaxSuppression, KTensor* result);
 
@@ -155,10 +155,11 @@ HostErrorCode matchShapes(LibraryData data, KTensor contour1, KTensor contour2, 
 
 /// The least cost per unit of mass that turns one weighted set of points into another.
 ///
-/// Points: n x d; weights: n; distance: "ManhattanDistance", "EuclideanDistance", "ChessboardDistance", or
-/// "Custom" with a cost of n1 x n2. The cost is empty, or of that size, for the named distances, which ignore
-/// it. Sizes with n1 n2 (n1 + n2) beyond limits::transportSteps are refused. Source: Y. Rubner, C. Tomasi, L.
-/// Guibas, "The earth mover's distance as a metric for image retrieval", 2000.
+/// Points: n x d; weights: a list of n; distance: "ManhattanDistance", "EuclideanDistance",
+/// "ChessboardDistance", or "Custom" with a cost of n1 x n2. The cost is empty, or of that size, for the
+/// named distances, which ignore it. Sizes with n1 n2 (n1 + n2) beyond limits::transportSteps are refused.
+/// Source: Y. Rubner, C. Tomasi, L. Guibas, "The earth mover's distance as a metric for image retrieval",
+/// 2000.
 HostErrorCode earthMoverDistance(LibraryData data, KTensor points1, KTensor weights1, KTensor points2,
                                  KTensor weights2, const char* name, KTensor cost, double* result);
 

@@ -76,8 +76,9 @@ bool convertPicture(LibraryData data, KImage image, HostBoolean useMask, KImage 
                     cv::Mat& allowed)
 {
     const ImageServices& images = *data->imageServices;
-    return imageToMat(images, image, picture, anyType)
-        && (!useMask || imageToMat(images, mask, allowed, anyType));
+    if (!imageToMat(images, image, picture, anyType)) return false;
+    // OpenCV would read the bytes of several channels as those of as many pixels.
+    return !useMask || (imageToMat(images, mask, allowed, anyType) && allowed.channels() == 1);
 }
 
 template <typename Position>
