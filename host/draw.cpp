@@ -1,14 +1,91 @@
 #include "host/draw.h"
 
+#include "host/draw_features.h"
+
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
 #include <stdexcept>
 
 namespace miravex {
 
-bool canDraw(Layout) { return false; }
+namespace {
 
-ImagePointer draw(const Image&, Layout, const Tensor&)
+/// Draws a result over a canvas of RGB bytes.
+struct Painter {
+    Layout layout;
+    void (*paint)(cv::Mat& canvas, const Tensor& result);
+};
+
+/// Everything that can be drawn over the picture it came from. Further layouts get a line here.
+constexpr std::array paintersByLayout {
+    Painter { Layout::Keypoints, painters::keypoints },
+    Painter { Layout::KeypointsAndDescriptors, painters::keypoints },
+    Painter { Layout::Regions, painters::regions },
+    Painter { Layout::Labels, painters::labels },
+    Painter { Layout::PolarLines, painters::polarLines },
+    Painter { Layout::BorderLines, painters::borderLines },
+    Painter { Layout::Segments, painters::segments },
+    Painter { Layout::WideSegments, painters::wideSegments },
+    Painter { Layout::Circles, painters::circles },
+    Painter { Layout::Contours, painters::contours },
+    Painter { Layout::FaceBoxes, painters::faces },
+};
+
+const Painter* painterOf(Layout layout)
 {
-    throw std::invalid_argument("this result can't be drawn");
+    const auto found = std::ranges::find(paintersByLayout, layout, &Painter::layout);
+    return found != paintersByLayout.end() ? found : nullptr;
+}
+
+/// The picture as RGB bytes: a sequence shows its first frame, alpha is dropped, two channels show the first.
+cv::Mat canvasOf(const Image& picture)
+{
+    const ImagePointer bytes = convertImage(picture, PixelTypeByte, picture.shape.channels > 1);
+    const int channels = static_cast<int>(bytes->shape.channels);
+    const cv::Mat samples(static_cast<int>(bytes->shape.rows), static_cast<int>(bytes->shape.columns),
+                          CV_MAKETYPE(CV_8U, channels), bytes->block.data());
+    if (channels == 3) return samples.clone();
+    cv::Mat canvas, first;
+    if (channels == 4) {
+        cv::cvtColor(samples, canvas, cv::COLOR_RGBA2RGB);
+        return canvas;
+    }
+    cv::extractChannel(samples, first, 0);
+    cv::cvtColor(first, canvas, cv::COLOR_GRAY2RGB);
+    return canvas;
+}
+
+ImagePointer imageOf(const cv::Mat& canvas)
+{
+    ImagePointer image = makeImage({ .rows = canvas.rows, .columns = canvas.cols, .channels = 3 },
+                                   PixelTypeByte, ColorSpaceRGB);
+    const cv::Mat whole = canvas.isContinuous() ? canvas : canvas.clone();
+    std::memcpy(image->block.data(), whole.data, whole.total() * whole.elemSize());
+    return image;
+}
+
+} // namespace
+
+bool canDraw(Layout layout) { return painterOf(layout) != nullptr; }
+
+ImagePointer draw(const Image& picture, Layout layout, const Tensor& result)
+{
+    const Painter* painter = painterOf(layout);
+    if (!painter) throw std::invalid_argument("this result can't be drawn");
+    cv::Mat canvas = canvasOf(picture);
+    painter->paint(canvas, result);
+    return imageOf(canvas);
+}
+
+ImagePointer drawMatches(const Image& first, const Tensor& firstKeypoints, const Image& second,
+                         const Tensor& secondKeypoints, const Tensor& matches)
+{
+    return imageOf(
+        painters::matches(canvasOf(first), firstKeypoints, canvasOf(second), secondKeypoints, matches));
 }
 
 } // namespace miravex
