@@ -100,6 +100,10 @@ inline constexpr int64_t denoisingScratch = int64_t { 1 } << 28;
 /// OpenCV 4.6 half a minute; from 500 on the solver of OpenCV 3.4 does not end in reasonable time.
 inline constexpr int64_t calibrationSamples = 499;
 
+/// Debevec calibration, lambda: times 256 it must stay finite in single precision. LAPACK, which OpenCV
+/// solves its system with, ends the whole process when it meets an infinite coefficient.
+inline constexpr double calibrationSmoothness = 1e36;
+
 /// Robertson calibration: OpenCV stops early only when all intensities occur and the curve settles, which it
 /// does within tens of iterations or never.
 inline constexpr int64_t calibrationIterations = 10000;

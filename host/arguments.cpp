@@ -381,7 +381,7 @@ Completed complete(const Operation& operation, NamedValues given)
         const Argument& argument = operation.arguments[i];
         if (!std::holds_alternative<std::monostate>(completed.values[i])) continue;
         const bool needed = !argument.optional
-            || (!argument.usedWhen.argument.empty()
+            || (!argument.usedWhen.argument.empty() && !argument.tensor.orEmpty
                 && CallView(operation, completed.values).holds(argument.usedWhen));
         if (needed)
             completed.refusals.push_back({ std::string(argument.name), "missing",
@@ -402,8 +402,10 @@ std::vector<Refusal> check(const Operation& operation, std::span<const Value> va
     }
     const CallView call(operation, values);
     for (const Argument& argument : operation.arguments) {
-        const bool unused =
-            argument.optional && (argument.usedWhen.argument.empty() || !call.holds(argument.usedWhen));
+        // An optional list that may be empty needs no other sign of being left out.
+        const bool unused = argument.optional
+            && (argument.usedWhen.argument.empty() ? !argument.tensor.orEmpty
+                                                   : !call.holds(argument.usedWhen));
         if (!unused) checkArgument(argument, call, refusals);
     }
     if (!refusals.empty()) return refusals;

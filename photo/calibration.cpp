@@ -48,6 +48,7 @@ HostErrorCode calibrateDebevec(LibraryData data, KImage image, KTensor exposures
     if (!bracket.positive() || count < 2) return StatusFunctionError;
     if (count > limits::calibrationSamples || systemWork(count, slices) > limits::work)
         return StatusFunctionError;
+    if (!(std::abs(lambda) <= limits::calibrationSmoothness)) return StatusFunctionError;
 
     const cv::Ptr<cv::CalibrateDebevec> calibrator =
         cv::createCalibrateDebevec(count, static_cast<float>(lambda), random != 0);

@@ -72,8 +72,8 @@ HostErrorCode alignMtb(LibraryData data, KImage image, int64_t levels, int64_t e
 ///
 /// Image: 3D, bytes, 3 channels. Exposures: one positive real per frame, the reciprocal of its exposure time.
 /// Samples: 2 to limits::calibrationSamples; without `random` they form a grid that must fit the picture.
-/// Lambda weighs the smoothness of the curve. Source: P. Debevec, J. Malik, "Recovering high dynamic range
-/// radiance maps from photographs", 1997.
+/// Lambda weighs the smoothness of the curve, at most limits::calibrationSmoothness up or down. Source: P.
+/// Debevec, J. Malik, "Recovering high dynamic range radiance maps from photographs", 1997.
 HostErrorCode calibrateDebevec(LibraryData data, KImage image, KTensor exposures, int64_t samples,
                                double lambda, HostBoolean random, KTensor* result);
 
