@@ -381,7 +381,7 @@ Completed complete(const Operation& operation, NamedValues given)
         const Argument& argument = operation.arguments[i];
         if (!std::holds_alternative<std::monostate>(completed.values[i])) continue;
         const bool needed = !argument.optional
-            || (!argument.usedWhen.argument.empty()
+            || (!argument.usedWhen.argument.empty() && !argument.tensor.orEmpty
                 && CallView(operation, completed.values).holds(argument.usedWhen));
         if (needed)
             completed.refusals.push_back({ std::string(argument.name), "missing",
