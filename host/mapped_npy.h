@@ -18,6 +18,9 @@ public:
 
     [[nodiscard]] float* data() const noexcept;
 
+    /// Where the file is until it is finished.
+    [[nodiscard]] const std::filesystem::path& unfinishedPath() const noexcept { return unfinished_; }
+
     /// Lets go of memory for elements that won't be touched again soon; they stay in the file.
     void settle(int64_t firstElement, int64_t count) noexcept;
 
