@@ -2,6 +2,7 @@
 
 #include "cli/commands.h"
 #include "cli/interrupt.h"
+#include "cli/load.h"
 #include "host/catalog.h"
 
 #include <opencv2/core.hpp>
@@ -15,11 +16,7 @@
 #include <array>
 #include <cstdlib>
 #include <new>
-
-#if __has_include("cli/load.h")
-#include "cli/load.h"
-#define MIRAVEX_HAS_LOAD 1
-#endif
+#include <utility>
 
 namespace miravex::cli {
 
@@ -32,9 +29,7 @@ constexpr std::array allCommands {
               "one operation; the word run may be left out" },
     Command { "batch", "batch OPERATION PICTURES... -o FOLDER [OPTIONS]",
               "one operation on each of many pictures" },
-#ifdef MIRAVEX_HAS_LOAD
     Command { "load", "load FILES... -o batch.npy [OPTIONS]", "many pictures into one array" },
-#endif
     Command { "gallery", "gallery FOLDER [OPERATIONS...]",
               "every operation on real pictures, as a web page" },
     Command { "doctor", "doctor [--json]", "what is installed and whether it fits together" },
@@ -129,15 +124,14 @@ public:
         auto* completion = add("completion", [this] { return printCompletion(name_); });
         completion->add_option("shell", name_);
         add("man", [] { return printManual(); });
-#ifdef MIRAVEX_HAS_LOAD
-        addLoad(app_, loadStatus_);
-#endif
+        addLoad();
     }
 
     int run(std::vector<std::string> words)
     {
         insertRun(words);
         std::vector<std::string> known { "--json", "--force", "--quiet", "--threads", "--help", "--version" };
+        for (const std::string& name : loadOptionNames()) known.push_back(name);
         parseWords(app_, words, known);
         if (version_) {
             fmt::print("miravex {} (host interface {}, OpenCV {})\n", MIRAVEX_VERSION,
@@ -145,7 +139,7 @@ public:
             return 0;
         }
         if (help_ || app_.get_subcommands().empty()) printOverview();
-        return loadStatus_ != 0 ? loadStatus_ : static_cast<int>(status_);
+        return static_cast<int>(status_);
     }
 
     [[nodiscard]] bool wantsJson() const { return session_.settings.json; }
@@ -192,12 +186,24 @@ private:
         gallery->add_option("operations", wishes_.operations);
     }
 
+    void addLoad()
+    {
+        auto* load = app_.add_subcommand("load");
+        load->set_help_flag();
+        addLoadOptions(*load, loadWords_);
+        load->callback([this] {
+            if (std::exchange(help_, false)) return printLoadHelp();
+            applyThreads(session_.settings);
+            status_ = runLoad(session_, loadWords_);
+        });
+    }
+
     CLI::App app_;
     Session session_;
     std::string name_;
     GalleryWishes wishes_;
+    LoadWords loadWords_;
     ExitStatus status_ = ExitStatus::Done;
-    int loadStatus_ = 0;
     bool help_ = false;
     bool version_ = false;
 };
