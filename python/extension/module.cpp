@@ -135,6 +135,13 @@ PYBIND11_MODULE(_miravex, module)
     module.def("draw", drawLayout, py::arg("image"), py::arg("layout"), py::arg("rows"),
                py::arg("integers") = false);
     module.def("table", tableByName, py::arg("layout"), py::arg("rows"), py::arg("integers") = false);
+    module.def("address_of_image", [](const py::object& image) {
+        return reinterpret_cast<std::uintptr_t>(
+            imageOf("image", { .rank = 2 }, image, py::none())->block.data());
+    });
+    module.def("color_space_of_image", [](const py::object& image) {
+        return imageOf("image", { .rank = 2 }, image, py::none())->colorSpace;
+    });
     module.def("get_threads", [] { return cv::getNumThreads(); });
     module.def("set_threads", [](int count) { cv::setNumThreads(count); });
     module.def("library_path", [] { return library().path().string(); });

@@ -303,9 +303,11 @@ def packed(value: Any, layout: str) -> Array:
         return _pack_faces(value)
     if layout == "KeypointsAndDescriptors":
         features: Features = value
-        return np.hstack([features.keypoints.rows, features.descriptors])
+        both: Array = np.hstack([features.keypoints.rows, features.descriptors])
+        return both
     if layout in ("Flow", "FlowAndValidity"):
-        return np.stack(value, axis=-1)
+        field: Array = np.stack(value, axis=-1)
+        return field
     if layout == "Positions":
         return np.asarray(value) + 1
     rows = np.asarray(value)
