@@ -298,7 +298,8 @@ def packed(value: Any, layout: str) -> Array:
         return _pack_contours(value)
     if layout == "ChainCodes":
         parts = [np.concatenate([[-1], codes]) for codes in value.codes]
-        return np.concatenate([[len(parts)], *parts]).astype(np.int64)
+        outlines: Array = np.concatenate([[len(parts)], *parts]).astype(np.int64)
+        return outlines
     if layout == "FaceBoxes":
         return _pack_faces(value)
     if layout == "KeypointsAndDescriptors":
