@@ -41,7 +41,7 @@ def test_threads_get_their_own_errors() -> None:
 
 def test_other_threads_run_during_a_call() -> None:
     """While one call works, this thread goes on counting: the interpreter's lock is free."""
-    picture = np.random.default_rng(1).integers(0, 256, (700, 700, 3), dtype=np.uint8)
+    picture = np.random.default_rng(1).integers(0, 256, (150, 150, 3), dtype=np.uint8)
     longest = 0.0
     done = threading.Event()
 
