@@ -213,7 +213,7 @@ Value textOf(const Argument& argument, py::object object)
     }
     // Names of files may hold bytes that are not UTF-8; Python keeps them as lone surrogates.
     const auto bytes = py::reinterpret_steal<py::bytes>(
-        PyUnicode_AsEncodedString(object.ptr(), "utf-8", argument.isPath ? "surrogateescape" : "strict"));
+        PyUnicode_AsEncodedString(object.ptr(), "utf-8", "surrogateescape"));
     if (!bytes) {
         PyErr_Clear();
         refuse(argument.name, wordsFor(object), expected);
