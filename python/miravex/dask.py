@@ -19,10 +19,11 @@ from collections.abc import Iterable, Iterator, Sequence
 from contextlib import contextmanager
 from typing import Any
 
-import dask
-import dask.array
+import dask.array as da
 import numpy as np
 import numpy.typing as npt
+from dask import config
+from dask.delayed import delayed
 from dask.system import CPU_COUNT
 
 from ._miravex import get_threads, set_threads
@@ -59,9 +60,10 @@ def tasks_at_once() -> int:
     try:
         from distributed import default_client
 
-        workers = default_client().scheduler_info()["workers"].values()
+        client: Any = default_client  # untyped in some releases
+        workers = client().scheduler_info()["workers"].values()
     except (ImportError, ValueError):
-        return int(dask.config.get("num_workers", CPU_COUNT))
+        return int(config.get("num_workers", CPU_COUNT))
     threads: Counter[str] = Counter()
     for worker in workers:
         threads[worker["host"]] += worker["nthreads"]
@@ -89,7 +91,7 @@ def load_images(
     *,
     chunk: int = 64,
     threads: int | None = None,
-) -> tuple[dask.array.Array, Any]:
+) -> tuple[Any, Any]:
     """Image files as one lazy float32 array, and the lazy list of positions that could not be read.
 
     The arguments are those of :func:`miravex.load_images`. Each task loads ``chunk`` files; shape and type
@@ -106,15 +108,15 @@ def load_images(
     if threads is not None and threads < 1:
         raise ValueError(f"threads is {threads}, expected at least 1")
     together = tasks_at_once()
-    load = dask.delayed(_load, pure=False, nout=2)
+    load = delayed(_load, pure=False, nout=2)
     parts = []
     failed = []
     starts = list(range(0, len(names), chunk))
     for start in starts:
         loaded, unread = load(names[start : start + chunk], batch, together, threads)
         count = min(chunk, len(names) - start)
-        parts.append(dask.array.from_delayed(loaded, (count, *batch.slot), np.float32))
+        parts.append(da.from_delayed(loaded, (count, *batch.slot), np.float32))
         failed.append(unread)
     if not parts:
-        return dask.array.zeros((0, *batch.slot), dtype=np.float32), dask.delayed([])
-    return dask.array.concatenate(parts), dask.delayed(_positions)(starts, failed)
+        return da.zeros((0, *batch.slot), dtype=np.float32), delayed([])
+    return da.concatenate(parts), delayed(_positions)(starts, failed)

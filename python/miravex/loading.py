@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import operator
 import os
 import sys
 import time
@@ -57,13 +58,12 @@ def _choice(name: str, value: object, choices: Sequence[str]) -> None:
     raise ValueError(f"{name} is {value!r}, expected one of {', '.join(choices)}{hint}")
 
 
-def _sides(size: object) -> tuple[int, int]:
+def _sides(size: Any) -> tuple[int, int]:
     try:
-        height, width = (int(side) for side in size)  # type: ignore[attr-defined]
-        given = tuple(size)  # type: ignore[call-overload]
+        height, width = (operator.index(side) for side in size)
     except (TypeError, ValueError):
-        height, width, given = 0, 0, ()
-    if height < 1 or width < 1 or (height, width) != given:
+        height, width = 0, 0
+    if height < 1 or width < 1:
         raise ValueError(f"size is {size!r}, expected (height, width), each at least 1")
     return height, width
 
