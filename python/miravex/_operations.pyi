@@ -16,6 +16,7 @@ ColorSpace = Literal["gray", "RGB", "unspecified"] | int
 
 __all__ = [
     "catalog",
+    "load_images_from_path_into",
     "median_filter",
     "pyr_down",
     "pyr_mean_shift_filter",
@@ -23,6 +24,18 @@ __all__ = [
 ]
 
 def catalog() -> tuple[Operation, ...]: ...
+
+def load_images_from_path_into(
+    destination: Array,
+    paths: str,
+    lengths: ArrayLike,
+    color_space: Literal["RGB", "XYZ", "LAB", "LUV", "Grayscale"] = 'RGB',
+    mean: ArrayLike | None = None,
+    rstddev: ArrayLike | None = None,
+    stripes: int = 0,
+    channels_last: int = 1,
+) -> Array:
+    """Loads image files in parallel into one float array, resized and normalised."""
 
 def median_filter(
     image: Image,

@@ -60,8 +60,7 @@ def tasks_at_once() -> int:
     try:
         from distributed import default_client
 
-        client: Any = default_client  # untyped in some releases
-        workers = client().scheduler_info()["workers"].values()
+        workers = default_client().scheduler_info()["workers"].values()
     except (ImportError, ValueError):
         return int(config.get("num_workers", CPU_COUNT))
     threads: Counter[str] = Counter()

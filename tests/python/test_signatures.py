@@ -100,7 +100,8 @@ miravex.pyr_down(picture, padding="Fixd")
 
 
 def run_mypy(directory: Path, *arguments: str) -> subprocess.CompletedProcess[str]:
-    command = [sys.executable, "-m", "mypy", "--strict", "--cache-dir", str(directory / "cache"), *arguments]
+    command = [sys.executable, "-m", "mypy", "--config-file", str(ROOT / "python/mypy.ini")]
+    command += ["--cache-dir", str(directory / "cache"), *arguments]
     environment = {"MYPYPATH": str(ROOT / "python"), "PATH": "/usr/bin:/bin", "HOME": str(directory)}
     return subprocess.run(command, capture_output=True, text=True, env=environment, cwd=directory)
 

@@ -75,7 +75,7 @@ def extent(kind: str, count: int, of: str, given: dict[str, Any]) -> int:
 
 
 def tensor(argument: Argument, given: dict[str, Any]) -> np.ndarray:
-    shape = [extent(*part, given) for part in argument.shape] or [4]
+    shape = [extent(*part, given) for part in argument.shape] or [0]
     low = argument.minimum_element[0] if argument.minimum_element else 0.0
     high = argument.maximum_element[0] if argument.maximum_element else low + 2
     inside = np.linspace(low, high, int(np.prod(shape)) + 2)[1:-1].reshape(shape)
@@ -100,8 +100,12 @@ def usual(record: Operation) -> dict[str, Any]:
             given[argument.name] = picture(argument, given)
         elif argument.kind in ("reals", "integers"):
             given[argument.name] = tensor(argument, given)
+        elif argument.kind == "array":
+            given[argument.name] = np.zeros((2, 6, 7, 3), np.float32)
         elif argument.is_path:
             given[argument.name] = FILES.get(argument.name, "")
+        elif argument.kind == "text":
+            given[argument.name] = ""
     return given
 
 
