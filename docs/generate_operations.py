@@ -241,18 +241,20 @@ def plain_signature(record: Operation) -> str:
 
 
 def pictures(record: Operation, gallery: Path | None, output: Path) -> list[str]:
-    """The operation's pictures from the gallery, copied beside the page."""
+    """The operation's runs on real pictures from the gallery, copied beside the page."""
+    lines: list[str] = []
     if gallery is None:
-        return []
-    found = sorted(
-        path
-        for path in gallery.rglob("*")
-        if path.suffix in (".png", ".jpg") and re.fullmatch(rf"{record.command}(-\d+)?([._-]?\w+)?", path.stem)
-    )
-    lines = []
-    for path in found:
-        shutil.copy(path, output / path.name)
-        lines += [f".. image:: {path.name}", "   :width: 48%", f"   :alt: {record.command}", ""]
+        return lines
+    for run in json.loads((gallery / "gallery.json").read_text(encoding="utf-8")):
+        if run["operation"] != record.command or run.get("failed") or not run["results"]:
+            continue
+        lines += heading(run["title"], "-")
+        for shown_picture in [*run["inputs"], *run["results"]]:
+            source = gallery / shown_picture["file"]
+            shutil.copy(source, output / source.name)
+            caption = escaped(shown_picture["caption"])
+            lines += [f".. figure:: {source.name}", "   :width: 60%", "   :align: left", "", f"   {caption}", ""]
+        lines += [escaped(sentence(run["outcome"])), ""]
     return lines
 
 
@@ -260,7 +262,6 @@ def page(record: Operation, gallery: Path | None, output: Path) -> str:
     lines = heading(record.function, "=")
     lines += [f".. py:function:: miravex.{record.function}({plain_signature(record)})", ""]
     lines += [f"   {escaped(sentence(record.summary))}", ""]
-    lines += pictures(record, gallery, output)
     lines += heading("Command line", "-") + block("sh", command_lines(record))
     lines += heading("Python", "-") + block("python", python_lines(record))
     lines += heading("C", "-") + block("c", c_lines(record))
@@ -273,6 +274,7 @@ def page(record: Operation, gallery: Path | None, output: Path) -> str:
         lines.append("")
     if record.source:
         lines += heading("Source", "-") + [escaped(record.source), ""]
+    lines += pictures(record, gallery, output)
     return "\n".join(lines)
 
 

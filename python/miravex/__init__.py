@@ -16,12 +16,12 @@ from __future__ import annotations
 from . import draw, results
 from ._miravex import MiravexError, get_threads, set_threads
 from ._operations import *
-from ._operations import __all__ as _operations
+from ._operations import __all__ as _functions
 from .loading import load_images
 
 __version__ = "1.0.0"
 
-__all__ = ["MiravexError", "draw", "get_threads", "load_images", "results", "set_threads", *_operations]
+__all__ = ["MiravexError", "draw", "get_threads", "load_images", "results", "set_threads", *_functions]
 
 MiravexError.__module__ = __name__
 MiravexError.__doc__ = "An operation failed although its arguments were acceptable."
