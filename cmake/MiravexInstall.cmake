@@ -1,6 +1,6 @@
 # What `cmake --install` lays out: the library, its header, a CMake package, a pkg-config file.
 
-install(TARGETS miravex EXPORT MiravexTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS miravex EXPORT MiravexTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
 install(FILES ${PROJECT_SOURCE_DIR}/frame/host_interface.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/miravex)
 install(EXPORT MiravexTargets NAMESPACE Miravex:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Miravex)
 

@@ -1,0 +1,26 @@
+"""How Sphinx builds the documentation; scripts/docs runs it."""
+
+project = "Miravex"
+author = "the Miravex developers"
+copyright = author
+release = "1.0.0"
+
+extensions = ["sphinx.ext.autodoc", "sphinx.ext.viewcode"]
+autodoc_member_order = "bysource"
+autodoc_typehints = "description"
+autodoc_type_aliases = {"Array": "numpy.ndarray", "Image": "numpy.ndarray"}
+add_module_names = False
+
+# The pages in Markdown are read in the tree, beside the code.
+exclude_patterns = ["*.md"]
+
+html_theme = "alabaster"
+html_theme_options = {
+    "description": "Image processing for computer-algebra kernels",
+    "fixed_sidebar": True,
+    "page_width": "70em",
+    "sidebar_width": "16em",
+}
+html_sidebars = {"**": ["about.html", "navigation.html", "searchbox.html"]}
+html_show_sphinx = False
+html_copy_source = False

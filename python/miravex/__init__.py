@@ -1,0 +1,27 @@
+"""Image processing on NumPy arrays.
+
+Every operation of the Miravex library is a function here: ``miravex.median_filter(image, radius=3)``.
+``help(miravex.median_filter)`` shows what it takes and gives.
+
+Pictures are arrays with axes (rows, columns) or (rows, columns, channels), sequences have their frames
+first; samples are bool, uint8, uint16 (full range) or float32, float64 (0 to 1). C-contiguous arrays are
+handed to the library as they are, and pictures come back as arrays over the library's own result, so that
+nothing is copied on either way.
+
+``ValueError`` says before a call what is wrong with an argument; ``MiravexError`` says why a call failed.
+"""
+
+from __future__ import annotations
+
+from . import draw, results
+from ._miravex import MiravexError, get_threads, set_threads
+from ._operations import *
+from ._operations import __all__ as _functions
+from .loading import load_images
+
+__version__ = "1.0.0"
+
+__all__ = ["MiravexError", "draw", "get_threads", "load_images", "results", "set_threads", *_functions]
+
+MiravexError.__module__ = __name__
+MiravexError.__doc__ = "An operation failed although its arguments were acceptable."

@@ -1,0 +1,63 @@
+"""One function per operation of the catalogue, made from its record."""
+
+from __future__ import annotations
+
+import inspect
+from typing import Any, Callable
+
+import numpy as np
+
+from . import _miravex
+from ._miravex import Argument, Operation
+from ._signatures import COLORSPACE, INPLACE, docstring, shown, signature
+from .results import unpacked
+
+__all__ = ["catalog"]
+
+
+def catalog() -> tuple[Operation, ...]:
+    """The record of every operation: names, arguments with their bounds, results, limits and examples."""
+    return _miravex.catalog()
+
+
+def _check_names(record: Operation, known: inspect.Signature, given: dict[str, Any]) -> None:
+    """Python's own error for an unknown argument, with the name that may have been meant."""
+    for name in given:
+        if name not in known.parameters:
+            near = _miravex.closest(name, list(known.parameters))
+            hint = f" (try {near[0]})" if near else ""
+            raise TypeError(f"{record.function}() got an unexpected keyword argument {name!r}{hint}")
+
+
+def _fitted(argument: Argument | None, value: Any) -> Any:
+    """Flattens what the library takes as a flat list of known length, such as a response curve of 256 x 3."""
+    if argument is None or argument.kind not in ("reals", "integers") or len(argument.shape) != 1:
+        return value
+    kind, count, _ = argument.shape[0]
+    if kind == "exactly" and isinstance(value, np.ndarray) and value.ndim > 1 and value.size == count:
+        return value.reshape(-1)
+    return value
+
+
+def _function(record: Operation) -> Callable[..., Any]:
+    known = signature(record)
+    arguments = {argument.name: argument for argument in shown(record)}
+
+    def operation(*args: Any, **kwargs: Any) -> Any:
+        _check_names(record, known, kwargs)
+        given = known.bind(*args, **kwargs).arguments
+        colorspace = given.pop(COLORSPACE.name, None)
+        inplace = given.pop(INPLACE.name, False)
+        values = {name: _fitted(arguments.get(name), value) for name, value in given.items()}
+        return unpacked(*_miravex.call(record.name, values, colorspace, inplace))
+
+    operation.__name__ = operation.__qualname__ = record.function
+    operation.__module__ = "miravex"
+    operation.__doc__ = docstring(record)
+    operation.__signature__ = known  # type: ignore[attr-defined]
+    return operation
+
+
+for _record in _miravex.catalog():
+    globals()[_record.function] = _function(_record)
+    __all__.append(_record.function)

@@ -1,0 +1,156 @@
+"""Arrays as images: types, axes, layouts, and that nothing is copied."""
+
+from __future__ import annotations
+
+import gc
+import sys
+import weakref
+
+import miravex
+import numpy as np
+import pytest
+from miravex import _miravex
+
+TYPES = [np.bool_, np.uint8, np.uint16, np.float32, np.float64]
+
+
+def full(kind: type) -> float:
+    kind = np.dtype(kind)
+    return np.iinfo(kind).max if kind.kind == "u" else 1
+
+
+@pytest.mark.parametrize("kind", TYPES)
+@pytest.mark.parametrize("axes", [(20, 30), (20, 30, 3), (20, 30, 4)])
+def test_types_and_axes_come_back(kind: type, axes: tuple[int, ...]) -> None:
+    picture = (np.random.default_rng(3).random(axes) * full(kind)).astype(kind)
+    filtered = miravex.median_filter(picture, radius=1)
+    assert filtered.shape == axes
+    assert filtered.dtype == np.dtype(kind)
+
+
+def test_one_channel_axis_is_a_gray_picture(noise: np.ndarray) -> None:
+    assert np.array_equal(miravex.median_filter(noise[..., None]), miravex.median_filter(noise))
+
+
+def test_median_of_nine_by_hand() -> None:
+    picture = np.array([[9, 8, 7], [1, 200, 6], [2, 3, 4]], dtype=np.uint8)
+    assert miravex.median_filter(picture, radius=1)[1, 1] == 6
+
+
+def test_channels_stay_in_their_places() -> None:
+    picture = np.zeros((8, 8, 3), dtype=np.uint8)
+    picture[..., 0], picture[..., 1], picture[..., 2] = 10, 20, 30
+    assert np.array_equal(miravex.median_filter(picture), picture)
+
+
+def addresses_seen(picture: np.ndarray) -> tuple[int, int]:
+    """Address of the array and of the samples that the host made of it."""
+    return picture.__array_interface__["data"][0], _miravex.address_of_image(picture)
+
+
+@pytest.mark.parametrize("kind", TYPES)
+@pytest.mark.parametrize("axes", [(20, 30), (20, 30, 3), (20, 30, 1)])
+def test_contiguous_inputs_are_not_copied(kind: type, axes: tuple[int, ...]) -> None:
+    own, seen = addresses_seen(np.zeros(axes, dtype=kind))
+    assert own == seen
+
+
+def test_parts_of_a_contiguous_array_are_not_copied() -> None:
+    own, seen = addresses_seen(np.zeros((5, 20, 30), dtype=np.float32)[2])
+    assert own == seen
+
+
+@pytest.mark.parametrize(
+    "change",
+    [
+        lambda picture: picture[::2],
+        lambda picture: picture[:, 3:-3],
+        lambda picture: picture[::-1, ::-1],
+        lambda picture: np.asfortranarray(picture),
+        lambda picture: picture.swapaxes(0, 1),
+    ],
+)
+def test_other_layouts_give_the_same_result(colour: np.ndarray, change) -> None:
+    view = change(colour)
+    own, seen = addresses_seen(view)
+    assert own != seen
+    assert np.array_equal(miravex.median_filter(view), miravex.median_filter(view.copy("C")))
+
+
+def test_foreign_byte_order_and_alignment() -> None:
+    picture = np.random.default_rng(4).random((12, 13)).astype(np.float32)
+    expected = miravex.median_filter(picture)
+    assert np.array_equal(miravex.median_filter(picture.astype(">f4")), expected)
+    unaligned = np.frombuffer(b"x" + picture.tobytes(), dtype=np.uint8)[1:].view(np.float32)
+    assert not unaligned.flags.aligned
+    assert np.array_equal(miravex.median_filter(unaligned.reshape(12, 13)), expected)
+
+
+def test_inputs_are_left_alone_and_may_be_read_only(colour: np.ndarray) -> None:
+    before = colour.copy()
+    colour.flags.writeable = False
+    miravex.median_filter(colour)
+    assert np.array_equal(colour, before)
+
+
+def test_results_are_views_of_the_library_memory(colour: np.ndarray) -> None:
+    filtered = miravex.median_filter(colour)
+    assert not filtered.flags.owndata
+    assert type(filtered.base).__name__ == "PyCapsule"
+    assert filtered.flags.writeable and filtered.flags.c_contiguous
+
+
+def test_results_outlive_everything_else(colour: np.ndarray) -> None:
+    corner = miravex.median_filter(colour)[:2, :2]
+    expected = corner.copy()
+    del colour
+    gc.collect()
+    churn = [miravex.median_filter(np.full((48, 64, 3), i, np.uint8)) for i in range(50)]
+    assert len(churn) == 50
+    assert np.array_equal(corner, expected)
+
+
+def test_inputs_are_let_go_after_the_call() -> None:
+    class Picture(np.ndarray):
+        pass
+
+    picture = np.zeros((8, 8), np.uint8).view(Picture)
+    references = sys.getrefcount(picture)
+    result = miravex.median_filter(picture)
+    assert sys.getrefcount(picture) == references
+    gone = weakref.ref(picture)
+    del picture
+    gc.collect()
+    assert gone() is None
+    assert result.shape == (8, 8)
+
+
+def test_ndarray_subclasses_and_array_likes_are_read() -> None:
+    class Wrapped:
+        def __init__(self, array: np.ndarray) -> None:
+            self.array = array
+
+        def __array__(self, dtype: object = None) -> np.ndarray:
+            return self.array
+
+    picture = np.arange(64, dtype=np.uint8).reshape(8, 8)
+    expected = miravex.median_filter(picture)
+    assert np.array_equal(miravex.median_filter(Wrapped(picture)), expected)
+    assert np.array_equal(miravex.median_filter(np.ma.masked_array(picture)), expected)
+
+
+@pytest.mark.parametrize("space", ["gray", "RGB", "unspecified", 8, 5, {"image": "RGB"}, {}, None])
+def test_colour_space_can_be_given(space: object) -> None:
+    picture = np.zeros((8, 8, 3), np.uint8)
+    assert miravex.median_filter(picture, colorspace=space).shape == picture.shape
+
+
+@pytest.mark.parametrize("channels, expected", [(1, 0), (2, 8), (3, 1), (4, 8), (5, 8)])
+def test_colour_space_follows_the_channels(channels: int, expected: int) -> None:
+    assert _miravex.color_space_of_image(np.zeros((4, 4, channels), np.uint8)) == expected
+
+
+def test_small_pictures() -> None:
+    for shape in [(1, 1), (1, 9), (9, 1), (1, 1, 3)]:
+        picture = np.full(shape, 7, np.uint8)
+        assert np.array_equal(miravex.median_filter(picture, radius=1), picture)

@@ -1,0 +1,98 @@
+"""The wheel and the installation by CMake work away from the build tree."""
+
+from __future__ import annotations
+
+import base64
+import hashlib
+import os
+import subprocess
+import sys
+import zipfile
+from pathlib import Path
+
+import pytest
+
+BUILD = os.environ.get("MIRAVEX_BUILD", "")
+ROOT = Path(__file__).resolve().parents[2]
+needs_build = pytest.mark.skipif(not BUILD, reason="MIRAVEX_BUILD does not name the build tree")
+
+USE = """
+import numpy as np, miravex
+from miravex import _miravex
+picture = np.array([[9, 8, 7], [1, 200, 6], [2, 3, 4]], dtype=np.uint8)
+assert miravex.median_filter(picture, radius=1)[1, 1] == 6
+print(miravex.__file__)
+print(_miravex.library_path())
+"""
+
+
+def use(directory: Path, **extra: str) -> list[str]:
+    """Imports the package from a directory, away from everything else, and gives what it found where."""
+    environment = {"PATH": "/usr/bin:/bin", "PYTHONPATH": str(directory), "HOME": str(directory), **extra}
+    done = subprocess.run(
+        [sys.executable, "-c", USE], capture_output=True, text=True, env=environment, cwd=directory
+    )
+    assert done.returncode == 0, done.stderr
+    return done.stdout.split()
+
+
+@pytest.fixture(scope="module")
+def wheel(tmp_path_factory: pytest.TempPathFactory) -> Path:
+    output = tmp_path_factory.mktemp("dist")
+    built = Path(BUILD)
+    extension = next((built / "python/miravex").glob("_miravex.*.so"))
+    command = [sys.executable, str(ROOT / "python/make_wheel.py"), "--package", str(ROOT / "python/miravex")]
+    command += ["--extension", str(extension), "--library", str(built / "lib/libmiravex.so")]
+    command += ["--version", "1.0.0", "--output", str(output)]
+    return Path(subprocess.run(command, check=True, capture_output=True, text=True).stdout.strip())
+
+
+@needs_build
+def test_wheel_works_where_it_is_unpacked(wheel: Path, tmp_path: Path) -> None:
+    with zipfile.ZipFile(wheel) as archive:
+        archive.extractall(tmp_path)
+    module, library = use(tmp_path)
+    assert Path(module) == tmp_path / "miravex/__init__.py"
+    assert Path(library) == tmp_path / "miravex/libmiravex.so"
+
+
+@needs_build
+def test_wheel_lists_its_files(wheel: Path) -> None:
+    with zipfile.ZipFile(wheel) as archive:
+        names = archive.namelist()
+        record = archive.read("miravex-1.0.0.dist-info/RECORD").decode().splitlines()
+        listed = dict(line.split(",", 1) for line in record)
+        assert sorted(listed) == sorted(names)
+        for name, facts in listed.items():
+            if facts == ",":
+                continue
+            content = archive.read(name)
+            digest = base64.urlsafe_b64encode(hashlib.sha256(content).digest()).rstrip(b"=").decode()
+            assert facts == f"sha256={digest},{len(content)}"
+    assert {"miravex/__init__.py", "miravex/_operations.pyi", "miravex/py.typed"} <= set(names)
+
+
+@needs_build
+def test_wheel_is_the_same_each_time(wheel: Path, tmp_path: Path) -> None:
+    built = Path(BUILD)
+    extension = next((built / "python/miravex").glob("_miravex.*.so"))
+    command = [sys.executable, str(ROOT / "python/make_wheel.py"), "--package", str(ROOT / "python/miravex")]
+    command += ["--extension", str(extension), "--library", str(built / "lib/libmiravex.so")]
+    command += ["--version", "1.0.0", "--output", str(tmp_path)]
+    again = Path(subprocess.run(command, check=True, capture_output=True, text=True).stdout.strip())
+    assert again.name == wheel.name and again.read_bytes() == wheel.read_bytes()
+
+
+@needs_build
+def test_cmake_installs_the_package(tmp_path: Path) -> None:
+    for component in ("python", "library"):
+        subprocess.run(
+            ["cmake", "--install", BUILD, "--prefix", str(tmp_path), "--component", component],
+            check=True,
+            capture_output=True,
+        )
+    package = next(tmp_path.rglob("miravex/__init__.py")).parent
+    library = next(tmp_path.rglob("libmiravex.so"))
+    module, used = use(package.parent, MIRAVEX_LIBRARY=str(library))
+    assert Path(module) == package / "__init__.py"
+    assert Path(used) == library

@@ -1,0 +1,140 @@
+"""Files as one array."""
+
+from __future__ import annotations
+
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+import miravex
+import numpy as np
+import pytest
+
+pytestmark = pytest.mark.skipif(
+    not hasattr(miravex, "load_images_from_path_into"), reason="the library has no batch loader"
+)
+
+
+def test_shapes_and_types(photos: list[Path]) -> None:
+    array, failed = miravex.load_images(photos[:3])
+    assert array.shape == (3, 3, 224, 224) and array.dtype == np.float32 and failed == []
+    assert 0 <= array.min() and array.max() <= 1 and array.std() > 0.05
+    array, _ = miravex.load_images(photos[:2], (20, 30), "channels_last")
+    assert array.shape == (2, 20, 30, 3)
+    array, _ = miravex.load_images(photos[:2], (20, 30), colour="Grayscale")
+    assert array.shape == (2, 1, 20, 30)
+    array, _ = miravex.load_images(photos[:2], (20, 30), "channels_last", "Grayscale")
+    assert array.shape == (2, 20, 30, 1)
+
+
+@pytest.mark.parametrize("colour", ["RGB", "XYZ", "LAB", "LUV", "Grayscale"])
+def test_layouts_hold_the_same_values(photos: list[Path], colour: str) -> None:
+    mean, std = ([0.4, 0.5, 0.6], [0.2, 0.3, 0.4]) if colour != "Grayscale" else (0.4, 0.2)
+    first, _ = miravex.load_images(photos[:3], (33, 47), "channels_first", colour, mean, std)
+    last, _ = miravex.load_images(photos[:3], (33, 47), "channels_last", colour, mean, std)
+    assert np.array_equal(first.transpose(0, 2, 3, 1), last)
+
+
+def test_mean_and_deviation(photos: list[Path]) -> None:
+    plain, _ = miravex.load_images(photos[:2], (16, 16))
+    mean, std = np.float32([0.485, 0.456, 0.406]), np.float32([0.229, 0.224, 0.225])
+    expected = (plain - mean[:, None, None]) * np.float32(1 / std.astype(float))[:, None, None]
+    normal, _ = miravex.load_images(photos[:2], (16, 16), mean=mean, std=std)
+    assert np.array_equal(normal, expected)
+    whole = np.broadcast_to(mean[:, None, None], (3, 16, 16))
+    assert np.array_equal(miravex.load_images(photos[:2], (16, 16), mean=whole, std=std)[0], expected)
+    half, _ = miravex.load_images(photos[:2], (16, 16), mean=0.5)
+    assert np.array_equal(half, plain - np.float32(0.5))
+
+
+def test_unreadable_files_are_listed(photos: list[Path], tmp_path: Path) -> None:
+    (tmp_path / "words.jpg").write_text("no picture")
+    paths = [photos[0], tmp_path / "absent.jpg", photos[1], tmp_path / "words.jpg"]
+    array, failed = miravex.load_images(paths, (8, 8))
+    assert failed == [1, 3]
+    assert np.array_equal(array[[0, 2]], miravex.load_images(photos[:2], (8, 8))[0])
+
+
+def test_positions_run_through_all_calls(photos: list[Path], tmp_path: Path) -> None:
+    paths = [photos[i % 3] if i % 50 else tmp_path / "absent.png" for i in range(201)]
+    array, failed = miravex.load_images(paths, (4, 4), progress=True)
+    assert failed == [0, 50, 100, 150, 200]
+    expected, _ = miravex.load_images(photos[:3], (4, 4))
+    assert all(np.array_equal(array[i], expected[i % 3]) for i in range(201) if i % 50)
+
+
+def test_any_file_name(photos: list[Path], tmp_path: Path) -> None:
+    names = [os.fsencode(tmp_path / name) for name in ("zwei Wörter.jpg", "写真.jpg")]
+    names.append(os.fsencode(tmp_path) + b"/\xff\xfe-\xc3.jpg")
+    names.append(os.fsencode(tmp_path) + b"/\xa9.jpg")
+    for name in names:
+        shutil.copy(photos[0], name)
+    _, failed = miravex.load_images([os.fsdecode(names[0]), Path(os.fsdecode(names[1])), *names[2:]], (4, 4))
+    assert failed == []
+
+
+def test_no_files_and_one_file(photos: list[Path]) -> None:
+    array, failed = miravex.load_images([], (5, 6))
+    assert array.shape == (0, 3, 5, 6) and failed == []
+    assert miravex.load_images(photos[0], (5, 6))[0].shape == (1, 3, 5, 6)
+    assert miravex.load_images(str(photos[0]), (5, 6))[0].shape == (1, 3, 5, 6)
+
+
+@pytest.mark.parametrize(
+    "arguments, words",
+    [
+        ({"size": (0, 5)}, "size is .* at least 1"),
+        ({"size": 5}, "size is 5"),
+        ({"size": (5, 5, 5)}, "size is"),
+        ({"size": (5.5, 5)}, "size is"),
+        ({"size": None}, "size is"),
+        ({"layout": "channels_frist"}, "layout is .*try channels_first"),
+        ({"colour": "rgb"}, "colour is 'rgb'.*try RGB"),
+        ({"colour": "Greyscale"}, "try Grayscale"),
+        ({"mean": [1, 2]}, "mean is"),
+        ({"mean": "grey"}, "mean is"),
+        ({"std": 0}, "std is 0, expected numbers other than 0"),
+        ({"std": [1, 0, 1]}, "std is"),
+        ({"colour": "Grayscale", "mean": [1, 2, 3]}, "mean is"),
+        ({"paths": [5]}, "paths holds"),
+        ({"paths": ["a\0b"]}, "null character"),
+        ({"paths": 5}, "paths holds"),
+    ],
+)
+def test_wrong_arguments_are_named(arguments: dict[str, object], words: str) -> None:
+    with pytest.raises(ValueError, match=words):
+        miravex.load_images(**{"paths": ["a.jpg"], **arguments})
+
+
+def test_the_destination_is_filled_in_place(photos: list[Path]) -> None:
+    destination = np.zeros((1, 8, 8, 3), np.float32)
+    path = str(photos[0])
+    failed = miravex.load_images_from_path_into(destination, path, [len(path.encode())])
+    assert failed.tolist() == []
+    assert np.array_equal(destination, miravex.load_images(path, (8, 8), "channels_last")[0])
+    for wrong in (destination.astype(float), destination[:, ::2], destination.tolist()):
+        with pytest.raises(ValueError, match="destination is .*float32"):
+            miravex.load_images_from_path_into(wrong, path, [len(path)])
+
+
+BATCH = """
+import sys, miravex
+print("ready", flush=True)
+try:
+    miravex.load_images([sys.argv[1]] * 1000000, (2, 2))
+except KeyboardInterrupt:
+    sys.exit(130)
+"""
+
+
+def test_a_batch_can_be_interrupted(photos: list[Path]) -> None:
+    process = subprocess.Popen([sys.executable, "-c", BATCH, photos[0]], stdout=subprocess.PIPE)
+    assert process.stdout is not None and process.stdout.readline() == b"ready\n"
+    time.sleep(0.5)
+    process.send_signal(signal.SIGINT)
+    process.communicate(timeout=20)
+    assert process.returncode == 130
