@@ -35,11 +35,6 @@ Finished shell(const std::string& command)
 
 std::string path() { return Library::defaultPath().string(); }
 
-std::string readelf(const char* options)
-{
-    return shell(fmt::format("readelf {} '{}'", options, path())).output;
-}
-
 /// A copy of the library under another name, gone with this object.
 class Copy {
 public:
@@ -117,7 +112,17 @@ TEST(Loading, RefusesFilesThatAreNotTheLibrary)
     EXPECT_THROW(Library("libdl.so.2"), std::runtime_error); // no lifecycle entries
 }
 
+// Sanitizers leave symbols for the program to define and link with options of their own.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+namespace {
+
+std::string readelf(const char* options)
+{
+    return shell(fmt::format("readelf {} '{}'", options, path())).output;
+}
+
+} // namespace
 
 TEST(Linking, DeclaresWhatItNeeds)
 {
