@@ -51,6 +51,7 @@ public:
     {
         constexpr int oddsOfLeaving[] = { 0, 16, 0, 48, 0, 128, 0, 255 };
         leaving_ = caps_.ordinary ? 0 : bytes_.oneOf(oddsOfLeaving);
+        if (operation_.room == Room::Importops) batch_ = drawBatch();
         for (int turn = 0; turn < turns; ++turn)
             for (std::size_t i = 0; i < values_.size(); ++i)
                 if (turnOf(operation_.arguments[i]) == turn)
@@ -77,8 +78,29 @@ private:
             const auto shape = std::span(argument.tensor.shape).first(argument.tensor.rank);
             return std::ranges::any_of(shape, refers) ? 4 : 3;
         }
+        case Kind::NumericArray: return 3;
         default: return 2;
         }
+    }
+
+    /// What the arguments of the batch loader have to agree on; its record says it in constraints alone.
+    struct Batch {
+        std::vector<std::string> files;
+        int64_t height = 0;
+        int64_t width = 0;
+        int64_t channels = 0;
+    };
+
+    Batch drawBatch()
+    {
+        Batch batch;
+        const std::size_t count = 1 + bytes_.below(4);
+        for (std::size_t i = 0; i < count && !paths_.empty(); ++i)
+            batch.files.push_back(bytes_.oneOf(paths_));
+        batch.height = 1 + (static_cast<int64_t>(bytes_.next()) + 7) % caps_.side;
+        batch.width = 1 + (static_cast<int64_t>(bytes_.next()) + 5) % caps_.side;
+        batch.channels = bytes_.next() % 2 == 0 ? 3 : 1;
+        return batch;
     }
 
     /// Decides whether to leave what is accepted, this once.
@@ -96,7 +118,7 @@ private:
         case Kind::Image: return drawImage(argument);
         case Kind::RealTensor:
         case Kind::IntegerTensor: return drawTensor(argument);
-        case Kind::NumericArray: return drawArray();
+        case Kind::NumericArray: return drawArray(argument);
         }
         return {};
     }
@@ -167,7 +189,8 @@ private:
     Value drawText(const Argument& argument)
     {
         if (argument.isPath) return paths_.empty() ? std::string() : bytes_.oneOf(paths_);
-        if (argument.choices.empty()) return leaves() ? drawWord() : std::string();
+        if (argument.choices.empty())
+            return leaves() ? drawWord() : fmt::format("{}", fmt::join(batch_.files, ""));
         std::string word { bytes_.oneOf(argument.choices) };
         return leaves() ? spoiled(std::move(word)) : word;
     }
@@ -319,6 +342,7 @@ private:
     {
         const TensorRule& rule = argument.tensor;
         if (leaves() && leaves()) return TensorPointer();
+        if (argument.kind == Kind::IntegerTensor && !batch_.files.empty() && !leaves()) return pathLengths();
         if (rule.orEmpty && bytes_.next() % 4 == 1)
             return argument.kind == Kind::RealTensor ? emptyList() : makeIntegerTensor({ 0 });
         const bool reals = (argument.kind == Kind::RealTensor) != (leaves() && leaves());
@@ -344,13 +368,27 @@ private:
         return tensor;
     }
 
-    Value drawArray()
+    TensorPointer pathLengths() const
+    {
+        std::vector<int64_t> lengths;
+        for (const std::string& file : batch_.files) lengths.push_back(static_cast<int64_t>(file.size()));
+        return makeIntegerTensor({ static_cast<int64_t>(lengths.size()) }, lengths);
+    }
+
+    /// A destination for the batch, or, where the record lets it be left out, a slot's worth of numbers.
+    Value drawArray(const Argument& argument)
     {
         if (leaves() && leaves()) return ArrayPointer();
-        std::vector<int64_t> dimensions;
-        const std::size_t rank = leaves() ? bytes_.below(6) : 4;
-        for (std::size_t i = 0; i < rank; ++i) dimensions.push_back(static_cast<int64_t>(bytes_.below(9)));
+        std::vector<int64_t> dimensions { batch_.height, batch_.width, batch_.channels };
+        if (view().integer("channels_last") == 0)
+            std::rotate(dimensions.begin(), dimensions.end() - 1, dimensions.end());
+        if (!argument.optional)
+            dimensions.insert(dimensions.begin(), static_cast<int64_t>(batch_.files.size()));
+        if (leaves()) dimensions.resize(bytes_.below(6), 2);
+        for (int64_t& size : dimensions)
+            if (leaves()) size = std::max<int64_t>(0, size + bytes_.number(1) / 32);
         ArrayPointer array = makeFloatArray(std::move(dimensions));
+        std::ranges::fill(array->floats(), 0.5F);
         if (leaves()) array->elementType = static_cast<int>(bytes_.below(14));
         return array;
     }
@@ -360,6 +398,7 @@ private:
     const Paths& paths_;
     Caps caps_;
     int leaving_ = 0;
+    Batch batch_;
     std::vector<Value> values_;
 };
 
@@ -372,6 +411,7 @@ std::string contents(const Value& value)
     };
     if (const auto* image = std::get_if<ImagePointer>(&value)) return held(*image);
     if (const auto* tensor = std::get_if<TensorPointer>(&value)) return held(*tensor);
+    if (const auto* array = std::get_if<ArrayPointer>(&value)) return held(*array);
     return {};
 }
 
@@ -393,11 +433,17 @@ std::vector<Value> drawValues(const Operation& operation, Bytes& bytes, const Pa
 
 bool foretellsRefusal(const Operation& operation, const std::vector<Value>& values)
 {
-    if (check(operation, values).empty()) return false;
+    const auto objects = [&](const std::vector<Value>& given) {
+        const auto refusals = check(operation, given);
+        // Colours that suit no picture fail a batch only when one of its files is a picture.
+        const bool batch = operation.room == Room::Importops;
+        return std::ranges::any_of(
+            refusals, [&](const Refusal& refusal) { return !batch || refusal.argument != "color_space"; });
+    };
     std::vector<Value> cut = values;
     for (Value& value : cut)
         if (auto* integer = std::get_if<int64_t>(&value)) *integer = static_cast<int32_t>(*integer);
-    return !check(operation, cut).empty();
+    return objects(values) && objects(cut);
 }
 
 std::string brokenPromise(const Library& library, const Operation& operation,

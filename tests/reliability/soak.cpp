@@ -3,13 +3,13 @@
 #include "host/catalog.h"
 
 #include <fmt/format.h>
-#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -21,6 +21,19 @@
 namespace {
 
 using namespace miravex;
+
+/// The figures, on what was standard output; the complaints of the batch loader and of OpenCV's readers about
+/// broken files, which are many, go nowhere.
+FILE* figures()
+{
+    static FILE* const kept = [] {
+        FILE* output = fdopen(dup(STDOUT_FILENO), "w");
+        if (!output || !std::freopen("/dev/null", "w", stdout) || !std::freopen("/dev/null", "w", stderr))
+            std::abort();
+        return output;
+    }();
+    return kept;
+}
 
 double residentMebibytes()
 {
@@ -66,15 +79,16 @@ bool callOnce(const Library& library, uint32_t number, Tally& tally)
         ++tally.refused;
     }
     if (broken.empty()) return true;
-    fmt::print("broken: {}: {} (call {})\n", fuzz::describeCall(operation, values), broken, number);
+    fmt::print(figures(), "broken: {}: {} (call {})\n", fuzz::describeCall(operation, values), broken,
+               number);
     return false;
 }
 
 void print(int64_t calls, const Holding& holding)
 {
-    fmt::print("{:>10} calls {:>9.1f} MiB resident {:>5} open files {:>4} threads\n", calls, holding.memory,
-               holding.files, holding.threads);
-    std::fflush(stdout);
+    fmt::print(figures(), "{:>10} calls {:>9.1f} MiB resident {:>5} open files {:>4} threads\n", calls,
+               holding.memory, holding.files, holding.threads);
+    std::fflush(figures());
 }
 
 } // namespace
@@ -91,6 +105,7 @@ int main(int argc, char** argv)
         return 2;
     }
 
+    figures();
     const Library library;
     Tally tally;
     bool kept = true;
@@ -108,11 +123,12 @@ int main(int argc, char** argv)
     const Holding end;
 
     const double growth = end.memory / settled.memory - 1;
-    fmt::print("{} accepted, {} refused, {:.0f} s; memory {:+.2f} % since call {}; open files {:+d}\n",
+    fmt::print(figures(),
+               "{} accepted, {} refused, {:.0f} s; memory {:+.2f} % since call {}; open files {:+d}\n",
                tally.accepted, tally.refused, taken.count(), 100 * growth, warmUp,
                static_cast<int>(end.files) - static_cast<int>(settled.files));
     for (std::size_t i = 0; i < catalog().size(); ++i)
-        if (tally.acceptedOf[i] == 0) fmt::print("never accepted: {}\n", catalog()[i]->name);
+        if (tally.acceptedOf[i] == 0) fmt::print(figures(), "never accepted: {}\n", catalog()[i]->name);
     constexpr double allowed = 0.05;
     return kept && growth <= allowed && end.files <= settled.files ? 0 : 1;
 }
