@@ -5,6 +5,10 @@ function(miravex_options target)
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Werror
     -Wno-missing-field-initializers)
+  if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    # GCC, which everything but the fuzzers is built with, counts it as a warning of its own.
+    target_compile_options(${target} PRIVATE -Wno-sign-conversion)
+  endif()
   if(MIRAVEX_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${MIRAVEX_SANITIZE} -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=${MIRAVEX_SANITIZE})

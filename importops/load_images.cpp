@@ -17,10 +17,14 @@ cv::Mat readPicture(const std::string& path, const SlotFormat& format, Scratch& 
     cv::Mat picture = readJpegDirectly(path, color, format.height, scratch);
     if (!picture.empty()) return picture;
     try {
-        return cv::imread(path, color ? cv::IMREAD_COLOR : cv::IMREAD_GRAYSCALE);
+        picture = cv::imread(path, color ? cv::IMREAD_COLOR : cv::IMREAD_GRAYSCALE);
     } catch (const cv::Exception&) {
         return {};
     }
+    // OpenCV's reader of Radiance pictures gives colours where gray is asked for; they would overrun the
+    // slot.
+    if (picture.type() == CV_8UC3 && !color) cv::cvtColor(picture, picture, cv::COLOR_BGR2GRAY);
+    return picture.type() == (color ? CV_8UC3 : CV_8UC1) ? picture : cv::Mat();
 }
 
 } // namespace

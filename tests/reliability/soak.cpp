@@ -1,0 +1,134 @@
+#include "fuzz/drawn_call.h"
+#include "fuzz/sample_files.h"
+#include "host/catalog.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+/// Makes mixed calls of every operation for a long time on small inputs and prints how memory and open files
+/// fare. Usage: soak CALLS [SEED]. Exit status 1 when memory grew by more than 5 %, a file stayed open, or a
+/// promise was broken.
+
+namespace {
+
+using namespace miravex;
+
+/// The figures, on what was standard output; the complaints of the batch loader and of OpenCV's readers about
+/// broken files, which are many, go nowhere.
+FILE* figures()
+{
+    static FILE* const kept = [] {
+        FILE* output = fdopen(dup(STDOUT_FILENO), "w");
+        if (!output || !std::freopen("/dev/null", "w", stdout) || !std::freopen("/dev/null", "w", stderr))
+            std::abort();
+        return output;
+    }();
+    return kept;
+}
+
+double residentMebibytes()
+{
+    std::ifstream statm("/proc/self/statm");
+    double total = 0, resident = 0;
+    statm >> total >> resident;
+    return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1048576;
+}
+
+std::size_t entriesOf(const char* folder)
+{
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
+}
+
+/// What the process holds at one moment.
+struct Holding {
+    double memory = residentMebibytes();
+    std::size_t files = entriesOf("/proc/self/fd");
+    std::size_t threads = entriesOf("/proc/self/task");
+};
+
+struct Tally {
+    int64_t accepted = 0;
+    int64_t refused = 0;
+    std::vector<int64_t> acceptedOf = std::vector<int64_t>(catalog().size());
+};
+
+/// One call: the operations take turns, the seed decides the values. False when a promise was broken.
+bool callOnce(const Library& library, uint32_t number, Tally& tally)
+{
+    const std::size_t turn = number % catalog().size();
+    const Operation& operation = *catalog()[turn];
+    const auto source = fuzz::randomBytes(number, 512);
+    fuzz::Bytes bytes(source);
+    const auto values =
+        fuzz::drawValues(operation, bytes, fuzz::sampleFiles(), { .side = 24, .elements = 256 });
+    Outcome outcome;
+    const std::string broken = fuzz::brokenPromise(library, operation, values, &outcome);
+    if (outcome.ok()) {
+        ++tally.accepted;
+        ++tally.acceptedOf[turn];
+    } else {
+        ++tally.refused;
+    }
+    if (broken.empty()) return true;
+    fmt::print(figures(), "broken: {}: {} (call {})\n", fuzz::describeCall(operation, values), broken,
+               number);
+    return false;
+}
+
+void print(int64_t calls, const Holding& holding)
+{
+    fmt::print(figures(), "{:>10} calls {:>9.1f} MiB resident {:>5} open files {:>4} threads\n", calls,
+               holding.memory, holding.files, holding.threads);
+    std::fflush(figures());
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    uint32_t calls = 0, seed = 0;
+    for (int i = 1; i < argc && i < 3; ++i) {
+        const char* const end = argv[i] + std::strlen(argv[i]);
+        if (std::from_chars(argv[i], end, i == 1 ? calls : seed).ptr != end) calls = 0;
+    }
+    if (calls == 0) {
+        fmt::print(stderr, "usage: soak CALLS [SEED]\n");
+        return 2;
+    }
+
+    figures();
+    const Library library;
+    Tally tally;
+    bool kept = true;
+    // OpenCV sets up its pool, tables and caches in the first calls; the bar is what is held after them.
+    const uint32_t warmUp = std::max(calls / 5, static_cast<uint32_t>(catalog().size()));
+    const uint32_t report = std::max(calls / 10, 1U);
+    Holding settled;
+    const auto start = std::chrono::steady_clock::now();
+    for (uint32_t i = 0; i < calls; ++i) {
+        kept = callOnce(library, seed + i, tally) && kept;
+        if (i + 1 == warmUp) settled = Holding();
+        if ((i + 1) % report == 0) print(i + 1, Holding());
+    }
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+    const Holding end;
+
+    const double growth = end.memory / settled.memory - 1;
+    fmt::print(figures(),
+               "{} accepted, {} refused, {:.0f} s; memory {:+.2f} % since call {}; open files {:+d}\n",
+               tally.accepted, tally.refused, taken.count(), 100 * growth, warmUp,
+               static_cast<int>(end.files) - static_cast<int>(settled.files));
+    for (std::size_t i = 0; i < catalog().size(); ++i)
+        if (tally.acceptedOf[i] == 0) fmt::print(figures(), "never accepted: {}\n", catalog()[i]->name);
+    constexpr double allowed = 0.05;
+    return kept && growth <= allowed && end.files <= settled.files ? 0 : 1;
+}
