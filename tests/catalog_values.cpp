@@ -515,7 +515,7 @@ private:
         if (!given) return;
         if (rule.rank > 0) {
             std::vector<int64_t> more = given->dimensions;
-            more.push_back(1);
+            more.push_back(2); // not 1: some lists are read by their length alone
             tensor(argument, "a dimension more", more);
             if (rule.rank > 1 && given->length() > 0) tensor(argument, "a flat list", { given->length() });
             for (std::size_t i = 0; i < rule.rank; ++i) {

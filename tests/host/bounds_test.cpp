@@ -35,6 +35,13 @@ bool names(const std::vector<Refusal>& refusals, std::string_view argument)
                                [&](const Refusal& refusal) { return refusal.argument == argument; });
 }
 
+/// Operations that work for minutes at their upper bounds, even on the smallest pictures: there the record
+/// alone is asked, and the library at the lower bounds and the defaults.
+bool worksForLong(const Operation& operation)
+{
+    return operation.name == "SuperResolution" || operation.name == "CalibrateDebevec";
+}
+
 class Bounds : public ::testing::TestWithParam<const Operation*> {
 protected:
     const Operation& operation = *GetParam();
@@ -45,7 +52,8 @@ protected:
 TEST_P(Bounds, ValidValuesSucceed)
 {
     if (!validValues(operation, 0)) GTEST_SKIP() << "the record alone gives no valid values";
-    for (const uint64_t seed : { 0, 1, 2, 3, 4, 5, 6, 7 }) {
+    const uint64_t seeds = worksForLong(operation) ? 1 : 8;
+    for (uint64_t seed = 0; seed < seeds; ++seed) {
         const auto values = validValues(operation, seed);
         ASSERT_TRUE(values) << "seed " << seed;
         EXPECT_EQ(inWords(*values), inWords(*validValues(operation, seed))) << "not the same again";
@@ -69,6 +77,7 @@ TEST_P(Bounds, JustInsideIsAccepted)
                 << textOf(operation, probe) << ": " << messages(refusals);
             continue;
         }
+        if (worksForLong(operation) && probe.text == "just inside the upper bound") continue;
         const Outcome outcome = invoke(operation.name, probe.values);
         EXPECT_TRUE(outcome.ok()) << textOf(operation, probe) << ": " << outcome.openCvError;
     }
