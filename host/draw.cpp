@@ -1,6 +1,7 @@
 #include "host/draw.h"
 
 #include "host/draw_features.h"
+#include "host/draw_flow.h"
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
@@ -33,6 +34,8 @@ constexpr std::array paintersByLayout {
     Painter { Layout::Circles, painters::circles },
     Painter { Layout::Contours, painters::contours },
     Painter { Layout::FaceBoxes, painters::faces },
+    Painter { Layout::Flow, painters::flow },
+    Painter { Layout::FlowAndValidity, painters::flow },
 };
 
 const Painter* painterOf(Layout layout)

@@ -172,7 +172,7 @@ constexpr Example grayExamples[] = { { "A noisy photo without its noise", grayWo
 constexpr Word coloredWords[] = { "@noisy", "--strength", "12", "--color-strength", "12" };
 constexpr Example coloredExamples[] = { { "A noisy colour photo without its noise", coloredWords } };
 constexpr Word multiWords[] = {
-    "@noisy_gray_sequence", "--frame", "3", "--temporal-window", "5", "--strength", "20",
+    "@noisy_gray_sequence", "--frame", "3", "--temporal-window", "5", "--strength", "15",
 };
 constexpr Example multiExamples[] = { { "The third of five noisy frames", multiWords } };
 constexpr Word coloredMultiWords[] = {

@@ -87,9 +87,10 @@ TEST(CalibrateDebevec, BoundsItsSamples)
         expectRefused("CalibrateDebevec", debevec(frames, exposures, samples));
     succeed("CalibrateDebevec", debevec(frames, exposures, 2));
     succeed("CalibrateDebevec", debevec(frames, exposures, (int64_t { 1 } << 32) + 2));
-    for (const int64_t samples : { 500, 2000, 100000, INT32_MAX })
-        for (const bool random : { false, true })
-            EXPECT_REFUSED_IN_CHILD("CalibrateDebevec", debevec(frames, exposures, samples, 10, random));
+    EXPECT_REFUSED_IN_CHILD("CalibrateDebevec", debevec(frames, exposures, 2000, 10, true));
+    EXPECT_REFUSED_IN_CHILD("CalibrateDebevec", debevec(frames, exposures, INT32_MAX));
+    for (const bool random : { false, true })
+        expectRefused("CalibrateDebevec", debevec(frames, exposures, 500, 10, random));
 }
 
 TEST(CalibrateDebevec, RefusesGridsThatDoNotFit)
@@ -131,14 +132,16 @@ TEST(CalibrateDebevec, AcceptsExtremeExposures)
 {
     const auto list = [](std::vector<double> values) { return makeRealTensor({ 2 }, values); };
     const ImagePointer frames = sequenceOf(bracket(2));
-    for (const double extreme : { HUGE_VAL, 1e-300, 1e300 }) {
-        invoke("CalibrateDebevec", debevec(frames, list({ 1, extreme }), 5));
+    for (const double extreme : { HUGE_VAL, 1e-300 }) {
+        invoke("CalibrateDebevec", debevec(frames, list({ 1, extreme }), 2));
         invoke("CalibrateRobertson", robertson(frames, list({ 1, extreme }), 3));
     }
-    for (const double lambda : { 0.0, 1e36, -1e36, 1e-300 })
-        succeed("CalibrateDebevec", debevec(frames, list({ 1, 2 }), 5, lambda));
-    for (const double lambda : { 3e38, 1e300, HUGE_VAL, -HUGE_VAL, std::nan("") })
-        EXPECT_REFUSED_IN_CHILD("CalibrateDebevec", debevec(frames, list({ 1, 2 }), 5, lambda));
+    for (const double lambda : { 0.0, 1e36, -1e36 })
+        succeed("CalibrateDebevec", debevec(frames, list({ 1, 2 }), 2, lambda));
+    for (const double lambda : { 3e38, -HUGE_VAL })
+        EXPECT_REFUSED_IN_CHILD("CalibrateDebevec", debevec(frames, list({ 1, 2 }), 2, lambda));
+    for (const double lambda : { 1.1e36, 1e300, std::nan("") })
+        expectRefused("CalibrateDebevec", debevec(frames, list({ 1, 2 }), 2, lambda));
 }
 
 TEST(CalibrateDebevec, SurvivesFaults)

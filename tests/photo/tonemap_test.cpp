@@ -261,9 +261,10 @@ TEST(Tonemap, RefusesOtherImages)
 TEST(Tonemap, RefusesHugeBilateralFilters)
 {
     const ImagePointer image = imageOf(brightPicture());
-    for (const double sigma : { 1001.0, 1e9, 1e300, HUGE_VAL })
-        EXPECT_REFUSED_IN_CHILD("Tonemap", tone(image, "Durand", { 1, 4, 1, 2, sigma }));
-    succeed("Tonemap", tone(imageOf(brightPicture(3, 4)), "Durand", { 1, 4, 1, 2, 1000 }));
+    EXPECT_REFUSED_IN_CHILD("Tonemap", tone(image, "Durand", { 1, 4, 1, 2, 1e9 }));
+    for (const double sigma : { 1001.0, 1e300, HUGE_VAL })
+        expectRefused("Tonemap", tone(image, "Durand", { 1, 4, 1, 2, sigma }));
+    succeed("Tonemap", tone(imageOf(brightPicture(2, 3)), "Durand", { 1, 4, 1, 2, 1000 }));
     succeed("Tonemap", tone(image, "Durand", { 1, 4, 1, HUGE_VAL, 3 }));
 }
 

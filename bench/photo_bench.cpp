@@ -1,0 +1,208 @@
+#include "bench/ratio.h"
+
+#include <opencv2/imgproc.hpp>
+#include <opencv2/photo.hpp>
+#include <opencv2/superres/optical_flow.hpp>
+#include <opencv2/video.hpp>
+
+/// The photo room's operations against the same OpenCV calls made directly. What the library adds is the
+/// copies in and out, so ratios near 1 are wanted wherever OpenCV has something to do.
+namespace miravex::bench {
+
+namespace {
+
+constexpr double wanted = 1.05;
+
+std::vector<cv::Mat> frames(int count, int rows, int columns, int type)
+{
+    std::vector<cv::Mat> made;
+    for (int i = 0; i < count; ++i) made.push_back(smooth(rows, columns, type, static_cast<uint64_t>(i) + 1));
+    return made;
+}
+
+TensorPointer exposures(int count)
+{
+    std::vector<double> values;
+    for (int i = 0; i < count; ++i) values.push_back(8.0 / (1 << i));
+    return realList(values);
+}
+
+std::vector<float> times(int count)
+{
+    std::vector<float> values;
+    for (int i = 0; i < count; ++i) values.push_back(static_cast<float>(1 << i) / 8);
+    return values;
+}
+
+cv::Mat radiance(int rows, int columns)
+{
+    cv::Mat picture;
+    smooth(rows, columns, CV_8UC3).convertTo(picture, CV_32F, 1.0 / 64, 0.01);
+    return picture;
+}
+
+/// One tone mapping with its defaults against OpenCV's operator.
+void mapping(const std::string& method, const cv::Ptr<cv::Tonemap>& direct)
+{
+    const cv::Mat picture = radiance(800, 1000);
+    ratio(
+        "tonemap " + method + ", 0.8 megapixel",
+        operation("Tonemap", { imageOf(picture), method, emptyList() }),
+        [=] {
+            cv::Mat out;
+            direct->process(picture, out);
+            keep(out.data);
+        },
+        wanted);
+}
+
+} // namespace
+
+MIRAVEX_BENCH(denoising)
+{
+    const cv::Mat picture = smooth(300, 400, CV_8UC3);
+    const std::vector<cv::Mat> sequence = frames(3, 200, 300, CV_8U);
+    ratio(
+        "fast-nl-means-denoising-colored, 0.12 megapixel",
+        operation("FastNlMeansDenoisingColored",
+                  { imageOf(picture), 10.0, 10.0, int64_t { 7 }, int64_t { 21 } }),
+        [=] {
+            cv::Mat out;
+            cv::fastNlMeansDenoisingColored(picture, out, 10, 10, 7, 21);
+            keep(out.data);
+        },
+        wanted);
+    ratio(
+        "fast-nl-means-denoising-multi, 0.06 megapixel x 3",
+        operation(
+            "FastNlMeansDenoisingMulti",
+            { sequenceOf(sequence), int64_t { 2 }, int64_t { 3 }, 10.0, int64_t { 7 }, int64_t { 21 } }),
+        [=] {
+            cv::Mat out;
+            cv::fastNlMeansDenoisingMulti(sequence, out, 1, 3, 10, 7, 21);
+            keep(out.data);
+        },
+        wanted);
+}
+
+MIRAVEX_BENCH(detail)
+{
+    const cv::Mat picture = smooth(800, 1000, CV_8UC3);
+    ratio(
+        "detail-enhance, 0.8 megapixel", operation("DetailEnhance", { imageOf(picture), 10.0, 0.15 }),
+        [=] {
+            cv::Mat out;
+            cv::detailEnhance(picture, out, 10, 0.15F);
+            keep(out.data);
+        },
+        wanted);
+    ratio(
+        "edge-preserving-filter, 0.8 megapixel",
+        operation("EdgePreservingFilter", { imageOf(picture), std::string("RECURS_FILTER"), 60.0, 0.4 }),
+        [=] {
+            cv::Mat out = picture.clone();
+            cv::edgePreservingFilter(out, out, cv::RECURS_FILTER, 60, 0.4F);
+            keep(out.data);
+        },
+        wanted);
+    ratio(
+        "stylization, 0.8 megapixel", operation("Stylization", { imageOf(picture), 60.0, 0.45 }),
+        [=] {
+            cv::Mat out;
+            cv::stylization(picture, out, 60, 0.45F);
+            keep(out.data);
+        },
+        wanted);
+}
+
+MIRAVEX_BENCH(exposure)
+{
+    const std::vector<cv::Mat> bracket = frames(4, 600, 800, CV_8UC3);
+    const ImagePointer image = sequenceOf(bracket);
+    ratio(
+        "align-mtb, 0.5 megapixel x 4", operation("AlignMTB", { image, int64_t { 5 }, int64_t { 4 } }),
+        [=] {
+            std::vector<cv::Mat> out;
+            cv::createAlignMTB(5, 4, false)->process(bracket, out);
+            keep(out.data());
+        },
+        wanted);
+    ratio(
+        "merge-debevec, 0.5 megapixel x 4", operation("MergeDebevec", { image, exposures(4), emptyList() }),
+        [=] {
+            cv::Mat out;
+            cv::createMergeDebevec()->process(bracket, out, times(4));
+            keep(out.data);
+        },
+        wanted);
+    ratio(
+        "merge-robertson, 0.5 megapixel x 4",
+        operation("MergeRobertson", { image, exposures(4), emptyList() }),
+        [=] {
+            cv::Mat out;
+            cv::createMergeRobertson()->process(bracket, out, times(4));
+            keep(out.data);
+        },
+        wanted);
+    ratio(
+        "merge-mertens, 0.5 megapixel x 4", operation("MergeMertens", { image }),
+        [=] {
+            std::vector<cv::Mat> copies = bracket;
+            cv::Mat out;
+            cv::createMergeMertens(1, 1, 0)->process(copies, out);
+            keep(out.data);
+        },
+        wanted);
+    ratio(
+        "calibrate-robertson, 0.5 megapixel x 4, 2 iterations",
+        operation("CalibrateRobertson", { image, exposures(4), int64_t { 2 }, 0.0 }),
+        [=] {
+            cv::Mat out;
+            cv::createCalibrateRobertson(2, 0)->process(bracket, out, times(4));
+            keep(out.data);
+        },
+        wanted);
+}
+
+MIRAVEX_BENCH(tone)
+{
+    mapping("basic", cv::createTonemap(1));
+    mapping("Drago", cv::createTonemapDrago(1, 1, 0.85F));
+    mapping("Reinhard", cv::createTonemapReinhard(1, 0, 1, 0));
+    mapping("Mantiuk", cv::createTonemapMantiuk(1, 0.7F, 1));
+    duration("tonemap Durand, 0.8 megapixel",
+             operation("Tonemap", { imageOf(radiance(800, 1000)), std::string("Durand"), emptyList() }));
+}
+
+MIRAVEX_BENCH(flow)
+{
+    const std::vector<cv::Mat> pair = frames(2, 300, 400, CV_8U);
+    const ImagePointer image = sequenceOf(pair);
+    ratio(
+        "optical-flow-farneback, 0.12 megapixel",
+        operation("OpticalFlowFarneback",
+                  { image, 0.5, int64_t { 5 }, 13.0, int64_t { 10 }, int64_t { 5 }, 1.1,
+                    std::string("Standard"), false, emptyList(), 0.0 }),
+        [=] {
+            cv::Mat flow;
+            cv::calcOpticalFlowFarneback(pair[0], pair[1], flow, 0.5, 5, 13, 10, 5, 1.1, 0);
+            keep(flow.data);
+        },
+        wanted);
+    ratio(
+        "optical-flow-dual-tvl1, 0.12 megapixel",
+        operation("OpticalFlowDualTVL1",
+                  { image, 0.01, int64_t { 1 }, 0.15, int64_t { 5 }, 0.25, 0.3, int64_t { 1 }, false,
+                    emptyList(), 0.0 }),
+        [=] {
+            const auto method = cv::superres::createOptFlow_DualTVL1();
+            method->setIterations(1);
+            method->setWarpingsNumber(1);
+            cv::Mat_<cv::Point2f> flow;
+            method->calc(pair[0], pair[1], flow, cv::noArray());
+            keep(flow.data);
+        },
+        wanted);
+}
+
+} // namespace miravex::bench
