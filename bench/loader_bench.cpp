@@ -1,7 +1,10 @@
 // Compares the batch loader with cv::imread alone and with the plain OpenCV calls, in interleaved rounds of
 // one process, and prints medians of the rounds' ratios.
 //
-//     bench_loader [--rounds N] [--keep DIR]
+//     bench_loader [--rounds N] [--benchmark_out=FILE]     ratios, on standard output and as JSON
+//     bench_loader --write FOLDER                          only the pictures, for scripts/bench-loader
+//     bench_loader --serve LIST                            loads the files of LIST for each line on standard
+//                                                          input and answers with the seconds that it took
 //
 // Pictures are crops of opencv-doc's colour photos, written to a folder of their own first.
 
@@ -13,16 +16,17 @@
 #include <opencv2/imgproc.hpp>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iostream>
 #include <map>
-#include <numeric>
 #include <random>
 
 namespace {
@@ -37,6 +41,18 @@ struct PictureSet {
     std::string name;
     Paths paths;
 };
+
+/// Mean bits of a file for one of its pixels: what entropy decoding costs follows it.
+double bitsPerPixel(const Paths& paths)
+{
+    double bits = 0;
+    double pixels = 0;
+    for (const std::string& path : paths) {
+        bits += 8 * static_cast<double>(fs::file_size(path));
+        pixels += static_cast<double>(cv::imread(path, cv::IMREAD_GRAYSCALE).total());
+    }
+    return bits / pixels;
+}
 
 /// Every colour JPEG of opencv-doc.
 std::vector<cv::Mat> photos()
@@ -54,17 +70,18 @@ std::vector<cv::Mat> photos()
     return found;
 }
 
-/// `count` crops of photos, brought to the size that `sizeOf` draws, as JPEGs of quality 90.
+/// `count` crops of photos, their sides at least `least` percent of the photo's, brought to the size that
+/// `sizeOf` draws, as JPEGs of quality 90.
 Paths writePictures(const fs::path& folder, const std::string& name, int count,
-                    const std::function<cv::Size(std::mt19937&)>& sizeOf)
+                    const std::function<cv::Size(std::mt19937&)>& sizeOf, int least = 60)
 {
     static const std::vector<cv::Mat> sources = photos();
     std::mt19937 random(7);
     Paths paths;
     for (int i = 0; i < count; ++i) {
         const cv::Mat& source = sources[static_cast<std::size_t>(i) % sources.size()];
-        const int width = source.cols * (60 + static_cast<int>(random() % 40)) / 100;
-        const int height = source.rows * (60 + static_cast<int>(random() % 40)) / 100;
+        const int width = source.cols * (least + static_cast<int>(random() % 40)) / 100;
+        const int height = source.rows * (least + static_cast<int>(random() % 40)) / 100;
         const cv::Rect crop(static_cast<int>(random() % static_cast<unsigned>(source.cols - width + 1)),
                             static_cast<int>(random() % static_cast<unsigned>(source.rows - height + 1)),
                             width, height);
@@ -181,18 +198,45 @@ void onThreads(int threads, const std::function<void()>& run)
     run();
 }
 
-void row(const std::string& set, const std::string& what, double value, const std::string& target)
-{
-    fmt::print("| {:<36} | {:<52} | {:>5.2f} | {:<13} |\n", set, what, value, target);
-}
+/// A line of the table, kept for the JSON file too: ours over theirs, at most `target` (0: none).
+class Table {
+public:
+    Table()
+    {
+        fmt::print("| {:<44} | {:<50} | ratio | at most |\n|{:-<46}|{:-<52}|-------|---------|\n", "pictures",
+                   "what", "", "");
+    }
+
+    void add(const std::string& set, const std::string& what, const std::vector<double>& ours,
+             const std::vector<double>& theirs, double target)
+    {
+        const double value = ratio(ours, theirs);
+        fmt::print("| {:<44} | {:<50} | {:>5.2f} | {:>7} |\n", set, what, value,
+                   target > 0 ? fmt::format("{:.2f}", target) : "");
+        nlohmann::ordered_json line { { "name", "loader, " + set + ": " + what },
+                                      { "ratio", value },
+                                      { "real_time", 1000 * median(ours) },
+                                      { "baseline_ms", 1000 * median(theirs) } };
+        if (target > 0) line["target"] = target;
+        lines_.push_back(std::move(line));
+    }
+
+    void save(const std::string& file) const
+    {
+        std::ofstream(file) << nlohmann::ordered_json { { "benchmarks", lines_ } }.dump(1);
+    }
+
+private:
+    nlohmann::ordered_json lines_ = nlohmann::ordered_json::array();
+};
 
 struct Libraries {
     miravex::Library direct { miravex::Library::defaultPath() };
     miravex::Library indirect { miravex::Library::defaultPath().parent_path() / "libmiravex_indirect.so" };
 };
 
-void compare(const Libraries& libraries, const PictureSet& set, const miravex::ArrayPointer& slots,
-             int rounds, const std::string& target)
+void compare(Table& table, const Libraries& libraries, const PictureSet& set,
+             const miravex::ArrayPointer& slots, int rounds, double target)
 {
     for (const bool channelsLast : { false, true }) {
         const Batch batch { .height = side, .width = side, .channelsLast = channelsLast };
@@ -205,22 +249,21 @@ void compare(const Libraries& libraries, const PictureSet& set, const miravex::A
                                        { "indirect", [&] { onThreads(1, indirect); } },
                                        { "two", [&] { onThreads(2, direct); } } },
                                      rounds);
-        const auto& imread = seconds.at("imread").processor;
+        const auto processor = [&](const char* what) { return seconds.at(what).processor; };
+        const auto wall = [&](const char* what) { return seconds.at(what).wall; };
         const std::string name = set.name + (channelsLast ? ", channels last" : ", channels first");
-        row(name, "loader / cv::imread alone", ratio(seconds.at("direct").processor, imread), target);
-        row(name, "loader through OpenCV only / cv::imread alone",
-            ratio(seconds.at("indirect").processor, imread), "at most 1.27");
-        row(name, "plain steps / cv::imread alone", ratio(seconds.at("plain").processor, imread), "");
-        row(name, "plain steps / loader",
-            ratio(seconds.at("plain").processor, seconds.at("direct").processor), "at least 2.0");
-        row(name, "one thread / two threads", ratio(seconds.at("direct").wall, seconds.at("two").wall),
-            "at least 1.9");
+        table.add(name, "loader / cv::imread alone", processor("direct"), processor("imread"), target);
+        table.add(name, "loader through OpenCV only / cv::imread alone", processor("indirect"),
+                  processor("imread"), 1.27);
+        table.add(name, "plain steps / cv::imread alone", processor("plain"), processor("imread"), 0);
+        table.add(name, "loader / plain steps", processor("direct"), processor("plain"), 0.5);
+        table.add(name, "two threads / one thread", wall("two"), wall("direct"), 1 / 1.9);
     }
 }
 
-/// Few stripes for pictures of many sizes: the slowest worker's time over an even share.
-void compareStripes(const Libraries& libraries, const PictureSet& set, const miravex::ArrayPointer& slots,
-                    int rounds)
+/// Few stripes for pictures of many sizes: two workers should still end together.
+void compareStripes(Table& table, const Libraries& libraries, const PictureSet& set,
+                    const miravex::ArrayPointer& slots, int rounds)
 {
     const LibraryRun many(libraries.direct, set.paths, true, slots, 0);
     const LibraryRun two(libraries.direct, set.paths, true, slots, 2);
@@ -228,51 +271,112 @@ void compareStripes(const Libraries& libraries, const PictureSet& set, const mir
                                    { "many", [&] { onThreads(2, many); } },
                                    { "two", [&] { onThreads(2, two); } } },
                                  rounds);
-    row(set.name, "one thread / two threads, default stripes",
-        ratio(seconds.at("one").wall, seconds.at("many").wall), "at least 1.9");
-    row(set.name, "one thread / two threads, two stripes",
-        ratio(seconds.at("one").wall, seconds.at("two").wall), "at least 1.9");
+    const auto wall = [&](const char* what) { return seconds.at(what).wall; };
+    table.add(set.name, "two threads / one thread, default stripes", wall("many"), wall("one"), 1 / 1.9);
+    table.add(set.name, "two threads / one thread, two stripes", wall("two"), wall("one"), 1 / 1.9);
 }
+
+struct Pictures {
+    PictureSet small;
+    PictureSet soft; ///< small parts enlarged: fewer bytes for as many pixels
+    PictureSet large;
+    PictureSet mixed;
+
+    explicit Pictures(const fs::path& folder)
+    {
+        small = { "300 of 500 x 375",
+                  writePictures(folder, "small", 300, [](std::mt19937&) { return cv::Size(500, 375); }) };
+        soft = { "300 of 500 x 375, enlarged",
+                 writePictures(
+                     folder, "soft", 300, [](std::mt19937&) { return cv::Size(500, 375); }, 20) };
+        large = { "40 of 2000 x 1500",
+                  writePictures(folder, "large", 40, [](std::mt19937&) { return cv::Size(2000, 1500); }) };
+        mixed = { "80 of mixed sizes", writePictures(folder, "mixed", 80, [](std::mt19937& random) {
+                      const int width = random() % 8 == 0 ? 2400 : 200 + static_cast<int>(random() % 300);
+                      return cv::Size(width, width * 3 / 4);
+                  }) };
+    }
+};
+
+void printRatios(const fs::path& folder, int rounds, const std::string& json)
+{
+    const Pictures pictures(folder);
+    for (const PictureSet* set : { &pictures.small, &pictures.soft, &pictures.large })
+        fmt::print("{}: {:.2f} bits a pixel\n", set->name, bitsPerPixel(set->paths));
+    fmt::print("\n");
+    const Libraries libraries;
+    const auto slots = miravex::makeFloatArray({ 300, side, side, 3 });
+    Table table;
+    compare(table, libraries, pictures.small, slots, rounds, 0.62);
+    compare(table, libraries, pictures.soft, slots, rounds, 0.62);
+    compare(table, libraries, pictures.large, slots, rounds, 0.54);
+    compareStripes(table, libraries, pictures.mixed, slots, rounds);
+    if (!json.empty()) table.save(json);
+}
+
+void serve(const std::string& list)
+{
+    std::ifstream lines(list);
+    Paths paths;
+    for (std::string line; std::getline(lines, line);) paths.push_back(line);
+    const miravex::Library library;
+    const auto slots = miravex::makeFloatArray({ static_cast<int64_t>(paths.size()), 3, side, side });
+    const LibraryRun run(library, paths, false, slots);
+    for (std::string line; std::getline(std::cin, line);) {
+        const auto start = std::chrono::steady_clock::now();
+        run();
+        fmt::print("{}\n", std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        std::fflush(stdout);
+    }
+}
+
+/// A folder that vanishes with its pictures.
+class TemporaryFolder {
+public:
+    TemporaryFolder()
+        : path_(fs::temp_directory_path() / fmt::format("miravex-loader-{}", std::random_device {}()))
+    {
+        fs::create_directories(path_);
+    }
+    ~TemporaryFolder()
+    {
+        std::error_code ignored;
+        fs::remove_all(path_, ignored);
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    [[nodiscard]] const fs::path& path() const { return path_; }
+
+private:
+    fs::path path_;
+};
 
 } // namespace
 
 int main(int argc, char** argv)
 {
+    constexpr std::string_view outputOption = "--benchmark_out=";
     int rounds = 9;
-    fs::path kept;
-    for (int i = 1; i + 1 < argc; i += 2) {
-        if (std::string_view(argv[i]) == "--rounds") rounds = std::atoi(argv[i + 1]);
-        if (std::string_view(argv[i]) == "--keep") kept = argv[i + 1];
-    }
-    const fs::path folder = kept.empty()
-        ? fs::temp_directory_path() / fmt::format("miravex-loader-{}", std::random_device {}())
-        : kept;
-    fs::create_directories(folder);
-    int status = 0;
+    std::string json;
     try {
-        const PictureSet small { "300 of 500 x 375", writePictures(folder, "small", 300, [](std::mt19937&) {
-                                     return cv::Size(500, 375);
-                                 }) };
-        const PictureSet large { "40 of 2000 x 1500", writePictures(folder, "large", 40, [](std::mt19937&) {
-                                     return cv::Size(2000, 1500);
-                                 }) };
-        const PictureSet mixed { "80 of mixed sizes",
-                                 writePictures(folder, "mixed", 80, [](std::mt19937& random) {
-                                     const int width =
-                                         random() % 8 == 0 ? 2400 : 200 + static_cast<int>(random() % 300);
-                                     return cv::Size(width, width * 3 / 4);
-                                 }) };
-        const Libraries libraries;
-        const auto slots = miravex::makeFloatArray({ 300, side, side, 3 });
-        fmt::print("| {:<36} | {:<52} | ratio | target        |\n|{:-<38}|{:-<54}|-------|{:-<15}|\n",
-                   "pictures", "what", "", "", "");
-        compare(libraries, small, slots, rounds, "at most 0.62");
-        compare(libraries, large, slots, rounds, "at most 0.54");
-        compareStripes(libraries, mixed, slots, rounds);
+        for (int i = 1; i < argc; ++i) {
+            const std::string_view word = argv[i];
+            const bool hasValue = i + 1 < argc;
+            if (word.starts_with(outputOption)) json = word.substr(outputOption.size());
+            if (word == "--rounds" && hasValue) rounds = std::atoi(argv[i + 1]);
+            if (word == "--serve" && hasValue) return serve(argv[i + 1]), 0;
+            if (word == "--write" && hasValue) {
+                fs::create_directories(argv[i + 1]);
+                const Pictures pictures(argv[i + 1]);
+                return 0;
+            }
+        }
+        const TemporaryFolder folder;
+        printRatios(folder.path(), std::max(rounds, 1), json);
+        return 0;
     } catch (const std::exception& error) {
         fmt::print(stderr, "bench_loader: {}\n", error.what());
-        status = 1;
+        return 1;
     }
-    if (kept.empty()) fs::remove_all(folder);
-    return status;
 }
