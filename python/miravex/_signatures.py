@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import inspect
+import keyword
 import textwrap
 from collections.abc import Iterable
 
@@ -48,6 +49,11 @@ def is_required(argument: Argument) -> bool:
     return argument.default is None and not argument.derived_default and not argument.optional
 
 
+def parameter_name(argument: Argument) -> str:
+    """The argument's name, with an underscore behind words that Python keeps for itself."""
+    return argument.name + "_" if keyword.iskeyword(argument.name) else argument.name
+
+
 def rewrites(record: Operation) -> bool:
     """True when the library writes into an argument of which a copy could be handed over instead."""
     return any(argument.rewritten and argument.kind != "array" for argument in record.arguments)
@@ -80,7 +86,7 @@ def signature(record: Operation) -> inspect.Signature:
     arguments = sorted(shown(record), key=lambda argument: not is_required(argument))
     parameters = [
         inspect.Parameter(
-            argument.name,
+            parameter_name(argument),
             inspect.Parameter.POSITIONAL_OR_KEYWORD,
             default=inspect.Parameter.empty if is_required(argument) else argument.default,
             annotation=annotation(argument),
@@ -129,7 +135,7 @@ def argument_texts(argument: Argument) -> list[str]:
 def docstring(record: Operation) -> str:
     lines = [sentence(record.summary), "", "Parameters", "----------"]
     parameters = signature(record).parameters
-    by_name = {argument.name: argument for argument in record.arguments}
+    by_name = {parameter_name(argument): argument for argument in record.arguments}
     for name, parameter in parameters.items():
         default = parameter.default
         suffix = "" if default is inspect.Parameter.empty else f", default {default!r}"

@@ -9,11 +9,13 @@ from typing import Any
 import miravex
 import numpy as np
 import pytest
-from hypothesis import assume, given
+from hypothesis import assume, given, settings
 from hypothesis import strategies as st
+from miravex._signatures import parameter_name
 from values import colour_spaces, missing_file, picture, usual
 
 RECORDS = miravex.catalog()
+CALLS = settings(max_examples=12)  # of every operation, some of which take a second
 OWN_REFUSAL = "the library refused the call"
 
 
@@ -23,7 +25,9 @@ def name(record: Any) -> str:
 
 def call(record: Any, given_values: dict[str, Any]) -> Any:
     options = {"colorspace": colour_spaces(record)} if colour_spaces(record) else {}
-    return getattr(miravex, record.function)(**given_values, **options)
+    named = {parameter_name(argument): argument.name for argument in record.arguments}
+    parameters = {key: given_values[name] for key, name in named.items() if name in given_values}
+    return getattr(miravex, record.function)(**parameters, **options)
 
 
 def need_files(record: Any) -> None:
@@ -56,6 +60,7 @@ def numbers_inside(argument: Any) -> st.SearchStrategy[Any]:
 
 
 @pytest.mark.parametrize("record", RECORDS, ids=name)
+@CALLS
 @given(data=st.data())
 def test_the_library_accepts_what_the_record_accepts(record: Any, data: st.DataObject) -> None:
     need_files(record)
@@ -158,6 +163,7 @@ def test_images_that_the_record_does_not_accept_are_refused(record: Any, argumen
 
 
 @pytest.mark.parametrize("record", RECORDS, ids=name)
+@CALLS
 @given(data=st.data())
 def test_nothing_crashes(record: Any, data: st.DataObject) -> None:
     """Any argument replaced by something wild ends in a result or in one of the two errors."""

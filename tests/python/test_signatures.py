@@ -11,7 +11,7 @@ from pathlib import Path
 import miravex
 import pytest
 from miravex import _stubs
-from miravex._signatures import docstring, is_required, shown
+from miravex._signatures import docstring, is_required, parameter_name, shown
 
 RECORDS = miravex.catalog()
 ROOT = Path(__file__).resolve().parents[2]
@@ -36,9 +36,9 @@ def test_signature_says_what_the_record_says(record) -> None:
     assert ("colorspace" in parameters) == any(a.kind == "image" for a in record.arguments)
     parameters.pop("colorspace", None)
     parameters.pop("inplace", None)
-    assert set(parameters) == {argument.name for argument in shown(record)}
+    assert set(parameters) == {parameter_name(argument) for argument in shown(record)}
     for argument in shown(record):
-        default = parameters[argument.name].default
+        default = parameters[parameter_name(argument)].default
         if is_required(argument):
             assert default is inspect.Parameter.empty
         else:
@@ -55,7 +55,7 @@ def test_docstring_is_complete(record) -> None:
         assert section in text
     flat = " ".join(text.split())
     for argument in shown(record):
-        assert f"{argument.name} : " in flat
+        assert f"{parameter_name(argument)} : " in flat
         if argument.derived_default:
             assert argument.derived_default in flat
         if argument.minimum or argument.maximum or argument.choices:
