@@ -1,4 +1,5 @@
 #include "python/extension/arrays.h"
+#include "python/extension/batches.h"
 #include "python/extension/schema.h"
 
 #include "host/arguments.h"
@@ -17,12 +18,6 @@ namespace py = pybind11;
 namespace miravex::python {
 
 namespace {
-
-/// The library failed after its arguments were found acceptable; becomes Python's MiravexError.
-class Failed : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 /// Never unloaded: arrays and OpenCV's threads may outlive the interpreter's last look at this module.
 const Library& library()
@@ -129,6 +124,7 @@ PYBIND11_MODULE(_miravex, module)
     }
 
     addSchema(module);
+    addBatches(module, library());
     module.def("call", callByName, py::arg("name"), py::arg("arguments"), py::arg("colorspace") = py::none(),
                py::arg("inplace") = false);
     module.def("can_draw", [](std::string_view layout) { return miravex::canDraw(layoutOf(layout)); });
