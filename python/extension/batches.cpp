@@ -39,8 +39,8 @@ py::list load(const Library& library, const std::vector<std::string>& paths, con
               py::array slots, const std::function<void(int64_t)>& progress)
 {
     const auto files = static_cast<int64_t>(paths.size());
-    const bool fits = py::isinstance<Floats>(slots) && slots.writeable()
-        && slots.size() == files * options.samples();
+    const bool fits =
+        py::isinstance<Floats>(slots) && slots.writeable() && slots.size() == files * options.samples();
     if (!fits) throw std::invalid_argument("the array does not hold one float32 slot per file");
     auto* const memory = static_cast<float*>(slots.mutable_data());
     bool raised = false;

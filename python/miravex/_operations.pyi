@@ -2,7 +2,7 @@
 
 import os
 from collections.abc import Mapping
-from typing import Any, Literal
+from typing import Any, Literal, overload
 
 import numpy.typing as npt
 from numpy.typing import ArrayLike
@@ -85,6 +85,55 @@ def agast(
 ) -> Keypoints:
     """Finds corners by the adaptive accelerated segment test."""
 
+@overload
+def akaze(
+    image: Image,
+    mask: Image | None = None,
+    mode: Literal["detect"] = 'detect',
+    threshold: float = 0.001,
+    n_octaves: int = 4,
+    n_octave_layers: int = 4,
+    diffusivity: Literal["DIFF_PM_G1", "DIFF_PM_G2", "DIFF_WEICKERT", "DIFF_CHARBONNIER"] = 'DIFF_PM_G2',
+    descriptor_type: Literal["DESCRIPTOR_KAZE_UPRIGHT", "DESCRIPTOR_KAZE", "DESCRIPTOR_MLDB_UPRIGHT", "DESCRIPTOR_MLDB"] = 'DESCRIPTOR_MLDB',
+    descriptor_size: int = 0,
+    descriptor_channels: int = 3,
+    keypoints: ArrayLike | None = None,
+    *,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Keypoints: ...
+@overload
+def akaze(
+    image: Image,
+    *,
+    mask: Image | None = None,
+    mode: Literal["compute"],
+    threshold: float = 0.001,
+    n_octaves: int = 4,
+    n_octave_layers: int = 4,
+    diffusivity: Literal["DIFF_PM_G1", "DIFF_PM_G2", "DIFF_WEICKERT", "DIFF_CHARBONNIER"] = 'DIFF_PM_G2',
+    descriptor_type: Literal["DESCRIPTOR_KAZE_UPRIGHT", "DESCRIPTOR_KAZE", "DESCRIPTOR_MLDB_UPRIGHT", "DESCRIPTOR_MLDB"] = 'DESCRIPTOR_MLDB',
+    descriptor_size: int = 0,
+    descriptor_channels: int = 3,
+    keypoints: ArrayLike | None = None,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Array: ...
+@overload
+def akaze(
+    image: Image,
+    *,
+    mask: Image | None = None,
+    mode: Literal["detectAndCompute"],
+    threshold: float = 0.001,
+    n_octaves: int = 4,
+    n_octave_layers: int = 4,
+    diffusivity: Literal["DIFF_PM_G1", "DIFF_PM_G2", "DIFF_WEICKERT", "DIFF_CHARBONNIER"] = 'DIFF_PM_G2',
+    descriptor_type: Literal["DESCRIPTOR_KAZE_UPRIGHT", "DESCRIPTOR_KAZE", "DESCRIPTOR_MLDB_UPRIGHT", "DESCRIPTOR_MLDB"] = 'DESCRIPTOR_MLDB',
+    descriptor_size: int = 0,
+    descriptor_channels: int = 3,
+    keypoints: ArrayLike | None = None,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Features: ...
+@overload
 def akaze(
     image: Image,
     mask: Image | None = None,
@@ -111,6 +160,43 @@ def align_mtb(
 ) -> Image:
     """Shifts the frames of an exposure bracket onto one another."""
 
+@overload
+def brisk(
+    image: Image,
+    mask: Image | None = None,
+    mode: Literal["detect"] = 'detect',
+    threshold: int = 30,
+    octaves: int = 3,
+    pattern_scale: float = 1.0,
+    keypoints: ArrayLike | None = None,
+    *,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Keypoints: ...
+@overload
+def brisk(
+    image: Image,
+    *,
+    mask: Image | None = None,
+    mode: Literal["compute"],
+    threshold: int = 30,
+    octaves: int = 3,
+    pattern_scale: float = 1.0,
+    keypoints: ArrayLike | None = None,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Array: ...
+@overload
+def brisk(
+    image: Image,
+    *,
+    mask: Image | None = None,
+    mode: Literal["detectAndCompute"],
+    threshold: int = 30,
+    octaves: int = 3,
+    pattern_scale: float = 1.0,
+    keypoints: ArrayLike | None = None,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Features: ...
+@overload
 def brisk(
     image: Image,
     mask: Image | None = None,
@@ -307,6 +393,25 @@ def fast_nl_means_denoising_multi(
 ) -> Image:
     """Removes noise from one frame with the help of the frames around it."""
 
+@overload
+def find_contours(
+    image: Image,
+    mode: Literal["External", "List", "CComp", "Tree", "FloodFill"] = 'Tree',
+    method: Literal["None", "Simple", "TC89_L1", "TC89_KCOS"] = 'Simple',
+    chain_code: Literal[False] = False,
+    *,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Contours: ...
+@overload
+def find_contours(
+    image: Image,
+    *,
+    mode: Literal["External", "List", "CComp", "Tree", "FloodFill"] = 'Tree',
+    method: Literal["None", "Simple", "TC89_L1", "TC89_KCOS"] = 'Simple',
+    chain_code: Literal[True],
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> ChainCodes: ...
+@overload
 def find_contours(
     image: Image,
     mode: Literal["External", "List", "CComp", "Tree", "FloodFill"] = 'Tree',
@@ -330,6 +435,31 @@ def hough_circles(
 ) -> Circles:
     """Finds circles by the gradients of their edges."""
 
+@overload
+def hough_lines(
+    image: Image,
+    rho: float = 1.0,
+    theta: float = 0.017453292519943295,
+    threshold: int = 100,
+    srn: float = 0.0,
+    stn: float = 0.0,
+    form: Literal["Coordinates"] = 'Coordinates',
+    *,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Lines: ...
+@overload
+def hough_lines(
+    image: Image,
+    *,
+    rho: float = 1.0,
+    theta: float = 0.017453292519943295,
+    threshold: int = 100,
+    srn: float = 0.0,
+    stn: float = 0.0,
+    form: Literal["Equation"],
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> PolarLines: ...
+@overload
 def hough_lines(
     image: Image,
     rho: float = 1.0,
@@ -410,6 +540,52 @@ def image_perspective_transformation(
 ) -> Image:
     """Warps a picture by a homography."""
 
+@overload
+def kaze(
+    image: Image,
+    mask: Image | None = None,
+    mode: Literal["detect"] = 'detect',
+    threshold: float = 0.001,
+    n_octaves: int = 4,
+    n_octave_layers: int = 4,
+    diffusivity: Literal["DIFF_PM_G1", "DIFF_PM_G2", "DIFF_WEICKERT", "DIFF_CHARBONNIER"] = 'DIFF_PM_G2',
+    extended: bool = False,
+    upright: bool = False,
+    keypoints: ArrayLike | None = None,
+    *,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Keypoints: ...
+@overload
+def kaze(
+    image: Image,
+    *,
+    mask: Image | None = None,
+    mode: Literal["compute"],
+    threshold: float = 0.001,
+    n_octaves: int = 4,
+    n_octave_layers: int = 4,
+    diffusivity: Literal["DIFF_PM_G1", "DIFF_PM_G2", "DIFF_WEICKERT", "DIFF_CHARBONNIER"] = 'DIFF_PM_G2',
+    extended: bool = False,
+    upright: bool = False,
+    keypoints: ArrayLike | None = None,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Array: ...
+@overload
+def kaze(
+    image: Image,
+    *,
+    mask: Image | None = None,
+    mode: Literal["detectAndCompute"],
+    threshold: float = 0.001,
+    n_octaves: int = 4,
+    n_octave_layers: int = 4,
+    diffusivity: Literal["DIFF_PM_G1", "DIFF_PM_G2", "DIFF_WEICKERT", "DIFF_CHARBONNIER"] = 'DIFF_PM_G2',
+    extended: bool = False,
+    upright: bool = False,
+    keypoints: ArrayLike | None = None,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Features: ...
+@overload
 def kaze(
     image: Image,
     mask: Image | None = None,
@@ -521,6 +697,39 @@ def merge_robertson(
 ) -> Image:
     """Merges a bracket into a picture of high dynamic range by weighted radiances."""
 
+@overload
+def mser_detect(
+    image: Image,
+    delta: int = 5,
+    min_area: int = 60,
+    max_area: int = 14400,
+    max_variation: float = 0.25,
+    min_diversity: float = 0.2,
+    max_evolution: int = 200,
+    area_threshold: float = 1.01,
+    min_margin: float = 0.003,
+    edge_blur_size: int = 5,
+    form: Literal["Rectangle"] = 'Rectangle',
+    *,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Regions: ...
+@overload
+def mser_detect(
+    image: Image,
+    *,
+    delta: int = 5,
+    min_area: int = 60,
+    max_area: int = 14400,
+    max_variation: float = 0.25,
+    min_diversity: float = 0.2,
+    max_evolution: int = 200,
+    area_threshold: float = 1.01,
+    min_margin: float = 0.003,
+    edge_blur_size: int = 5,
+    form: Literal["LabelMatrix"],
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Array: ...
+@overload
 def mser_detect(
     image: Image,
     delta: int = 5,
@@ -572,6 +781,55 @@ def optical_flow_farneback(
 ) -> Flow:
     """Finds how every pixel moves from frame to frame, by polynomial expansion."""
 
+@overload
+def orb(
+    image: Image,
+    mask: Image | None = None,
+    mode: Literal["detect"] = 'detect',
+    fast_threshold: int = 20,
+    n_features: int = 500,
+    scale_factor: float = 1.2,
+    n_levels: int = 8,
+    edge_threshold: int = 31,
+    wta_k: int = 2,
+    score_type: Literal["HARRIS_SCORE", "FAST_SCORE"] = 'HARRIS_SCORE',
+    keypoints: ArrayLike | None = None,
+    *,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Keypoints: ...
+@overload
+def orb(
+    image: Image,
+    *,
+    mask: Image | None = None,
+    mode: Literal["compute"],
+    fast_threshold: int = 20,
+    n_features: int = 500,
+    scale_factor: float = 1.2,
+    n_levels: int = 8,
+    edge_threshold: int = 31,
+    wta_k: int = 2,
+    score_type: Literal["HARRIS_SCORE", "FAST_SCORE"] = 'HARRIS_SCORE',
+    keypoints: ArrayLike | None = None,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Array: ...
+@overload
+def orb(
+    image: Image,
+    *,
+    mask: Image | None = None,
+    mode: Literal["detectAndCompute"],
+    fast_threshold: int = 20,
+    n_features: int = 500,
+    scale_factor: float = 1.2,
+    n_levels: int = 8,
+    edge_threshold: int = 31,
+    wta_k: int = 2,
+    score_type: Literal["HARRIS_SCORE", "FAST_SCORE"] = 'HARRIS_SCORE',
+    keypoints: ArrayLike | None = None,
+    colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
+) -> Features: ...
+@overload
 def orb(
     image: Image,
     mask: Image | None = None,

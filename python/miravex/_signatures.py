@@ -7,7 +7,7 @@ import keyword
 import textwrap
 from collections.abc import Iterable
 
-from ._miravex import Argument, Operation
+from ._miravex import Argument, Operation, Result
 from .results import TYPES
 
 _WIDTH = 96
@@ -76,9 +76,12 @@ def annotation(argument: Argument) -> str:
     return f"{text} | None" if may_be_absent else text
 
 
+def result_type(result: Result) -> str:
+    return TYPES.get(result.layout, _RESULT_ANNOTATIONS[result.kind])
+
+
 def result_annotation(record: Operation) -> str:
-    names = [TYPES.get(result.layout, _RESULT_ANNOTATIONS[result.kind]) for result in record.results]
-    return " | ".join(dict.fromkeys(names))
+    return " | ".join(dict.fromkeys(result_type(result) for result in record.results))
 
 
 def signature(record: Operation) -> inspect.Signature:
@@ -143,7 +146,7 @@ def docstring(record: Operation) -> str:
         lines += _indented(_parameter_texts(name, by_name.get(name)))
     lines += ["", "Returns", "-------"]
     for result in record.results:
-        lines.append(TYPES.get(result.layout, _RESULT_ANNOTATIONS[result.kind]))
+        lines.append(result_type(result))
         condition = f"when {result.when[0]} is {_condition(result.when[1])}: " if result.when else ""
         lines += _indented([sentence(condition + result.summary)])
     lines += ["", "Raises", "------", "ValueError"]

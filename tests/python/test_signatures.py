@@ -84,6 +84,10 @@ keypoints = miravex.results.Keypoints.over(np.zeros((0, 7)))
 reveal_type(keypoints.x)
 reveal_type(keypoints.rows)
 reveal_type(miravex.MiravexError("x"))
+features = miravex.orb(picture[..., 0], mode="detectAndCompute")
+reveal_type(features.keypoints.x)
+reveal_type(miravex.orb(picture[..., 0]).angle)
+reveal_type(miravex.find_contours(picture[..., 0], chain_code=True).codes)
 for record in miravex.catalog():
     reveal_type(record.arguments[0].choices)
 '''
@@ -115,6 +119,6 @@ def test_types_check(tmp_path: Path) -> None:
     assert package.returncode == 0, package.stdout + package.stderr
     user = run_mypy(tmp_path, "user.py")
     assert user.returncode == 0, user.stdout + user.stderr
-    assert user.stdout.count("ndarray") >= 3
+    assert user.stdout.count("ndarray") >= 6
     wrong = run_mypy(tmp_path, "wrong.py")
     assert wrong.stdout.count(": error: ") == 4, wrong.stdout
