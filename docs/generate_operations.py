@@ -12,7 +12,7 @@ import shutil
 from pathlib import Path
 
 from miravex._miravex import Argument, Operation, catalog
-from miravex._signatures import argument_texts, is_required, sentence, shown, signature
+from miravex._signatures import argument_texts, is_required, parameter_name, sentence, shown, signature
 
 ROOMS = {
     "filters": "Filters and geometric transforms",
@@ -149,18 +149,16 @@ def python_lines(record: Operation) -> list[str]:
     lines = []
     for title, words in examples(record):
         values = parsed(record, words)
-        order = list(signature(record).parameters)
-        required = [a.name for a in shown(record) if is_required(a)]
-        parts = []
-        for name in sorted(values, key=lambda name: order.index(name) if name in order else len(order)):
-            positional = name in required and not parts_named(parts)
-            parts.append(values[name] if positional else f"{name}={values[name]}")
+        required = [argument for argument in shown(record) if is_required(argument)]
+        others = [argument for argument in shown(record) if not is_required(argument)]
+        parts = [values.get(argument.name, argument.name) for argument in required]
+        parts += [
+            f"{parameter_name(argument)}={values[argument.name]}"
+            for argument in others
+            if argument.name in values
+        ]
         lines += [f"# {title}", f"miravex.{record.function}({', '.join(parts)})", ""]
     return lines[:-1]
-
-
-def parts_named(parts: list[str]) -> bool:
-    return any("=" in part for part in parts)
 
 
 def c_value(argument: Argument, values: dict[str, str]) -> str:

@@ -69,8 +69,8 @@ py::array anyArray(std::string_view name, const py::object& object, const std::s
 
 bool isPlain(const py::array& array)
 {
-    constexpr int wanted = py::detail::npy_api::NPY_ARRAY_C_CONTIGUOUS_
-        | py::detail::npy_api::NPY_ARRAY_ALIGNED_;
+    constexpr int wanted =
+        py::detail::npy_api::NPY_ARRAY_C_CONTIGUOUS_ | py::detail::npy_api::NPY_ARRAY_ALIGNED_;
     return (array.flags() & wanted) == wanted && array.dtype().attr("isnative").cast<bool>();
 }
 
@@ -118,8 +118,8 @@ ImageShape shapeOf(std::string_view name, const ImageRule& rule, const py::array
                    const std::string& expected)
 {
     const auto axes = array.ndim();
-    const bool framesFirst = axes == 4
-        || (axes == 3 && (rule.rank == 3 || (rule.rank == 0 && array.shape(2) > mostChannels)));
+    const bool framesFirst =
+        axes == 4 || (axes == 3 && (rule.rank == 3 || (rule.rank == 0 && array.shape(2) > mostChannels)));
     const py::ssize_t own = framesFirst ? 1 : 0;
     if (axes < 2 || axes > 4) refuse(name, describeArray(array), expected);
     if (framesFirst && array.shape(0) == 0) refuse(name, describeArray(array), expected);
@@ -212,8 +212,8 @@ Value textOf(const Argument& argument, py::object object)
         object = py::module_::import("os").attr("fsdecode")(object);
     }
     // Names of files may hold bytes that are not UTF-8; Python keeps them as lone surrogates.
-    const auto bytes = py::reinterpret_steal<py::bytes>(
-        PyUnicode_AsEncodedString(object.ptr(), "utf-8", "surrogateescape"));
+    const auto bytes =
+        py::reinterpret_steal<py::bytes>(PyUnicode_AsEncodedString(object.ptr(), "utf-8", "surrogateescape"));
     if (!bytes) {
         PyErr_Clear();
         refuse(argument.name, wordsFor(object), expected);
@@ -267,9 +267,8 @@ template <typename Element> std::span<const Element> elements(const py::array& a
 TensorPointer wrappedTensor(const Argument& argument, const py::object& object)
 {
     const bool reals = argument.kind == Kind::RealTensor;
-    const std::string expected =
-        fmt::format("a writeable C-contiguous {} array, as it is rewritten in place",
-                    reals ? "float64" : "int64");
+    const std::string expected = fmt::format("a writeable C-contiguous {} array, as it is rewritten in place",
+                                             reals ? "float64" : "int64");
     if (!py::isinstance<py::array>(object)) refuse(argument.name, wordsFor(object), expected);
     py::array array = object;
     const bool fits = array.dtype().kind() == (reals ? 'f' : 'i') && array.itemsize() == 8 && isPlain(array)
@@ -278,8 +277,8 @@ TensorPointer wrappedTensor(const Argument& argument, const py::object& object)
     auto tensor = std::make_shared<Tensor>();
     tensor->elementType = reals ? TensorTypeReal : TensorTypeInteger;
     tensor->dimensions = dimensionsOf(array);
-    tensor->block = Block::wrapping(array.mutable_data(), static_cast<std::size_t>(array.nbytes()),
-                                    keeper(array));
+    tensor->block =
+        Block::wrapping(array.mutable_data(), static_cast<std::size_t>(array.nbytes()), keeper(array));
     return tensor;
 }
 
@@ -351,8 +350,7 @@ Value valueOf(const Argument& argument, const py::object& object, const Reading&
     case Kind::Boolean: return booleanOf(argument, object);
     case Kind::String: return textOf(argument, object);
     case Kind::Image: {
-        ImagePointer image =
-            imageOf(std::string(argument.name), argument.image, object, reading.colorSpace);
+        ImagePointer image = imageOf(std::string(argument.name), argument.image, object, reading.colorSpace);
         if (argument.rewritten && !reading.inPlace)
             image = convertImage(*image, image->pixelType, image->interleaved);
         return image;

@@ -19,6 +19,12 @@ public:
     using std::invalid_argument::invalid_argument;
 };
 
+/// The library failed after its arguments were found acceptable; becomes Python's MiravexError.
+class Failed : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 /// How the arguments of one call are read beyond what their record says.
 struct Reading {
     pybind11::object colorSpace; ///< None, a name, a code, or a mapping of argument names to these

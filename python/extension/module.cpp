@@ -1,4 +1,5 @@
 #include "python/extension/arrays.h"
+#include "python/extension/batches.h"
 #include "python/extension/schema.h"
 
 #include "host/arguments.h"
@@ -17,12 +18,6 @@ namespace py = pybind11;
 namespace miravex::python {
 
 namespace {
-
-/// The library failed after its arguments were found acceptable; becomes Python's MiravexError.
-class Failed : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 /// Never unloaded: arrays and OpenCV's threads may outlive the interpreter's last look at this module.
 const Library& library()
@@ -88,21 +83,49 @@ py::tuple callByName(std::string_view name, const py::dict& arguments, const py:
     }
     if (!outcome.ok()) fail(operation, outcome);
     if (!outcome.accounting.clean())
-        throw Failed(fmt::format("{}: {}", snakeCase(operation.name),
-                                 fmt::join(outcome.accounting.violations, "; ")));
+        throw Failed(
+            fmt::format("{}: {}", snakeCase(operation.name), fmt::join(outcome.accounting.violations, "; ")));
     return py::make_tuple(objectOf(outcome.result), layoutName(resultOf(operation, values).layout));
+}
+
+/// A picture to draw on.
+ImagePointer canvasOf(const std::string& name, const py::object& object)
+{
+    ImagePointer picture = imageOf(name, { .rank = 2 }, object, py::none());
+    if (picture->rank() == 2 && picture->shape.samples() > 0) return picture;
+    throw Refused(
+        Refusal { name, describe(Value(picture)), "a picture with at least one pixel", "" }.message());
+}
+
+/// Draws without the interpreter's lock. What OpenCV has against it is a failure, not a crash.
+template <typename Draw> py::array drawn(Draw draw)
+{
+    ImagePointer picture;
+    try {
+        const py::gil_scoped_release unlocked;
+        picture = draw();
+    } catch (const cv::Exception& error) {
+        throw Failed(error.what());
+    }
+    return arrayOf(picture);
 }
 
 py::array drawLayout(const py::object& image, std::string_view layout, const py::object& rows, bool integers)
 {
-    const ImagePointer picture = imageOf("image", { .rank = 2 }, image, py::none());
+    const ImagePointer picture = canvasOf("image", image);
     const TensorPointer tensor = tensorOf("rows", integers ? Kind::IntegerTensor : Kind::RealTensor, rows);
-    ImagePointer drawn;
-    {
-        const py::gil_scoped_release unlocked;
-        drawn = draw(*picture, layoutOf(layout), *tensor);
-    }
-    return arrayOf(drawn);
+    return drawn([&] { return draw(*picture, layoutOf(layout), *tensor); });
+}
+
+py::array drawPairs(const py::object& first, const py::object& firstKeypoints, const py::object& second,
+                    const py::object& secondKeypoints, const py::object& matches)
+{
+    const ImagePointer left = canvasOf("first", first);
+    const ImagePointer right = canvasOf("second", second);
+    const TensorPointer leftRows = tensorOf("first_keypoints", Kind::RealTensor, firstKeypoints);
+    const TensorPointer rightRows = tensorOf("second_keypoints", Kind::RealTensor, secondKeypoints);
+    const TensorPointer pairs = tensorOf("pairs", Kind::IntegerTensor, matches);
+    return drawn([&] { return drawMatches(*left, *leftRows, *right, *rightRows, *pairs); });
 }
 
 py::tuple tableByName(std::string_view layout, const py::object& rows, bool integers)
@@ -129,11 +152,14 @@ PYBIND11_MODULE(_miravex, module)
     }
 
     addSchema(module);
+    addBatches(module, library());
     module.def("call", callByName, py::arg("name"), py::arg("arguments"), py::arg("colorspace") = py::none(),
                py::arg("inplace") = false);
     module.def("can_draw", [](std::string_view layout) { return miravex::canDraw(layoutOf(layout)); });
     module.def("draw", drawLayout, py::arg("image"), py::arg("layout"), py::arg("rows"),
                py::arg("integers") = false);
+    module.def("draw_matches", drawPairs, py::arg("first"), py::arg("first_keypoints"), py::arg("second"),
+               py::arg("second_keypoints"), py::arg("matches"));
     module.def("table", tableByName, py::arg("layout"), py::arg("rows"), py::arg("integers") = false);
     module.def("address_of_image", [](const py::object& image) {
         return reinterpret_cast<std::uintptr_t>(
@@ -142,7 +168,11 @@ PYBIND11_MODULE(_miravex, module)
     module.def("color_space_of_image", [](const py::object& image) {
         return imageOf("image", { .rank = 2 }, image, py::none())->colorSpace;
     });
-    module.def("get_threads", [] { return cv::getNumThreads(); });
-    module.def("set_threads", [](int count) { cv::setNumThreads(count); });
+    module.def(
+        "get_threads", [] { return cv::getNumThreads(); }, "The number of threads that OpenCV works on.");
+    module.def(
+        "set_threads", [](int count) { cv::setNumThreads(count); }, py::arg("count"),
+        "Sets the number of threads that OpenCV works on, in this process; -1 for as many as there are "
+        "cores.");
     module.def("library_path", [] { return library().path().string(); });
 }

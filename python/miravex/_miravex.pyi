@@ -1,6 +1,6 @@
 """The extension module: the embedded host of the library."""
 
-from collections.abc import Mapping, Sequence
+from collections.abc import Callable, Mapping, Sequence
 from typing import Any
 
 import numpy.typing as npt
@@ -95,6 +95,26 @@ class Operation:
     @property
     def examples(self) -> tuple[tuple[str, tuple[str, ...]], ...]: ...
 
+class BatchOptions:
+    def __init__(
+        self,
+        height: int,
+        width: int,
+        channels_last: bool,
+        colour: str,
+        mean: Sequence[float],
+        std: Sequence[float],
+        files_per_chunk: int,
+    ) -> None: ...
+    @property
+    def channels(self) -> int: ...
+
+def load_batch(
+    paths: Sequence[bytes],
+    options: BatchOptions,
+    slots: npt.NDArray[Any],
+    progress: Callable[[int], None] | None = ...,
+) -> list[tuple[int, str]]: ...
 def catalog() -> tuple[Operation, ...]: ...
 def closest(word: str, candidates: Sequence[str]) -> list[str]: ...
 def call(
@@ -105,6 +125,9 @@ def call(
 ) -> tuple[Any, str]: ...
 def can_draw(layout: str) -> bool: ...
 def draw(image: object, layout: str, rows: object, integers: bool = ...) -> npt.NDArray[Any]: ...
+def draw_matches(
+    first: object, first_keypoints: object, second: object, second_keypoints: object, matches: object
+) -> npt.NDArray[Any]: ...
 def table(layout: str, rows: object, integers: bool = ...) -> tuple[list[str], list[list[float]]]: ...
 def address_of_image(image: object) -> int: ...
 def color_space_of_image(image: object) -> int: ...

@@ -9,7 +9,7 @@ import numpy as np
 
 from . import _miravex
 from ._miravex import Argument, Operation
-from ._signatures import COLORSPACE, INPLACE, docstring, shown, signature
+from ._signatures import COLORSPACE, INPLACE, docstring, parameter_name, shown, signature
 from .results import unpacked
 
 __all__ = ["catalog"]
@@ -29,9 +29,9 @@ def _check_names(record: Operation, known: inspect.Signature, given: dict[str, A
             raise TypeError(f"{record.function}() got an unexpected keyword argument {name!r}{hint}")
 
 
-def _fitted(argument: Argument | None, value: Any) -> Any:
+def _fitted(argument: Argument, value: Any) -> Any:
     """Flattens what the library takes as a flat list of known length, such as a response curve of 256 x 3."""
-    if argument is None or argument.kind not in ("reals", "integers") or len(argument.shape) != 1:
+    if argument.kind not in ("reals", "integers") or len(argument.shape) != 1:
         return value
     kind, count, _ = argument.shape[0]
     if kind == "exactly" and isinstance(value, np.ndarray) and value.ndim > 1 and value.size == count:
@@ -41,14 +41,14 @@ def _fitted(argument: Argument | None, value: Any) -> Any:
 
 def _function(record: Operation) -> Callable[..., Any]:
     known = signature(record)
-    arguments = {argument.name: argument for argument in shown(record)}
+    arguments = {parameter_name(argument): argument for argument in shown(record)}
 
     def operation(*args: Any, **kwargs: Any) -> Any:
         _check_names(record, known, kwargs)
         given = known.bind(*args, **kwargs).arguments
         colorspace = given.pop(COLORSPACE.name, None)
         inplace = given.pop(INPLACE.name, False)
-        values = {name: _fitted(arguments.get(name), value) for name, value in given.items()}
+        values = {arguments[name].name: _fitted(arguments[name], value) for name, value in given.items()}
         return unpacked(*_miravex.call(record.name, values, colorspace, inplace))
 
     operation.__name__ = operation.__qualname__ = record.function

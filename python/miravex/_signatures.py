@@ -3,10 +3,11 @@
 from __future__ import annotations
 
 import inspect
+import keyword
 import textwrap
 from collections.abc import Iterable
 
-from ._miravex import Argument, Operation
+from ._miravex import Argument, Operation, Result
 from .results import TYPES
 
 _WIDTH = 96
@@ -48,6 +49,11 @@ def is_required(argument: Argument) -> bool:
     return argument.default is None and not argument.derived_default and not argument.optional
 
 
+def parameter_name(argument: Argument) -> str:
+    """The argument's name, with an underscore behind words that Python keeps for itself."""
+    return argument.name + "_" if keyword.iskeyword(argument.name) else argument.name
+
+
 def rewrites(record: Operation) -> bool:
     """True when the library writes into an argument of which a copy could be handed over instead."""
     return any(argument.rewritten and argument.kind != "array" for argument in record.arguments)
@@ -70,9 +76,12 @@ def annotation(argument: Argument) -> str:
     return f"{text} | None" if may_be_absent else text
 
 
+def result_type(result: Result) -> str:
+    return TYPES.get(result.layout, _RESULT_ANNOTATIONS[result.kind])
+
+
 def result_annotation(record: Operation) -> str:
-    names = [TYPES.get(result.layout, _RESULT_ANNOTATIONS[result.kind]) for result in record.results]
-    return " | ".join(dict.fromkeys(names))
+    return " | ".join(dict.fromkeys(result_type(result) for result in record.results))
 
 
 def signature(record: Operation) -> inspect.Signature:
@@ -80,7 +89,7 @@ def signature(record: Operation) -> inspect.Signature:
     arguments = sorted(shown(record), key=lambda argument: not is_required(argument))
     parameters = [
         inspect.Parameter(
-            argument.name,
+            parameter_name(argument),
             inspect.Parameter.POSITIONAL_OR_KEYWORD,
             default=inspect.Parameter.empty if is_required(argument) else argument.default,
             annotation=annotation(argument),
@@ -129,7 +138,7 @@ def argument_texts(argument: Argument) -> list[str]:
 def docstring(record: Operation) -> str:
     lines = [sentence(record.summary), "", "Parameters", "----------"]
     parameters = signature(record).parameters
-    by_name = {argument.name: argument for argument in record.arguments}
+    by_name = {parameter_name(argument): argument for argument in record.arguments}
     for name, parameter in parameters.items():
         default = parameter.default
         suffix = "" if default is inspect.Parameter.empty else f", default {default!r}"
@@ -137,7 +146,7 @@ def docstring(record: Operation) -> str:
         lines += _indented(_parameter_texts(name, by_name.get(name)))
     lines += ["", "Returns", "-------"]
     for result in record.results:
-        lines.append(TYPES.get(result.layout, _RESULT_ANNOTATIONS[result.kind]))
+        lines.append(result_type(result))
         condition = f"when {result.when[0]} is {_condition(result.when[1])}: " if result.when else ""
         lines += _indented([sentence(condition + result.summary)])
     lines += ["", "Raises", "------", "ValueError"]

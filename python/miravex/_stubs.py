@@ -7,15 +7,15 @@ import sys
 from pathlib import Path
 
 from . import results
-from ._miravex import Operation, catalog
-from ._signatures import sentence, signature
+from ._miravex import Operation, Result, catalog
+from ._signatures import parameter_name, result_type, sentence, signature
 
 _HEADER = '''\
 """Type stubs of the generated functions. Written by python -m miravex._stubs; not edited by hand."""
 
 import os
 from collections.abc import Mapping
-from typing import Any, Literal
+from typing import Any, Literal, overload
 
 import numpy.typing as npt
 from numpy.typing import ArrayLike
@@ -39,16 +39,48 @@ def _parameter(parameter: inspect.Parameter) -> str:
     return text if parameter.default is inspect.Parameter.empty else f"{text} = {parameter.default!r}"
 
 
-def _stub(record: Operation) -> str:
-    known = signature(record)
+def _definition(record: Operation, known: inspect.Signature, documented: bool) -> str:
     lines = []
-    for name, parameter in known.parameters.items():
+    for parameter in known.parameters.values():
         if parameter.kind is inspect.Parameter.KEYWORD_ONLY and "    *," not in lines:
             lines.append("    *,")
         lines.append(f"    {_parameter(parameter)},")
     body = "\n".join(lines)
-    summary = sentence(record.summary)
-    return f'def {record.function}(\n{body}\n) -> {known.return_annotation}:\n    """{summary}"""\n'
+    text = f'\n    """{sentence(record.summary)}"""' if documented else " ..."
+    return f"def {record.function}(\n{body}\n) -> {known.return_annotation}:{text}\n"
+
+
+def _overload(record: Operation, result: Result) -> str:
+    """The call that gives this result: the argument that chooses it has one value."""
+    assert result.when
+    name, word = result.when
+    argument = next(argument for argument in record.arguments if argument.name == name)
+    value = {"true": True, "false": False}[word] if argument.kind == "boolean" else word
+    parameters = []
+    for parameter in signature(record).parameters.values():
+        if parameter.name == parameter_name(argument):
+            literal = f'"{value}"' if isinstance(value, str) else repr(value)
+            default = parameter.default if parameter.default == value else inspect.Parameter.empty
+            parameter = parameter.replace(annotation=f"Literal[{literal}]", default=default)
+        parameters.append(parameter)
+    if argument.default != value:  # no default any more, behind others that have one: by name only
+        parameters = [
+            parameter
+            if parameter.default is inspect.Parameter.empty and parameter.name != parameter_name(argument)
+            else parameter.replace(kind=inspect.Parameter.KEYWORD_ONLY)
+            for parameter in parameters
+        ]
+    known = inspect.Signature(parameters, return_annotation=result_type(result))
+    return "@overload\n" + _definition(record, known, documented=False)
+
+
+def _stub(record: Operation) -> str:
+    known = signature(record)
+    choices = [result for result in record.results if result.when and result_type(result) != known.return_annotation]
+    if not choices:
+        return _definition(record, known, documented=True)
+    overloads = [_overload(record, result) for result in choices]
+    return "".join([*overloads, "@overload\n" + _definition(record, known, documented=True)])
 
 
 def stubs() -> str:

@@ -1,4 +1,4 @@
-"""Results drawn over pictures, as the command line's --overlay does it.
+"""Results drawn over pictures, as the command line's ``--overlay`` draws them.
 
 Each function takes a picture and what an operation found in it, and gives a new RGB picture of uint8.
 """
@@ -10,7 +10,7 @@ from typing import Any
 import numpy as np
 import numpy.typing as npt
 
-from . import _miravex
+from . import _miravex, results
 from .results import packed
 
 Image = npt.NDArray[Any]
@@ -19,10 +19,77 @@ _INTEGERS = ("Matches", "Contours", "ChainCodes", "Positions")
 
 
 def _drawn(image: Image, layout: str, value: Any) -> Image:
-    rows = packed(value, layout)
-    return _miravex.draw(image, layout, np.asarray(rows), layout in _INTEGERS)
+    return _miravex.draw(image, layout, packed(value, layout), layout in _INTEGERS)
 
 
-def keypoints(image: Image, rows: npt.ArrayLike) -> Image:
-    """Circles of the keypoints' sizes with their directions; ``rows`` are Keypoints or an (n, 7) array."""
-    return _drawn(image, "Keypoints", rows)
+def keypoints(image: Image, rows: npt.ArrayLike | results.Features) -> Image:
+    """Circles of the keypoints' sizes, each with a radius in its direction. The rows are Keypoints, Features
+    or an array of shape (n, 7)."""
+    return _drawn(image, "Keypoints", _rows(rows))
+
+
+def regions(image: Image, rows: npt.ArrayLike) -> Image:
+    """Rectangles, from Regions or an array of shape (n, 5)."""
+    return _drawn(image, "Regions", rows)
+
+
+def labels(image: Image, numbers: npt.ArrayLike) -> Image:
+    """The pixels of each region in a colour of its own, from an array of the picture's shape; 0 is none."""
+    return _drawn(image, "Labels", numbers)
+
+
+def polar_lines(image: Image, rows: npt.ArrayLike) -> Image:
+    """Lines across the whole picture, from PolarLines or an array of shape (n, 2)."""
+    return _drawn(image, "PolarLines", rows)
+
+
+def border_lines(image: Image, rows: npt.ArrayLike) -> Image:
+    """Lines between points of the picture's border, from Lines or an array of shape (n, 4)."""
+    return _drawn(image, "BorderLines", rows)
+
+
+def lines(image: Image, rows: npt.ArrayLike) -> Image:
+    """Segments, from Lines or WideLines, or from an array of shape (n, 4) or (n, 5)."""
+    wide = np.asarray(rows).shape[-1:] == (len(results.WideLines.columns()),)
+    return _drawn(image, "WideSegments" if wide else "Segments", rows)
+
+
+def circles(image: Image, rows: npt.ArrayLike) -> Image:
+    """Circles, from Circles or an array of shape (n, 3)."""
+    return _drawn(image, "Circles", rows)
+
+
+def contours(image: Image, outlines: results.Contours) -> Image:
+    """Outlines, coloured by their level in the hierarchy."""
+    return _drawn(image, "Contours", outlines)
+
+
+def faces(image: Image, boxes: results.Faces) -> Image:
+    """Boxes with their scores."""
+    return _drawn(image, "FaceBoxes", boxes)
+
+
+def flow(image: Image, field: results.Flow | results.ValidFlow) -> Image:
+    """The first pair's motion in the colours of a wheel: hue for the direction, strength for the speed."""
+    return _drawn(image, "FlowAndValidity" if isinstance(field, results.ValidFlow) else "Flow", field)
+
+
+def matches(
+    first: Image,
+    first_keypoints: npt.ArrayLike | results.Features,
+    second: Image,
+    second_keypoints: npt.ArrayLike | results.Features,
+    pairs: results.Matches,
+) -> Image:
+    """Both pictures side by side with a line for every match."""
+    return _miravex.draw_matches(
+        first,
+        np.asarray(_rows(first_keypoints)),
+        second,
+        np.asarray(_rows(second_keypoints)),
+        packed(pairs, "Matches"),
+    )
+
+
+def _rows(keypoints: Any) -> Any:
+    return keypoints.keypoints if isinstance(keypoints, results.Features) else keypoints

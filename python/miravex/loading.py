@@ -6,8 +6,8 @@ import operator
 import os
 import sys
 import time
-from collections.abc import Iterable, Sequence
-from dataclasses import dataclass
+from collections.abc import Callable, Iterable, Sequence
+from dataclasses import dataclass, replace
 from typing import Any, Literal, Union
 
 import numpy as np
@@ -20,10 +20,8 @@ Layout = Literal["channels_first", "channels_last"]
 Colour = Literal["RGB", "XYZ", "LAB", "LUV", "Grayscale"]
 Array = npt.NDArray[Any]
 
-COLOURS = ("RGB", "XYZ", "LAB", "LUV", "Grayscale")
-
-#: Files per call of the library: between two calls an interrupt is noticed and progress is shown.
-FILES_PER_CALL = 64
+#: Files between two moments at which an interrupt is noticed and progress is shown.
+FILES_PER_CHUNK = 64
 
 
 @dataclass(frozen=True)
@@ -33,9 +31,9 @@ class Batch:
     height: int
     width: int
     layout: Layout
-    colour: Colour
+    colour: str
     mean: Array | None
-    reciprocal: Array | None
+    std: Array | None
 
     @property
     def slot(self) -> tuple[int, int, int]:
@@ -49,13 +47,21 @@ class Batch:
         """The library converts to these colours with channels first alone, and swaps to RGB in both."""
         return self.layout == "channels_last" and self.colour in ("XYZ", "LAB", "LUV")
 
+    def by_plane(self) -> Batch:
+        """The same with channels first."""
+        mean, std = (
+            array.transpose(2, 0, 1) if array is not None and array.ndim == 3 else array
+            for array in (self.mean, self.std)
+        )
+        return replace(self, layout="channels_first", mean=mean, std=std)
 
-def _choice(name: str, value: object, choices: Sequence[str]) -> None:
-    if value in choices:
-        return
-    near = _miravex.closest(str(value), list(choices))
-    hint = f" (try {near[0]})" if near else ""
-    raise ValueError(f"{name} is {value!r}, expected one of {', '.join(choices)}{hint}")
+    def options(self) -> _miravex.BatchOptions:
+        """What the host is told; ``ValueError`` names what it does not accept."""
+        if self.converts_by_plane:
+            return self.by_plane().options()
+        mean, std = ([] if array is None else array.ravel().tolist() for array in (self.mean, self.std))
+        last = self.layout == "channels_last"
+        return _miravex.BatchOptions(self.height, self.width, last, self.colour, mean, std, FILES_PER_CHUNK)
 
 
 def _sides(size: Any) -> tuple[int, int]:
@@ -68,20 +74,17 @@ def _sides(size: Any) -> tuple[int, int]:
     return height, width
 
 
-def _slot_image(name: str, value: npt.ArrayLike | None, slot: tuple[int, int, int], first: bool) -> Array | None:
-    """A number, one number per channel or a whole slot, as a slot of doubles."""
+def _numbers(name: str, value: npt.ArrayLike | None, slot: tuple[int, int, int], channels: int) -> Array | None:
+    """A number, one number per channel or a whole slot."""
     if value is None:
         return None
     try:
-        array = np.asarray(value, dtype=np.float64)
+        array: Array = np.asarray(value, dtype=np.float32)
     except (TypeError, ValueError):
         array = np.zeros((0, 0))
-    channels = slot[0] if first else slot[2]
-    if array.shape == (channels,):
-        array = array[:, None, None] if first else array
-    elif array.shape not in ((), slot):
+    if array.shape not in ((), (channels,), slot):
         raise ValueError(f"{name} is {value!r}, expected a number, {channels} numbers or an array of shape {slot}")
-    return np.broadcast_to(array, slot)
+    return array
 
 
 def batch_of(
@@ -93,23 +96,20 @@ def batch_of(
 ) -> Batch:
     """Checks what load_images was given."""
     height, width = _sides(size)
-    _choice("layout", layout, ("channels_first", "channels_last"))
-    _choice("colour", colour, COLOURS)
-    bare = Batch(height, width, layout, colour, None, None)
-    first = layout == "channels_first"
-    means = _slot_image("mean", mean, bare.slot, first)
-    deviations = _slot_image("std", std, bare.slot, first)
-    if deviations is not None and not np.all(deviations != 0):
-        raise ValueError(f"std is {std!r}, expected numbers other than 0")
-    reciprocal = None if deviations is None else np.ascontiguousarray(1 / deviations, dtype=np.float32)
-    return Batch(
-        height,
-        width,
-        layout,
-        colour,
-        None if means is None else np.ascontiguousarray(means, dtype=np.float32),
-        reciprocal,
+    layouts = ["channels_first", "channels_last"]
+    if layout not in layouts:
+        near = _miravex.closest(str(layout), layouts)
+        hint = f" (try {near[0]})" if near else ""
+        raise ValueError(f"layout is {layout!r}, expected one of {', '.join(layouts)}{hint}")
+    bare = Batch(height, width, layout, str(colour), None, None)
+    channels = bare.options().channels
+    batch = replace(
+        bare,
+        mean=_numbers("mean", mean, bare.slot, channels),
+        std=_numbers("std", std, bare.slot, channels),
     )
+    batch.options()
+    return batch
 
 
 def paths_of(paths: Path | Iterable[Path]) -> list[str]:
@@ -126,36 +126,24 @@ def paths_of(paths: Path | Iterable[Path]) -> list[str]:
     return names
 
 
-def load_into(array: Array, names: Sequence[str], batch: Batch) -> list[int]:
-    """Loads the files into the first slots of an array, in one call, and gives the positions that failed."""
-    if batch.converts_by_plane:
-        planes = np.empty((len(names), 3, batch.height, batch.width), dtype=np.float32)
-        turned = Batch(
-            batch.height,
-            batch.width,
-            "channels_first",
-            batch.colour,
-            None if batch.mean is None else np.ascontiguousarray(batch.mean.transpose(2, 0, 1)),
-            None if batch.reciprocal is None else np.ascontiguousarray(batch.reciprocal.transpose(2, 0, 1)),
-        )
-        failed = load_into(planes, names, turned)
-        array[: len(names)] = planes.transpose(0, 2, 3, 1)
-        return failed
-    if not names:
-        return []
-    encoded = [os.fsencode(name) for name in names]
-    last = batch.layout == "channels_last"
-    arguments = {
-        "destination": array[: len(names)],
-        "paths": os.fsdecode(b"".join(encoded)),
-        "lengths": np.array([len(name) for name in encoded], dtype=np.int64),
-        "color_space": batch.colour,
-        "mean": batch.mean,
-        "rstddev": batch.reciprocal,
-        "channels_last": int(last),
-    }
-    positions, _ = _miravex.call("LoadImagesFromPathInto", arguments)
-    return [int(position) - 1 for position in positions]
+def load_into(
+    array: Array, names: Sequence[str], batch: Batch, progress: Callable[[int], None] | None = None
+) -> list[int]:
+    """Loads the files into the slots of an array and gives the positions that failed."""
+    if not batch.converts_by_plane:
+        encoded = [os.fsencode(name) for name in names]
+        failed = _miravex.load_batch(encoded, batch.options(), array, progress)
+        return [position for position, _ in failed]
+    turned = batch.by_plane()
+    positions: list[int] = []
+    for first in range(0, len(names), FILES_PER_CHUNK):
+        chunk = names[first : first + FILES_PER_CHUNK]
+        planes = np.empty((len(chunk), *turned.slot), dtype=np.float32)
+        positions += [first + position for position in load_into(planes, chunk, turned)]
+        array[first : first + len(chunk)] = planes.transpose(0, 2, 3, 1)
+        if progress:
+            progress(first + len(chunk))
+    return positions
 
 
 class _Progress:
@@ -163,7 +151,7 @@ class _Progress:
 
     def __init__(self, total: int, wanted: bool) -> None:
         self._total = total
-        self._shown = wanted and total > FILES_PER_CALL and sys.stderr.isatty()
+        self._shown = wanted and total > FILES_PER_CHUNK and sys.stderr.isatty()
         self._start = time.perf_counter()
 
     def at(self, done: int) -> None:
@@ -197,19 +185,16 @@ def load_images(
 
     The result has the shape (files, channels, height, width), or (files, height, width, channels) for the
     layout "channels_last"; "Grayscale" has one channel, the other colours three. It comes with the list of
-    positions, from 0, of files that could not be read; their pictures are random noise. Progress is shown
-    on a terminal.
+    positions, from 0, of files that failed: those that could not be read, in whose places stands random
+    noise, and those that end too early, of which there is what could be read. Progress is shown on a
+    terminal.
     """
     names = paths_of(paths)
     batch = batch_of(size, layout, colour, mean, std)
     array = np.empty((len(names), *batch.slot), dtype=np.float32)
-    failed: list[int] = []
     bar = _Progress(len(names), progress)
     try:
-        for first in range(0, len(names), FILES_PER_CALL):
-            chunk = names[first : first + FILES_PER_CALL]
-            failed += [first + position for position in load_into(array[first:], chunk, batch)]
-            bar.at(first + len(chunk))
+        failed = load_into(array, names, batch, bar.at)
     finally:
         bar.close()
     return array, failed

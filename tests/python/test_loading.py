@@ -42,7 +42,7 @@ def test_layouts_hold_the_same_values(photos: list[Path], colour: str) -> None:
 def test_mean_and_deviation(photos: list[Path]) -> None:
     plain, _ = miravex.load_images(photos[:2], (16, 16))
     mean, std = np.float32([0.485, 0.456, 0.406]), np.float32([0.229, 0.224, 0.225])
-    expected = (plain - mean[:, None, None]) * np.float32(1 / std.astype(float))[:, None, None]
+    expected = (plain - mean[:, None, None]) * (np.float32(1) / std)[:, None, None]
     normal, _ = miravex.load_images(photos[:2], (16, 16), mean=mean, std=std)
     assert np.array_equal(normal, expected)
     whole = np.broadcast_to(mean[:, None, None], (3, 16, 16))
@@ -57,6 +57,14 @@ def test_unreadable_files_are_listed(photos: list[Path], tmp_path: Path) -> None
     array, failed = miravex.load_images(paths, (8, 8))
     assert failed == [1, 3]
     assert np.array_equal(array[[0, 2]], miravex.load_images(photos[:2], (8, 8))[0])
+
+
+def test_files_that_end_too_early_are_listed_and_shown(photos: list[Path], tmp_path: Path) -> None:
+    whole = photos[0].read_bytes()
+    (tmp_path / "half.jpg").write_bytes(whole[: len(whole) // 2])
+    array, failed = miravex.load_images([photos[0], tmp_path / "half.jpg"], (64, 64))
+    assert failed == [1]
+    assert np.allclose(array[0, :, :20], array[1, :, :20], atol=0.1)
 
 
 def test_positions_run_through_all_calls(photos: list[Path], tmp_path: Path) -> None:
@@ -93,12 +101,13 @@ def test_no_files_and_one_file(photos: list[Path]) -> None:
         ({"size": (5.5, 5)}, "size is"),
         ({"size": None}, "size is"),
         ({"layout": "channels_frist"}, "layout is .*try channels_first"),
-        ({"colour": "rgb"}, "colour is 'rgb'.*try RGB"),
+        ({"colour": "rgb"}, 'colour is "rgb".*try RGB'),
         ({"colour": "Greyscale"}, "try Grayscale"),
         ({"mean": [1, 2]}, "mean is"),
         ({"mean": "grey"}, "mean is"),
-        ({"std": 0}, "std is 0, expected numbers other than 0"),
+        ({"std": 0}, "std is .*0, expected finite numbers above 0"),
         ({"std": [1, 0, 1]}, "std is"),
+        ({"mean": float("nan")}, "mean is .*finite"),
         ({"colour": "Grayscale", "mean": [1, 2, 3]}, "mean is"),
         ({"paths": [5]}, "paths holds"),
         ({"paths": ["a\0b"]}, "null character"),
