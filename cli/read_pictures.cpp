@@ -5,7 +5,6 @@
 #include "host/explain.h"
 
 #include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
 
 #include <fmt/format.h>
@@ -33,13 +32,6 @@ bool startsWith(const std::string& path, std::initializer_list<std::string_view>
     std::ifstream(path, std::ios::binary).read(start.data(), start.size());
     const std::string_view bytes(start.data(), start.size());
     return std::ranges::any_of(signatures, [&](std::string_view s) { return bytes.starts_with(s); });
-}
-
-/// OpenCV's order of colours to the host's; the same swap leads back.
-void swapColors(cv::Mat& matrix)
-{
-    if (matrix.channels() == 3) cv::cvtColor(matrix, matrix, cv::COLOR_BGR2RGB);
-    if (matrix.channels() == 4) cv::cvtColor(matrix, matrix, cv::COLOR_BGRA2RGBA);
 }
 
 Frames readStill(const std::string& path)
@@ -150,7 +142,7 @@ Frames readFrames(const std::string& file, int64_t maximum)
     }
     for (cv::Mat& frame : frames) {
         checkDepth(file, frame);
-        swapColors(frame);
+        swapRedAndBlue(frame);
     }
     return frames;
 }

@@ -3,7 +3,6 @@
 #include "host/catalog.h"
 
 #include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
 
 #include <fmt/format.h>
@@ -96,16 +95,13 @@ void tellConversion(const Image& image, PixelType stored, const std::string& ext
 /// In OpenCV's order of colours, with as many channels as the format takes.
 cv::Mat forFile(const cv::Mat& frame, const Format& format)
 {
-    cv::Mat stored = frame;
-    switch (frame.channels()) {
-    case 1:
-        if (!format.gray) cv::cvtColor(frame, stored, cv::COLOR_GRAY2BGR);
-        return stored;
-    case 3: cv::cvtColor(frame, stored, cv::COLOR_RGB2BGR); return stored;
-    default:
-        cv::cvtColor(frame, stored, format.alpha ? cv::COLOR_RGBA2BGRA : cv::COLOR_RGBA2BGR);
-        return stored;
-    }
+    cv::Mat stored = frame.clone();
+    if (frame.channels() == 1 && !format.gray) cv::merge(std::vector<cv::Mat>(3, frame), stored);
+    if (frame.channels() == 4 && !format.alpha)
+        cv::mixChannels(frame, stored = cv::Mat(frame.size(), CV_MAKETYPE(frame.depth(), 3)),
+                        { 0, 0, 1, 1, 2, 2 });
+    swapRedAndBlue(stored);
+    return stored;
 }
 
 void writeVideo(const std::vector<cv::Mat>& frames, const std::filesystem::path& path)
@@ -117,14 +113,18 @@ void writeVideo(const std::vector<cv::Mat>& frames, const std::filesystem::path&
     for (const cv::Mat& frame : frames) video.write(frame);
 }
 
+constexpr int lzw = 5; // as TIFF numbers its compressions
+
 void writeMatrices(const std::vector<cv::Mat>& frames, const std::filesystem::path& path,
                    const Format& format)
 {
     try {
         if (format.video) return writeVideo(frames, path);
-        // Floats in TIFF are stored as they are only when left uncompressed or by LZW, which is the default.
-        const bool written = frames.size() > 1 ? cv::imwrite(path.string(), frames)
-                                               : cv::imwrite(path.string(), frames.front());
+        // Left to itself OpenCV rounds floats in colour TIFFs to logarithms.
+        std::vector<int> parameters;
+        if (format.extension.starts_with(".tif")) parameters = { cv::IMWRITE_TIFF_COMPRESSION, lzw };
+        const bool written = frames.size() > 1 ? cv::imwrite(path.string(), frames, parameters)
+                                               : cv::imwrite(path.string(), frames.front(), parameters);
         if (!written) throw Failure(ExitStatus::OperationFailed, "OpenCV cannot write this picture");
     } catch (const cv::Exception& error) {
         throw Failure(ExitStatus::OperationFailed, "OpenCV cannot write this picture: " + error.err);
@@ -162,6 +162,15 @@ std::vector<cv::Mat> framesOf(const Image& image)
         frames.emplace_back(static_cast<int>(image.shape.rows), static_cast<int>(image.shape.columns), type,
                             image.block.data() + static_cast<std::size_t>(i) * sliceBytes);
     return frames;
+}
+
+void swapRedAndBlue(cv::Mat& matrix)
+{
+    if (matrix.channels() < 3) return;
+    cv::Mat swapped(matrix.size(), matrix.type());
+    const int pairs[] = { 0, 2, 1, 1, 2, 0, 3, 3 };
+    cv::mixChannels(&matrix, 1, &swapped, 1, pairs, static_cast<std::size_t>(matrix.channels()));
+    matrix = swapped;
 }
 
 bool isPictureExtension(const std::string& extension)

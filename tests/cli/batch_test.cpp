@@ -1,6 +1,7 @@
 #include "tests/cli/tool.h"
 #include "tests/host_check.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
@@ -21,14 +22,14 @@ TEST_F(Batch, RunsOneOperationOnEveryFile)
     std::vector<cv::Mat> originals;
     for (int i = 0; i < 4; ++i) {
         originals.push_back(noise(20, 30, i % 2 == 0 ? CV_8UC3 : CV_8U, static_cast<uint64_t>(i) + 1));
-        words.push_back(picture("p" + std::to_string(i) + ".png", originals.back()));
+        words.push_back(picture(fmt::format("p{}.png", i), originals.back()));
     }
     EXPECT_THAT(succeed(words).err, HasSubstr("4 of 4 done, 0 failed"));
     for (std::size_t i = 0; i < originals.size(); ++i) {
         cv::Mat expected;
         cv::medianBlur(originals[i], expected, 3);
         EXPECT_TRUE(
-            sameBits(cv::imread(path("out/p" + std::to_string(i) + ".png"), cv::IMREAD_UNCHANGED), expected));
+            sameBits(cv::imread(path(fmt::format("out/p{}.png", i)), cv::IMREAD_UNCHANGED), expected));
     }
 }
 

@@ -1,6 +1,7 @@
 #include "tests/cli/tool.h"
 #include "tests/host_check.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
@@ -35,11 +36,11 @@ TEST_F(CommandLine, KnowsOperationsByEverySpelling)
     const std::string file = picture("in.png", noise(20, 30, CV_8UC3));
     int i = 0;
     for (const char* name : { "median-filter", "MedianFilter", "median_filter", "opencv_MedianFilter" }) {
-        succeed({ name, file, "-o", "a" + std::to_string(i++) + ".png" });
-        succeed({ "run", name, file, "-o", "a" + std::to_string(i++) + ".png" });
+        succeed({ name, file, "-o", fmt::format("a{}.png", i++) });
+        succeed({ "run", name, file, "-o", fmt::format("a{}.png", i++) });
     }
     for (int j = 1; j < i; ++j)
-        EXPECT_EQ(contentsOf(path("a0.png")), contentsOf(path("a" + std::to_string(j) + ".png")));
+        EXPECT_EQ(contentsOf(path("a0.png")), contentsOf(path(fmt::format("a{}.png", j))));
 }
 
 TEST_F(CommandLine, NamesTheArgumentItsValueAndWhatIsAccepted)
@@ -164,8 +165,9 @@ TEST_F(CommandLine, ReadsStandardInputAndWritesStandardOutput)
     cv::medianBlur(original, expected, 5);
     for (const std::string format : { "png", "tiff" }) {
         const ToolRun result = succeed({ "median-filter", "-", "-o", "-", "--format", format }, bytes);
-        std::ofstream(path("out." + format), std::ios::binary) << result.out;
-        EXPECT_TRUE(sameBits(cv::imread(path("out." + format), cv::IMREAD_UNCHANGED), expected)) << format;
+        std::ofstream(path(fmt::format("out.{}", format)), std::ios::binary) << result.out;
+        EXPECT_TRUE(sameBits(cv::imread(path(fmt::format("out.{}", format)), cv::IMREAD_UNCHANGED), expected))
+            << format;
     }
     expectFailure(3, { "median-filter", "-", "-o", "out2.png" }, { "standard input" });
 }

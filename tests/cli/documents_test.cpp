@@ -3,6 +3,7 @@
 #include "tests/cli/tool.h"
 #include "tests/host_check.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
@@ -65,7 +66,7 @@ TEST_F(Documents, BashCompletes)
            "ask miravex median-f\nask miravex median-filter --ra\n"
            "ask miravex pyr-down in.png --padding Per\nask miravex help pyr-mean\n"
            "ask miravex completion z\nask miravex doc\n";
-    ASSERT_EQ(std::system(("cd " + path("") + " && bash ask >answers 2>errors").c_str()), 0);
+    ASSERT_EQ(std::system((fmt::format("cd {} && bash ask >answers 2>errors", path(""))).c_str()), 0);
     EXPECT_EQ(contentsOf(path("answers")),
               "median-filter\n--radius\nPeriodic\npyr-mean-shift-filter\nzsh\ndoctor\n");
     EXPECT_EQ(contentsOf(path("errors")), "");

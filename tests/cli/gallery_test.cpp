@@ -2,6 +2,7 @@
 #include "tests/cli/tool.h"
 #include "tests/host_check.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
@@ -31,8 +32,8 @@ TEST_F(Gallery, ShowsOperationsWithTheirPictures)
         for (const char* side : { "inputs", "results" }) {
             for (const json& figure : exhibit[side]) {
                 const std::string file = figure["file"];
-                EXPECT_TRUE(exists("g/" + file)) << file;
-                EXPECT_THAT(page, HasSubstr("\"" + file + "\""));
+                EXPECT_TRUE(exists(fmt::format("g/{}", file))) << file;
+                EXPECT_THAT(page, HasSubstr(fmt::format("\"{}\"", file)));
             }
         }
     }
@@ -77,7 +78,7 @@ TEST_F(Gallery, MakesEverySampleOrSaysWhatIsMissing)
             const std::vector<std::string>& words = samples.words(name);
             EXPECT_FALSE(words.empty()) << name;
             for (const std::string& word : words)
-                if (word.starts_with('/')) EXPECT_GT(std::filesystem::file_size(word), 0U) << name;
+                EXPECT_TRUE(!word.starts_with('/') || std::filesystem::file_size(word) > 0) << name;
         } catch (const cli::MissingSample& missing) {
             EXPECT_FALSE(std::string(missing.what()).empty()) << name;
         }

@@ -21,7 +21,7 @@ using ::testing::IsEmpty;
 class Pictures : public ToolTest {
 protected:
     /// Writes and reads again.
-    [[nodiscard]] ImagePointer through(const Image& image, const std::string& name)
+    ImagePointer through(const Image& image, const std::string& name)
     {
         notes_.clear();
         cli::writePicture(image, path(name), cli::extensionOf(name), notes_);

@@ -1,5 +1,6 @@
 #include "tests/cli/tool.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <opencv2/imgcodecs.hpp>
 
@@ -21,7 +22,8 @@ std::string quoted(const std::string& word)
 {
     std::string result = "'";
     for (const char c : word) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return result + "'";
+    result += '\'';
+    return result;
 }
 
 std::string tool()
@@ -53,8 +55,8 @@ ToolTest::~ToolTest() { fs::remove_all(folder_); }
 ToolRun ToolTest::run(const std::vector<std::string>& words, const std::string& input) const
 {
     std::ofstream(path(".run/in"), std::ios::binary) << input;
-    std::string command = "cd " + quoted(folder_.string()) + " && " + quoted(tool());
-    for (const std::string& word : words) command += " " + quoted(word);
+    std::string command = fmt::format("cd {} && {}", quoted(folder_.string()), quoted(tool()));
+    for (const std::string& word : words) command += fmt::format(" {}", quoted(word));
     command += " <.run/in >.run/out 2>.run/err";
     const int status = std::system(command.c_str());
     return { WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), contentsOf(path(".run/out")),
