@@ -18,6 +18,9 @@ namespace miravex::cli {
 namespace {
 
 using namespace std::string_view_literals;
+/// OpenCV may still read what is there.
+constexpr std::string_view truncated = "it is truncated";
+
 using Frames = std::vector<cv::Mat>;
 
 [[noreturn]] void unreadable(const std::string& file, const std::string& reason)
@@ -125,8 +128,7 @@ Frames readFrames(const std::string& file, int64_t maximum)
 {
     const InputFile input(file);
     const std::string& path = input.path();
-    if (const std::string trouble = fileTrouble(path);
-        !trouble.empty() && !trouble.starts_with("it is a trunc"))
+    if (const std::string trouble = fileTrouble(path); !trouble.empty() && trouble != truncated)
         unreadable(file, trouble);
     Frames frames;
     try {
