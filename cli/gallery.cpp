@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <span>
 
 namespace miravex::cli {
 
@@ -25,11 +26,17 @@ namespace {
 
 constexpr std::size_t framesShown = 4;
 
+/// All samples of a continuous matrix of floats.
+std::span<const float> elementsOf(const cv::Mat& samples)
+{
+    return { samples.ptr<float>(), samples.total() * static_cast<std::size_t>(samples.channels()) };
+}
+
 /// The least and greatest value but for the outermost hundredth; what is not finite is left out.
 std::pair<double, double> rangeOf(const cv::Mat& samples)
 {
     std::vector<float> finite;
-    std::ranges::copy_if(cv::Mat_<float>(samples.reshape(1)), std::back_inserter(finite),
+    std::ranges::copy_if(elementsOf(samples), std::back_inserter(finite),
                          [](float sample) { return std::isfinite(sample); });
     if (finite.empty()) return { 0, 1 };
     std::ranges::sort(finite);
@@ -41,7 +48,7 @@ bool exceedsUnit(const cv::Mat& samples)
 {
     constexpr double slack = 1e-4;
     const auto outside = [](float sample) { return !(sample >= -slack && sample <= 1 + slack); };
-    return std::ranges::any_of(cv::Mat_<float>(samples.reshape(1)), outside);
+    return std::ranges::any_of(elementsOf(samples), outside);
 }
 
 /// As bytes of gray or BGR. Reals beyond 0 to 1 are stretched to their own range; `stretched` tells.
@@ -52,8 +59,7 @@ cv::Mat showable(const cv::Mat& frame, PixelType type, bool& stretched)
     if (channels == 1 || channels == 3)
         shown = frame.clone();
     else if (channels == 4)
-        cv::mixChannels(frame, shown = cv::Mat(frame.size(), CV_MAKETYPE(frame.depth(), 3)),
-                        { 0, 0, 1, 1, 2, 2 });
+        shown = withoutAlpha(frame);
     else
         cv::extractChannel(frame, shown, 0);
 

@@ -39,6 +39,9 @@ std::vector<cv::Mat> framesOf(const Image& image);
 /// fewer than three channels stay.
 void swapRedAndBlue(cv::Mat& matrix);
 
+/// The first three of four channels.
+cv::Mat withoutAlpha(const cv::Mat& matrix);
+
 /// Writes an image as the format that `extension` names can hold it: reals go to 16 or 8 bits where they
 /// must, alpha is dropped where it must be, and `notes` tells. Sequences need TIFF, .npy or a video format.
 void writePicture(const Image& image, const std::filesystem::path& path, const std::string& extension,

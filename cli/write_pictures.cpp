@@ -66,8 +66,10 @@ const Format& formatOf(const std::string& extension)
                               fmt::join(known, ", ")));
 }
 
-PixelType storedType(const Format& format, PixelType type)
+PixelType storedType(const Format& format, PixelType type, int64_t channels)
 {
+    // OpenCV writes doubles of one channel only.
+    if (type == PixelTypeReal && channels > 1) type = PixelTypeReal32;
     const auto holds = [&](PixelType candidate) { return (format.pixelTypes & bit(candidate)) != 0; };
     if (holds(type)) return type;
     if (type == PixelTypeBit) return holds(PixelTypeByte) ? PixelTypeByte : PixelTypeReal32;
@@ -97,9 +99,7 @@ cv::Mat forFile(const cv::Mat& frame, const Format& format)
 {
     cv::Mat stored = frame.clone();
     if (frame.channels() == 1 && !format.gray) cv::merge(std::vector<cv::Mat>(3, frame), stored);
-    if (frame.channels() == 4 && !format.alpha)
-        cv::mixChannels(frame, stored = cv::Mat(frame.size(), CV_MAKETYPE(frame.depth(), 3)),
-                        { 0, 0, 1, 1, 2, 2 });
+    if (frame.channels() == 4 && !format.alpha) stored = withoutAlpha(frame);
     swapRedAndBlue(stored);
     return stored;
 }
@@ -164,6 +164,14 @@ std::vector<cv::Mat> framesOf(const Image& image)
     return frames;
 }
 
+cv::Mat withoutAlpha(const cv::Mat& matrix)
+{
+    cv::Mat colors(matrix.size(), CV_MAKETYPE(matrix.depth(), 3));
+    const int pairs[] = { 0, 0, 1, 1, 2, 2 };
+    cv::mixChannels(&matrix, 1, &colors, 1, pairs, 3);
+    return colors;
+}
+
 void swapRedAndBlue(cv::Mat& matrix)
 {
     if (matrix.channels() < 3) return;
@@ -202,7 +210,7 @@ void writePicture(const Image& image, const std::filesystem::path& path, const s
                       fmt::format("a picture of {} channels can only be saved as .npy", channels));
     if (channels == 4 && !format.alpha)
         notes.push_back(fmt::format("the fourth channel is dropped, {} has none", extension));
-    const PixelType stored = storedType(format, image.pixelType);
+    const PixelType stored = storedType(format, image.pixelType, channels);
     tellConversion(image, stored, extension, notes);
 
     const ImagePointer converted = interleaved(image, stored);

@@ -95,8 +95,12 @@ TEST_F(Documents, ManualNamesCommandsStatusesAndOperations)
     EXPECT_TRUE(manual.starts_with(".TH MIRAVEX 1"));
     for (const char* text : { ".SH NAME", ".SH EXIT STATUS", "130", "median\\-filter", "\\-\\-overlay FILE" })
         EXPECT_THAT(manual, HasSubstr(text));
-    for (const Operation* operation : catalog())
-        EXPECT_THAT(manual, HasSubstr(std::string(operation->name.substr(0, 1))));
+    for (const Operation* operation : catalog()) {
+        std::string name;
+        for (const char c : kebabCase(operation->name))
+            name += c == '-' ? std::string("\\-") : std::string(1, c);
+        EXPECT_THAT(manual, HasSubstr(".B " + name)) << operation->name;
+    }
 }
 
 } // namespace miravex::test
