@@ -118,7 +118,7 @@ void performTask(const Library& library, CallWords words, const Task& task, cons
     Notes notes;
     const Performed performed = perform(library, words, notes);
     writeResult(performed, task.output, extensionOf(task.output), session.settings.force, notes);
-    if (!task.overlay.empty()) writeOverlay(performed, task.overlay, session.settings.force, notes);
+    if (!task.overlay.empty()) writeOverlay(performed, words, task.overlay, session.settings.force, notes);
 }
 
 Report performAll(const CallWords& words, const std::vector<Task>& tasks, const Session& session)

@@ -265,14 +265,33 @@ void writeResult(const Performed& performed, const std::string& file, const std:
     });
 }
 
-void writeOverlay(const Performed& performed, const std::string& file, bool force, Notes& notes)
+bool isDrawable(const CallWords& words, Layout layout)
+{
+    return layout == Layout::Matches ? words.scene.complete() : canDraw(layout);
+}
+
+ImagePointer drawnResult(const Performed& performed, const CallWords& words)
 {
     const auto* tensor = std::get_if<TensorPointer>(&performed.value);
-    if (!tensor || !canDraw(performed.result.layout) || !performed.picture)
+    if (!tensor || !isDrawable(words, performed.result.layout)) return nullptr;
+    if (performed.result.layout != Layout::Matches)
+        return performed.picture ? draw(*performed.picture, performed.result.layout, **tensor) : nullptr;
+    constexpr Argument keypoints =
+        reals("keypoints", "rows of x, y and more").shaped({ atLeast(0), atLeast(2) });
+    const MatchSceneWords& scene = words.scene;
+    return drawMatches(*readPicture(scene.queryPicture), *readTensor(keypoints, scene.queryKeypoints),
+                       *readPicture(scene.trainPicture), *readTensor(keypoints, scene.trainKeypoints),
+                       **tensor);
+}
+
+void writeOverlay(const Performed& performed, const CallWords& words, const std::string& file, bool force,
+                  Notes& notes)
+{
+    const ImagePointer drawn = drawnResult(performed, words);
+    if (!drawn)
         throw Failure(ExitStatus::Usage,
                       fmt::format("the result of {} can't be drawn over a picture",
                                   kebabCase(performed.operation->name)));
-    const ImagePointer drawn = draw(*performed.picture, performed.result.layout, **tensor);
     const std::string extension = file == standardStream ? ".png" : extensionOf(file);
     deliver(file, extension, force,
             [&](const std::filesystem::path& path) { writePicture(*drawn, path, extension, notes); });

@@ -34,7 +34,14 @@ const Result& expectedResult(const CallWords& words);
 void writeResult(const Performed& performed, const std::string& file, const std::string& extension,
                  bool force, Notes& notes);
 
-/// The result drawn over the picture. Throws a usage failure when it can't be drawn.
-void writeOverlay(const Performed& performed, const std::string& file, bool force, Notes& notes);
+/// True when a result of this layout can be drawn with what the words give.
+bool isDrawable(const CallWords& words, Layout layout);
+
+/// The result drawn over the picture, or matches between their two pictures; null when it can't be drawn.
+ImagePointer drawnResult(const Performed& performed, const CallWords& words);
+
+/// The same, into a file. Throws a usage failure when it can't be drawn.
+void writeOverlay(const Performed& performed, const CallWords& words, const std::string& file, bool force,
+                  Notes& notes);
 
 } // namespace miravex::cli

@@ -69,6 +69,7 @@ public:
         if (isFree("--format")) app_.add_option("--format", words_.format);
         // A record's own argument of the same name goes first.
         if (isFree("--overlay")) app_.add_option("--overlay", words_.overlay);
+        if (findsMatches(operation)) addScene();
         if (isFree("--type")) app_.add_option("--type", words_.pixelType);
         if (isFree("--gray")) app_.add_flag("--gray,--grey", words_.gray);
         if (isFree("--frames")) app_.add_option("--frames", words_.frames)->check(CLI::PositiveNumber);
@@ -94,6 +95,14 @@ private:
     {
         std::ranges::replace(name, '_', '-');
         return name;
+    }
+
+    void addScene()
+    {
+        app_.add_option("--query-picture", words_.scene.queryPicture);
+        app_.add_option("--train-picture", words_.scene.trainPicture);
+        app_.add_option("--query-keypoints", words_.scene.queryKeypoints);
+        app_.add_option("--train-keypoints", words_.scene.trainKeypoints);
     }
 
     bool isFree(const std::string& option) const { return app_.get_option_no_throw(option) == nullptr; }
@@ -132,6 +141,11 @@ bool isPositional(const Argument& argument)
     return argument.kind == Kind::Image && !argument.optional && !isImplied(argument);
 }
 
+bool findsMatches(const Operation& operation)
+{
+    return std::ranges::find(operation.results, Layout::Matches, &Result::layout) != operation.results.end();
+}
+
 std::vector<std::string> optionsOf(const Operation& operation)
 {
     std::vector<std::string> options;
@@ -140,6 +154,9 @@ std::vector<std::string> optionsOf(const Operation& operation)
         options.push_back(optionOf(argument));
         if (argument.kind == Kind::Boolean) options.push_back("--no-" + optionOf(argument).substr(2));
     }
+    if (findsMatches(operation))
+        options.insert(options.end(),
+                       { "--query-picture", "--train-picture", "--query-keypoints", "--train-keypoints" });
     options.insert(options.end(),
                    { "--output", "--format", "--overlay", "--type", "--gray", "--frames", "--help", "--json",
                      "--force", "--quiet", "--threads" });

@@ -20,6 +20,20 @@ struct Settings {
 };
 void addSettings(CLI::App& app, Settings& settings);
 
+/// The pictures and keypoint tables that matches are drawn between; files.
+struct MatchSceneWords {
+    std::string queryPicture;
+    std::string trainPicture;
+    std::string queryKeypoints;
+    std::string trainKeypoints;
+
+    [[nodiscard]] bool complete() const
+    {
+        return !queryPicture.empty() && !trainPicture.empty() && !queryKeypoints.empty()
+            && !trainKeypoints.empty();
+    }
+};
+
 /// A call of an operation as the user wrote it, its words sorted by what they mean but not yet read.
 struct CallWords {
     const Operation* operation = nullptr;
@@ -30,6 +44,7 @@ struct CallWords {
     std::string output; ///< file, or folder of a batch; "-" for standard output
     std::string format; ///< extension without the dot, for "-" and batches
     std::string overlay;
+    MatchSceneWords scene; ///< for the overlay of an operation that matches descriptors
     std::string pixelType;
     bool gray = false;
     int64_t frames = 0; ///< read at most; 0 for all
@@ -44,6 +59,9 @@ std::vector<std::string> optionsOf(const Operation& operation);
 
 /// True for arguments that are given by position: images that must be given.
 bool isPositional(const Argument& argument);
+
+/// True for operations whose result is pairs of rows: their overlay needs a scene.
+bool findsMatches(const Operation& operation);
 
 /// True for arguments that follow from others and are never given.
 inline bool isImplied(const Argument& argument) { return !argument.impliedBy.empty(); }

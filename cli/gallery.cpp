@@ -6,7 +6,6 @@
 #include "cli/progress.h"
 #include "cli/samples.h"
 #include "host/catalog.h"
-#include "host/draw.h"
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
@@ -17,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <span>
 
 namespace miravex::cli {
 
@@ -26,11 +26,17 @@ namespace {
 
 constexpr std::size_t framesShown = 4;
 
+/// All samples of a continuous matrix of floats.
+std::span<const float> elementsOf(const cv::Mat& samples)
+{
+    return { samples.ptr<float>(), samples.total() * static_cast<std::size_t>(samples.channels()) };
+}
+
 /// The least and greatest value but for the outermost hundredth; what is not finite is left out.
 std::pair<double, double> rangeOf(const cv::Mat& samples)
 {
     std::vector<float> finite;
-    std::ranges::copy_if(cv::Mat_<float>(samples.reshape(1)), std::back_inserter(finite),
+    std::ranges::copy_if(elementsOf(samples), std::back_inserter(finite),
                          [](float sample) { return std::isfinite(sample); });
     if (finite.empty()) return { 0, 1 };
     std::ranges::sort(finite);
@@ -42,7 +48,7 @@ bool exceedsUnit(const cv::Mat& samples)
 {
     constexpr double slack = 1e-4;
     const auto outside = [](float sample) { return !(sample >= -slack && sample <= 1 + slack); };
-    return std::ranges::any_of(cv::Mat_<float>(samples.reshape(1)), outside);
+    return std::ranges::any_of(elementsOf(samples), outside);
 }
 
 /// As bytes of gray or BGR. Reals beyond 0 to 1 are stretched to their own range; `stretched` tells.
@@ -53,8 +59,7 @@ cv::Mat showable(const cv::Mat& frame, PixelType type, bool& stretched)
     if (channels == 1 || channels == 3)
         shown = frame.clone();
     else if (channels == 4)
-        cv::mixChannels(frame, shown = cv::Mat(frame.size(), CV_MAKETYPE(frame.depth(), 3)),
-                        { 0, 0, 1, 1, 2, 2 });
+        shown = withoutAlpha(frame);
     else
         cv::extractChannel(frame, shown, 0);
 
@@ -128,6 +133,18 @@ std::vector<Figure> hangFile(const Hall& hall, const std::string& path, const st
     return hall.hang(*readPicture(path, framesShown), stem, std::string(argument.name));
 }
 
+/// Files that a batch was loaded into: one slot each, channels last.
+ImagePointer slotsOf(const Array& array)
+{
+    const std::vector<int64_t>& sizes = array.dimensions;
+    if (sizes.size() != 4 || (sizes[3] != 1 && sizes[3] != 3)) return nullptr;
+    ImagePointer image =
+        makeImage({ .rows = sizes[1], .columns = sizes[2], .channels = sizes[3], .slices = sizes[0] },
+                  PixelTypeReal32, ColorSpaceUnspecified);
+    std::ranges::copy(array.floats(), image->as<float>());
+    return image;
+}
+
 std::vector<Figure> hangInputs(const Hall& hall, const Performed& performed, const std::string& stem)
 {
     std::vector<Figure> figures;
@@ -145,7 +162,21 @@ std::vector<Figure> hangInputs(const Hall& hall, const Performed& performed, con
     return figures;
 }
 
-void hangResult(const Hall& hall, const Performed& performed, const std::string& stem, Exhibit& exhibit)
+/// What the library wrote into an array of the host is a result too.
+void hangArrays(const Hall& hall, const Performed& performed, const std::string& stem, Exhibit& exhibit)
+{
+    for (std::size_t i = 0; i < performed.arguments.size(); ++i) {
+        const Argument& argument = performed.operation->arguments[i];
+        const auto* array = std::get_if<ArrayPointer>(&performed.arguments[i]);
+        if (!array || !argument.rewritten) continue;
+        if (const ImagePointer slots = slotsOf(**array))
+            append(exhibit.results,
+                   hall.hang(*slots, fmt::format("{}-{}", stem, argument.name), std::string(argument.name)));
+    }
+}
+
+void hangResult(const Hall& hall, const Performed& performed, const CallWords& call, const std::string& stem,
+                Exhibit& exhibit)
 {
     exhibit.outcome = describe(performed.value);
     if (const auto* image = std::get_if<ImagePointer>(&performed.value)) {
@@ -155,9 +186,13 @@ void hangResult(const Hall& hall, const Performed& performed, const std::string&
     const auto* tensor = std::get_if<TensorPointer>(&performed.value);
     if (!tensor) return;
     exhibit.table = tableOf(performed.result.layout, **tensor);
-    if (!performed.picture || !canDraw(performed.result.layout)) return;
-    const ImagePointer drawn = draw(*performed.picture, performed.result.layout, **tensor);
-    exhibit.results = hall.hang(*drawn, stem + "-overlay", "result, drawn over the input");
+    hangArrays(hall, performed, stem, exhibit);
+    const ImagePointer drawn = drawnResult(performed, call);
+    if (!drawn) return;
+    const std::string caption = performed.result.layout == Layout::Matches
+        ? "result, drawn between the pictures"
+        : "result, drawn over the input";
+    exhibit.results = hall.hang(*drawn, stem + "-overlay", caption);
 }
 
 /// Words of an example as they stand in the record.
@@ -215,7 +250,7 @@ void perform(const Library& library, const Hall& hall, Samples& samples,
         const Performed performed = performWarm(library, call, exhibit.notes);
         exhibit.milliseconds = performed.milliseconds;
         exhibit.inputs = hangInputs(hall, performed, stem);
-        hangResult(hall, performed, stem, exhibit);
+        hangResult(hall, performed, call, stem, exhibit);
     } catch (const MissingSample& missing) {
         exhibit.skipped = missing.what();
     } catch (const std::exception& error) {

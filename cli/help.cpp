@@ -116,6 +116,12 @@ void printOutputOptions(const Operation& operation)
                    "where the numbers go: .json, .csv or .npy [default: JSON on standard output]");
     if (!isPicture)
         printEntry("--overlay FILE", "a picture with the result drawn over it, where it can be drawn");
+    if (findsMatches(operation)) {
+        printEntry("--query-picture FILE", "for --overlay: the picture of the queries");
+        printEntry("--train-picture FILE", "for --overlay: the picture of the others");
+        printEntry("--query-keypoints FILE", "for --overlay: where the queries lie, rows of x, y and more");
+        printEntry("--train-keypoints FILE", "for --overlay: where the others lie");
+    }
     printEntry("--format EXT", "the form of what goes to standard output");
     printEntry("--type TYPE", "pictures as bit, byte, bit16, real32 or real samples before the call");
     printEntry("--gray", "colour pictures as gray ones");

@@ -35,6 +35,13 @@ ImagePointer imageOf(const std::vector<cv::Mat>& frames, bool asSequence = false
 /// Matrices over the slices of an interleaved image (bits: bytes 0 and 1); valid as long as the image is.
 std::vector<cv::Mat> framesOf(const Image& image);
 
+/// Exchanges the first and the third channel: OpenCV's order of colours to the host's, and back. Matrices of
+/// fewer than three channels stay.
+void swapRedAndBlue(cv::Mat& matrix);
+
+/// The first three of four channels.
+cv::Mat withoutAlpha(const cv::Mat& matrix);
+
 /// Writes an image as the format that `extension` names can hold it: reals go to 16 or 8 bits where they
 /// must, alpha is dropped where it must be, and `notes` tells. Sequences need TIFF, .npy or a video format.
 void writePicture(const Image& image, const std::filesystem::path& path, const std::string& extension,

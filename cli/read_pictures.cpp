@@ -5,7 +5,6 @@
 #include "host/explain.h"
 
 #include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
 
 #include <fmt/format.h>
@@ -19,6 +18,9 @@ namespace miravex::cli {
 namespace {
 
 using namespace std::string_view_literals;
+/// OpenCV may still read what is there.
+constexpr std::string_view truncated = "it is truncated";
+
 using Frames = std::vector<cv::Mat>;
 
 [[noreturn]] void unreadable(const std::string& file, const std::string& reason)
@@ -33,13 +35,6 @@ bool startsWith(const std::string& path, std::initializer_list<std::string_view>
     std::ifstream(path, std::ios::binary).read(start.data(), start.size());
     const std::string_view bytes(start.data(), start.size());
     return std::ranges::any_of(signatures, [&](std::string_view s) { return bytes.starts_with(s); });
-}
-
-/// OpenCV's order of colours to the host's; the same swap leads back.
-void swapColors(cv::Mat& matrix)
-{
-    if (matrix.channels() == 3) cv::cvtColor(matrix, matrix, cv::COLOR_BGR2RGB);
-    if (matrix.channels() == 4) cv::cvtColor(matrix, matrix, cv::COLOR_BGRA2RGBA);
 }
 
 Frames readStill(const std::string& path)
@@ -133,8 +128,7 @@ Frames readFrames(const std::string& file, int64_t maximum)
 {
     const InputFile input(file);
     const std::string& path = input.path();
-    if (const std::string trouble = fileTrouble(path);
-        !trouble.empty() && !trouble.starts_with("it is a trunc"))
+    if (const std::string trouble = fileTrouble(path); !trouble.empty() && trouble != truncated)
         unreadable(file, trouble);
     Frames frames;
     try {
@@ -150,7 +144,7 @@ Frames readFrames(const std::string& file, int64_t maximum)
     }
     for (cv::Mat& frame : frames) {
         checkDepth(file, frame);
-        swapColors(frame);
+        swapRedAndBlue(frame);
     }
     return frames;
 }

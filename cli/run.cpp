@@ -4,7 +4,6 @@
 #include "cli/pictures.h"
 #include "cli/tensors.h"
 #include "host/catalog.h"
-#include "host/draw.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -30,6 +29,15 @@ std::string extensionFor(const CallWords& words, const Result& result)
     return extensionOf(words.output);
 }
 
+std::string undrawable(const CallWords& words, const Result& result)
+{
+    const std::string text =
+        fmt::format("the result of {} can't be drawn with --overlay", kebabCase(words.operation->name));
+    if (result.layout != Layout::Matches) return text;
+    return text
+        + " alone; it needs --query-picture, --train-picture, --query-keypoints and --train-keypoints too";
+}
+
 /// Everything about the outputs that can be known to be wrong before the work starts.
 void checkOutputs(const CallWords& words, const Result& result, const std::string& extension,
                   const Settings& settings)
@@ -51,9 +59,8 @@ void checkOutputs(const CallWords& words, const Result& result, const std::strin
                         "--overlay draws a picture",
                         operation, extension));
     }
-    if (!words.overlay.empty() && (isPicture(result) || !canDraw(result.layout)))
-        throw Failure(ExitStatus::Usage,
-                      fmt::format("the result of {} can't be drawn with --overlay", operation));
+    if (!words.overlay.empty() && (isPicture(result) || !isDrawable(words, result.layout)))
+        throw Failure(ExitStatus::Usage, undrawable(words, result));
     if (!words.overlay.empty() && words.overlay != standardStream
         && !isPictureExtension(extensionOf(words.overlay)))
         throw Failure(ExitStatus::Usage,
@@ -98,7 +105,7 @@ ExitStatus runOperation(Session& session, std::vector<std::string> words)
     Notes notes;
     const Performed performed = perform(library, call, notes);
     const bool printed = call.output.empty() && call.overlay != standardStream && call.format.empty();
-    if (!call.overlay.empty()) writeOverlay(performed, call.overlay, session.settings.force, notes);
+    if (!call.overlay.empty()) writeOverlay(performed, call, call.overlay, session.settings.force, notes);
     if (printed && (call.overlay.empty() || session.settings.json))
         printResult(performed);
     else if (!call.output.empty() || !call.format.empty())

@@ -7,6 +7,7 @@
 #include <opencv2/videoio.hpp>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
@@ -14,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <limits>
 
 namespace miravex::cli {
 
@@ -91,6 +93,18 @@ public:
         array.data.assign(first, first + elements.size() * sizeof(double));
         writeNpy(file, array);
         return { file.string() };
+    }
+    /// Some columns of a sample that is a table.
+    [[nodiscard]] Words columns(const std::string& name, const std::string& sample, std::size_t first,
+                                std::size_t end) const
+    {
+        const NpyArray table = readNpy(samples_.words(sample).front());
+        const auto width = static_cast<std::size_t>(table.shape.back());
+        std::vector<double> elements;
+        for (std::size_t i = 0; i < table.length(); ++i)
+            if (i % width >= first && i % width < end) elements.push_back(table.element(i));
+        const auto kept = static_cast<int64_t>(std::min(end, width) - first);
+        return keepTensor(name, { table.shape[0], kept }, elements);
     }
     [[nodiscard]] fs::path path(const std::string& name) const { return folder_ / name; }
 
@@ -231,16 +245,6 @@ Words film(const Workshop& workshop)
     return { file.string() };
 }
 
-Words labels(const Workshop& workshop)
-{
-    cv::Mat bright, labelled;
-    cv::threshold(Workshop::picture("smarties.png", cv::IMREAD_GRAYSCALE), bright, 0, 255,
-                  cv::THRESH_BINARY_INV | cv::THRESH_OTSU);
-    cv::connectedComponents(bright, labelled);
-    labelled.convertTo(labelled, CV_8U);
-    return workshop.keep("labels.png", labelled);
-}
-
 Words shapes(const Workshop& workshop)
 {
     cv::Mat picture(240, 320, CV_8U, cv::Scalar(0));
@@ -254,6 +258,32 @@ Words shapes(const Workshop& workshop)
     };
     cv::fillPoly(picture, std::vector<std::vector<cv::Point>> { star }, cv::Scalar(255));
     return workshop.keep("shapes.png", picture);
+}
+
+Words edges(const Workshop& workshop)
+{
+    cv::Mat found;
+    cv::Canny(Workshop::picture("building.jpg", cv::IMREAD_GRAYSCALE), found, 100, 250);
+    return workshop.keep("edges.png", found);
+}
+
+/// Keypoints and descriptors of a view, one row each.
+Words described(const Workshop& workshop, const std::string& view)
+{
+    return workshop.result(view + "-described.npy", "Kaze",
+                           { "@" + view, "--mode", "detectAndCompute", "--threshold", "0.006" });
+}
+
+constexpr std::size_t keypointColumns = 7;
+constexpr std::size_t allColumns = std::numeric_limits<std::size_t>::max();
+
+/// Some photos for the batch loader, which takes their paths as one word and the lengths as another.
+std::vector<std::string> batchFiles()
+{
+    std::vector<std::string> files;
+    for (const char* name : { "fruits.jpg", "building.jpg", "home.jpg", "messi5.jpg" })
+        files.push_back(Workshop::document(name).front());
+    return files;
 }
 
 Words mask(const Workshop& workshop)
@@ -316,17 +346,11 @@ const Sample table[] = {
     { "photo", [](const Workshop& w) { return w.document("fruits.jpg"); } },
     { "document", [](const Workshop& w) { return w.document("sudoku.png"); } },
     { "sudoku", [](const Workshop& w) { return w.document("sudoku.png"); } },
-    { "text", [](const Workshop& w) { return w.document("imageTextN.png"); } },
     { "building", [](const Workshop& w) { return w.document("building.jpg"); } },
     { "portrait", portrait },
     { "graf1", [](const Workshop& w) { return w.document("graf1.png"); } },
     { "graf3", [](const Workshop& w) { return w.document("graf3.png"); } },
-    { "box", [](const Workshop& w) { return w.document("box.png"); } },
-    { "box_in_scene", [](const Workshop& w) { return w.document("box_in_scene.png"); } },
     { "coins", [](const Workshop& w) { return w.document("smarties.png"); } },
-    { "board", [](const Workshop& w) { return w.document("board.jpg"); } },
-    { "messi", [](const Workshop& w) { return w.document("messi5.jpg"); } },
-    { "walkers", [](const Workshop& w) { return w.document("vtest.avi"); } },
     { "flow_pair",
       [](const Workshop& w) {
           return Words { w.document("rubberwhale1.png").front(), w.document("rubberwhale2.png").front() };
@@ -370,8 +394,8 @@ const Sample table[] = {
                         w.picture("home.jpg", cv::IMREAD_GRAYSCALE)(cv::Rect(200, 150, 60, 60)));
       } },
     { "mask", mask },
+    { "edges", edges },
     { "shapes", shapes },
-    { "labels", labels },
     { "film", film },
     { "ripple_x", [](const Workshop& w) { return ripple(w, "ripple-x.npy", true); } },
     { "ripple_y", [](const Workshop& w) { return ripple(w, "ripple-y.npy", false); } },
@@ -384,6 +408,33 @@ const Sample table[] = {
       [](const Workshop& w) {
           return w.result("log-polar.png", "LogPolarRemap",
                           { "@photo", "--magnitude", "85", "--color", "0,0,0" });
+      } },
+    { "graf1_described", [](const Workshop& w) { return described(w, "graf1"); } },
+    { "graf3_described", [](const Workshop& w) { return described(w, "graf3"); } },
+    { "graf1_keypoints",
+      [](const Workshop& w) {
+          return w.columns("graf1-keypoints.npy", "graf1_described", 0, keypointColumns);
+      } },
+    { "graf3_keypoints",
+      [](const Workshop& w) {
+          return w.columns("graf3-keypoints.npy", "graf3_described", 0, keypointColumns);
+      } },
+    { "graf1_descriptors",
+      [](const Workshop& w) {
+          return w.columns("graf1-descriptors.npy", "graf1_described", keypointColumns, allColumns);
+      } },
+    { "graf3_descriptors",
+      [](const Workshop& w) {
+          return w.columns("graf3-descriptors.npy", "graf3_described", keypointColumns, allColumns);
+      } },
+    // A batch, as the batch loader takes it.
+    { "batch_paths",
+      [](const Workshop&) { return Words { fmt::format("{}", fmt::join(batchFiles(), "")) }; } },
+    { "batch_lengths",
+      [](const Workshop&) {
+          std::vector<std::size_t> lengths;
+          for (const std::string& file : batchFiles()) lengths.push_back(file.size());
+          return Words { fmt::format("{}", fmt::join(lengths, ",")) };
       } },
     // Files that the library itself reads.
     { "cascade",

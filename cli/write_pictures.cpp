@@ -3,7 +3,6 @@
 #include "host/catalog.h"
 
 #include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
 
 #include <fmt/format.h>
@@ -67,8 +66,10 @@ const Format& formatOf(const std::string& extension)
                               fmt::join(known, ", ")));
 }
 
-PixelType storedType(const Format& format, PixelType type)
+PixelType storedType(const Format& format, PixelType type, int64_t channels)
 {
+    // OpenCV writes doubles of one channel only.
+    if (type == PixelTypeReal && channels > 1) type = PixelTypeReal32;
     const auto holds = [&](PixelType candidate) { return (format.pixelTypes & bit(candidate)) != 0; };
     if (holds(type)) return type;
     if (type == PixelTypeBit) return holds(PixelTypeByte) ? PixelTypeByte : PixelTypeReal32;
@@ -96,16 +97,11 @@ void tellConversion(const Image& image, PixelType stored, const std::string& ext
 /// In OpenCV's order of colours, with as many channels as the format takes.
 cv::Mat forFile(const cv::Mat& frame, const Format& format)
 {
-    cv::Mat stored = frame;
-    switch (frame.channels()) {
-    case 1:
-        if (!format.gray) cv::cvtColor(frame, stored, cv::COLOR_GRAY2BGR);
-        return stored;
-    case 3: cv::cvtColor(frame, stored, cv::COLOR_RGB2BGR); return stored;
-    default:
-        cv::cvtColor(frame, stored, format.alpha ? cv::COLOR_RGBA2BGRA : cv::COLOR_RGBA2BGR);
-        return stored;
-    }
+    cv::Mat stored = frame.clone();
+    if (frame.channels() == 1 && !format.gray) cv::merge(std::vector<cv::Mat>(3, frame), stored);
+    if (frame.channels() == 4 && !format.alpha) stored = withoutAlpha(frame);
+    swapRedAndBlue(stored);
+    return stored;
 }
 
 void writeVideo(const std::vector<cv::Mat>& frames, const std::filesystem::path& path)
@@ -117,14 +113,18 @@ void writeVideo(const std::vector<cv::Mat>& frames, const std::filesystem::path&
     for (const cv::Mat& frame : frames) video.write(frame);
 }
 
+constexpr int lzw = 5; // as TIFF numbers its compressions
+
 void writeMatrices(const std::vector<cv::Mat>& frames, const std::filesystem::path& path,
                    const Format& format)
 {
     try {
         if (format.video) return writeVideo(frames, path);
-        // Floats in TIFF are stored as they are only when left uncompressed or by LZW, which is the default.
-        const bool written = frames.size() > 1 ? cv::imwrite(path.string(), frames)
-                                               : cv::imwrite(path.string(), frames.front());
+        // Left to itself OpenCV rounds floats in colour TIFFs to logarithms.
+        std::vector<int> parameters;
+        if (format.extension.starts_with(".tif")) parameters = { cv::IMWRITE_TIFF_COMPRESSION, lzw };
+        const bool written = frames.size() > 1 ? cv::imwrite(path.string(), frames, parameters)
+                                               : cv::imwrite(path.string(), frames.front(), parameters);
         if (!written) throw Failure(ExitStatus::OperationFailed, "OpenCV cannot write this picture");
     } catch (const cv::Exception& error) {
         throw Failure(ExitStatus::OperationFailed, "OpenCV cannot write this picture: " + error.err);
@@ -164,6 +164,23 @@ std::vector<cv::Mat> framesOf(const Image& image)
     return frames;
 }
 
+cv::Mat withoutAlpha(const cv::Mat& matrix)
+{
+    cv::Mat colors(matrix.size(), CV_MAKETYPE(matrix.depth(), 3));
+    const int pairs[] = { 0, 0, 1, 1, 2, 2 };
+    cv::mixChannels(&matrix, 1, &colors, 1, pairs, 3);
+    return colors;
+}
+
+void swapRedAndBlue(cv::Mat& matrix)
+{
+    if (matrix.channels() < 3) return;
+    cv::Mat swapped(matrix.size(), matrix.type());
+    const int pairs[] = { 0, 2, 1, 1, 2, 0, 3, 3 };
+    cv::mixChannels(&matrix, 1, &swapped, 1, pairs, static_cast<std::size_t>(matrix.channels()));
+    matrix = swapped;
+}
+
 bool isPictureExtension(const std::string& extension)
 {
     return extension == arrayExtension
@@ -193,7 +210,7 @@ void writePicture(const Image& image, const std::filesystem::path& path, const s
                       fmt::format("a picture of {} channels can only be saved as .npy", channels));
     if (channels == 4 && !format.alpha)
         notes.push_back(fmt::format("the fourth channel is dropped, {} has none", extension));
-    const PixelType stored = storedType(format, image.pixelType);
+    const PixelType stored = storedType(format, image.pixelType, channels);
     tellConversion(image, stored, extension, notes);
 
     const ImagePointer converted = interleaved(image, stored);

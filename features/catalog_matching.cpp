@@ -66,7 +66,14 @@ constexpr Word matcherLimits[] = {
     "More than 2^26 pairs to keep (k for each query, or every pair of a radius search) are refused, and "
     "descriptors without elements.",
 };
-constexpr Word matcherWords[] = { "--query", "@graf1_descriptors", "--train", "@graf3_descriptors" };
+constexpr Word matcherWords[] = {
+    "--query",           "@graf1_descriptors",
+    "--train",           "@graf3_descriptors",
+    "--query-picture",   "@graf1",
+    "--query-keypoints", "@graf1_keypoints",
+    "--train-picture",   "@graf3",
+    "--train-keypoints", "@graf3_keypoints",
+};
 constexpr Example matcherExamples[] = { { "Which keypoints of one view are which of another",
                                           matcherWords } };
 

@@ -22,7 +22,7 @@ struct Explanation {
 Explanation explain(const Operation& operation, std::span<const Value> values, const Outcome& outcome);
 
 /// What is wrong with a file that was to be read: "there is no such file", "it is a folder", "it is empty",
-/// "it may not be read", "it is a truncated JPEG", ...; empty when nothing is seen from outside.
+/// "it may not be read", "it is truncated", ...; empty when nothing is seen from outside.
 std::string fileTrouble(const std::filesystem::path& path);
 
 } // namespace miravex

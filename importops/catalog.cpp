@@ -121,6 +121,11 @@ constexpr std::string_view loadLimits[] = {
     "The command line loads batches with miravex load.",
 };
 
+constexpr std::string_view loadWords[] = {
+    "--destination", "4x160x200x3", "--paths", "@batch_paths", "--lengths", "@batch_lengths",
+};
+constexpr Example loadExamples[] = { { "Four photos in one array", loadWords } };
+
 constexpr Operation operations[] = {
     { .name = "LoadImagesFromPathInto",
       .room = Room::Importops,
@@ -130,6 +135,7 @@ constexpr Operation operations[] = {
       .source = "value = (sample / 255 - mean) x rstddev, after bilinear resizing",
       .constraints = loadConstraints,
       .limits = loadLimits,
+      .examples = loadExamples,
       .returnsOnWrongCount = true },
 };
 
