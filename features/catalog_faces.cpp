@@ -66,7 +66,7 @@ constexpr Example cascadeExamples[] = { { "The face of a portrait", cascadeWords
 constexpr Argument networkArguments[] = {
     image("image", "colour picture to search")
         .channels({ 3, 4 })
-        .pixels({ PixelTypeBit, PixelTypeByte, PixelTypeBit16, PixelTypeReal32 })
+        .pixels({ PixelTypeBit, PixelTypeByte, PixelTypeReal32 })
         .sides(2, 2),
     text("description", "Caffe's text file of the network").path(),
     text("weights", "Caffe's binary file of its weights").path(),

@@ -16,7 +16,10 @@ using Word = std::string_view;
 constexpr auto mserFormNames = namesOf(mserForms);
 
 constexpr Argument mserArguments[] = {
-    image("image", "picture to look at").channels({ 1, 3, 4 }).pixels({ PixelTypeByte }).sides(2, 2),
+    image("image", "picture to look at; OpenCV wants at least 3 x 3 pixels")
+        .channels({ 1, 3, 4 })
+        .pixels({ PixelTypeByte })
+        .sides(3, 3),
     integer("delta", "gray levels over which a region must stay stable").in("gray levels").byDefault(5),
     integer("min_area", "smallest region").in("pixels").from(0).byDefault(60),
     integer("max_area", "largest region").in("pixels").from(0).byDefault(14400),
@@ -50,6 +53,7 @@ constexpr Result mserResults[] = {
 };
 constexpr Word mserLimits[] = {
     "Evolutions of more than 100,000,000 steps are refused, of which each colour picture takes every one.",
+    "A picture of one colour has no regions; OpenCV itself would call the whole of a small one a region.",
     "Edge blurs of more than 9999 pixels are refused.",
 };
 constexpr Word rectangleWords[] = { "@coins" };

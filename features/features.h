@@ -78,12 +78,13 @@ HostErrorCode orb(LibraryData data, KImage image, HostBoolean useMask, KImage ma
 /// Finds regions that stay stable while a threshold runs through the grey levels (or, of colours, while
 /// similar neighbours merge).
 ///
-/// Image: 2D, 1, 3 or 4 byte channels, both sides at least 2. Areas, variation and margin: at least 0;
-/// diversity: above 0; area threshold: above 1; evolution: 1 to limits::mserEvolution; edge blur: odd, at
-/// most limits::mserEdgeBlur. "Rectangle" gives n x 5: number from 1, left, top, right, bottom, with y from
-/// the bottom edge and no half pixel. "LabelMatrix" gives rows x columns, top row first: the number of the
-/// last region at each pixel, 0 for none. Source: J. Matas et al., "Robust wide baseline stereo from
-/// maximally stable extremal regions", 2002; P.-E. Forssen, "Maximally stable colour regions", 2007.
+/// Image: 2D, 1, 3 or 4 byte channels, both sides at least 2 (OpenCV wants 3); one colour has no regions.
+/// Areas, variation and margin: at least 0; diversity: above 0; area threshold: above 1; evolution: 1 to
+/// limits::mserEvolution; edge blur: odd, at most limits::mserEdgeBlur. "Rectangle" gives n x 5: number from
+/// 1, left, top, right, bottom, with y from the bottom edge and no half pixel. "LabelMatrix" gives rows x
+/// columns, top row first: the number of the last region at each pixel, 0 for none. Source: J. Matas et al.,
+/// "Robust wide baseline stereo from maximally stable extremal regions", 2002; P.-E. Forssen, "Maximally
+/// stable colour regions", 2007.
 HostErrorCode mserDetect(LibraryData data, KImage image, int64_t delta, int64_t minArea, int64_t maxArea,
                          double maxVariation, double minDiversity, int64_t maxEvolution, double areaThreshold,
                          double minMargin, int64_t edgeBlurSize, const char* formName, KTensor* result);
@@ -189,7 +190,8 @@ HostErrorCode faceDetection(LibraryData data, KImage image, int64_t minWidth, in
 /// Finds faces with a single-shot detector network read from two Caffe files, with input "data" and output
 /// "detection_out" (four dimensions, the last of 7).
 ///
-/// Image: 2D, 3 or 4 channels, both sides at least 2. Threshold: 0 to 1; candidates of a higher confidence
+/// Image: 2D, 3 or 4 channels of bits, bytes or 32-bit reals (OpenCV refuses others), both sides at least 2.
+/// Threshold: 0 to 1; candidates of a higher confidence
 /// count. Size ratio: 1 to 4 times 300 pixels. Candidates that touch the left or top edge or reach the right
 /// one are dropped, and so are those whose corners no 32-bit integer holds; the bottom is not checked.
 /// Result: n, n boxes (left, bottom, right, top), then n confidences. Failures throw std::runtime_error.

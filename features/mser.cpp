@@ -6,10 +6,19 @@
 #include "frame/host_objects.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace miravex {
 
 namespace {
+
+/// True when all pixels are the same.
+bool isUniform(const cv::Mat& picture)
+{
+    const std::size_t bytes = picture.elemSize();
+    const std::size_t length = picture.total() * bytes;
+    return picture.isContinuous() && std::memcmp(picture.data, picture.data + bytes, length - bytes) == 0;
+}
 
 /// Every point of region k becomes k; later regions overwrite earlier ones.
 HostErrorCode paintRegions(LibraryData data, const std::vector<std::vector<cv::Point>>& regions, int64_t rows,
@@ -77,6 +86,11 @@ HostErrorCode mserDetect(LibraryData data, KImage image, int64_t delta, int64_t 
     std::vector<std::vector<cv::Point>> regions;
     std::vector<cv::Rect> boxes;
     detector->detectRegions(picture, regions, boxes);
+    // OpenCV calls the whole of a small uniform picture a region, although nothing borders on it.
+    if (isUniform(picture)) {
+        regions.clear();
+        boxes.clear();
+    }
     return form == MserForm::LabelMatrix ? paintRegions(data, regions, rows, columns, result)
                                          : writeRectangles(data, boxes, rows, result);
 }
