@@ -137,10 +137,10 @@ constexpr Argument akazeArguments[] = {
 };
 bool isBinary(const CallView& call) { return call.text("descriptor_type").starts_with("DESCRIPTOR_MLDB"); }
 constexpr Constraint akazeConstraints[] = {
-    { "descriptor_channels", "3 for binary descriptors of size 0, at least 2 for those of other sizes",
+    { "descriptor_channels", "at least 2 for binary descriptors of a size above 0",
       [](const CallView& call) {
-          const int64_t least = call.integer("descriptor_size") == 0 ? 3 : 2;
-          return !isBinary(call) || call.integer("descriptor_channels") >= least;
+          return !isBinary(call) || call.integer("descriptor_size") == 0
+              || call.integer("descriptor_channels") >= 2;
       } },
     { "descriptor_size", "at most 162 bits for each channel",
       [](const CallView& call) {
@@ -153,6 +153,7 @@ constexpr Constraint akazeConstraints[] = {
 constexpr Word akazeLimits[] = {
     "Binary descriptors of a size above 0 with one channel are refused: OpenCV overflows its table of "
     "comparisons.",
+    "Binary descriptors of size 0 need three channels: OpenCV refuses fewer as soon as there is a keypoint.",
     "Octaves of keypoints to describe are refused above 30: OpenCV shifts a 32-bit one by them.",
     keypointLimit,
 };

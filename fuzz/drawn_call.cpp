@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 namespace miravex::fuzz {
 
@@ -29,6 +30,14 @@ constexpr double wildReals[] = {
     -1e300,       2147483647.0, 2147483648.0, -2147483649.0,
     4294967296.0, 9.3e18,       0.5,          0.999999999,
     1.000000001,
+};
+
+/// Endings of the files that path arguments are after.
+constexpr std::pair<std::string_view, std::string_view> usualExtensions[] = {
+    { "cascade", ".xml" },
+    { "description", ".prototxt" },
+    { "weights", ".caffemodel" },
+    { "film", ".avi" },
 };
 
 constexpr PixelType pixelTypes[] = { PixelTypeByte, PixelTypeReal32, PixelTypeBit16, PixelTypeReal,
@@ -188,11 +197,24 @@ private:
 
     Value drawText(const Argument& argument)
     {
-        if (argument.isPath) return paths_.empty() ? std::string() : bytes_.oneOf(paths_);
+        if (argument.isPath) return drawPath(argument);
         if (argument.choices.empty())
             return leaves() ? drawWord() : fmt::format("{}", fmt::join(batch_.files, ""));
         std::string word { bytes_.oneOf(argument.choices) };
         return leaves() ? spoiled(std::move(word)) : word;
+    }
+
+    /// Mostly a file of the kind that the argument names.
+    std::string drawPath(const Argument& argument)
+    {
+        const auto fits = [&](const std::string& path) {
+            return std::ranges::any_of(usualExtensions, [&](const auto& usual) {
+                return usual.first == argument.name && path.ends_with(usual.second);
+            });
+        };
+        const auto fitting = std::ranges::find_if(paths_, fits);
+        if (fitting != paths_.end() && bytes_.next() % 4 != 3) return *fitting;
+        return paths_.empty() ? std::string() : bytes_.oneOf(paths_);
     }
 
     std::string drawWord()
@@ -317,7 +339,8 @@ private:
         std::vector<int64_t> shape;
         for (std::size_t i = 0; i < rule.rank; ++i) {
             int64_t size = view().resolve(rule.shape[i]);
-            if (rule.shape[i].of == Extent::Of::AtLeast) size += static_cast<int64_t>(bytes_.below(16));
+            if (rule.shape[i].of == Extent::Of::AtLeast)
+                size += static_cast<int64_t>((bytes_.below(16) + 3) % 16);
             if (leaves()) size += bytes_.number(1) / 16;
             shape.push_back(std::max<int64_t>(size, 0));
         }

@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 
@@ -32,21 +33,58 @@ std::vector<std::uint8_t> encoded(const char* extension)
     return bytes;
 }
 
-/// Ten frames of Motion JPEG, written to a real file because OpenCV chooses by extension.
-std::string film()
+/// A real file, for what OpenCV tells by its extension; gone with this object.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(const std::string& extension, const std::string& contents = {})
+        : path_((std::filesystem::temp_directory_path() / ("miravex-" + std::to_string(getpid()) + extension))
+                    .string())
+    {
+        std::ofstream(path_, std::ios::binary) << contents;
+    }
+    ~TemporaryFile() { std::remove(path_.c_str()); }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    [[nodiscard]] const std::string& path() const noexcept { return path_; }
+
+private:
+    std::string path_;
+};
+
+/// Seven small frames of Motion JPEG: one more than super resolution asks for.
+void writeFilm(const std::string& path)
 {
-    const std::string path =
-        (std::filesystem::temp_directory_path() / ("miravex-film-" + std::to_string(getpid()) + ".avi"));
     cv::VideoWriter writer(path, cv::CAP_OPENCV_MJPEG, cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 10,
-                           cv::Size(32, 24));
-    for (int frame = 0; frame < 10; ++frame) writer << picture(24, 32, 5 * frame);
-    return path;
+                           cv::Size(16, 12));
+    for (int frame = 0; frame < 7; ++frame) writer << picture(12, 16, 5 * frame);
 }
+
+/// A network that makes three rows of seven numbers, as a face detector does, out of the mean colours of any
+/// picture. It has no weights; their file holds nothing but its name.
+constexpr const char* network = R"(
+name: "boxes"
+input: "data"
+input_shape { dim: 1 dim: 3 dim: 8 dim: 8 }
+layer { name: "mean" type: "Pooling" bottom: "data" top: "mean" pooling_param { pool: AVE global_pooling: true } }
+layer {
+  name: "sevenfold" type: "Concat" top: "sevenfold"
+  bottom: "mean" bottom: "mean" bottom: "mean" bottom: "mean" bottom: "mean" bottom: "mean" bottom: "mean"
+}
+layer {
+  name: "detection_out" type: "Reshape" bottom: "sevenfold" top: "detection_out"
+  reshape_param { shape { dim: 1 dim: 1 dim: 3 dim: 7 } }
+}
+)";
+const std::string noWeights = "\x0A\x05"
+                              "boxes";
 
 struct Samples {
     std::vector<std::unique_ptr<MemoryFile>> files;
     Paths paths;
-    std::string filmPath = film();
+    TemporaryFile film { ".avi" };
+    TemporaryFile description { ".prototxt", network };
+    TemporaryFile weights { ".caffemodel", noWeights };
 
     void add(std::span<const std::uint8_t> contents)
     {
@@ -56,6 +94,7 @@ struct Samples {
 
     Samples()
     {
+        writeFilm(film.path());
         const std::vector<std::uint8_t> png = encoded(".png"), jpeg = encoded(".jpg");
         constexpr std::uint8_t nonsense[] = { 'n', 'o', 't', 'h', 'i', 'n', 'g', ':', ' ', '1', '{', '\n' };
         add(png);
@@ -64,11 +103,11 @@ struct Samples {
         add(std::span(jpeg).first(jpeg.size() / 2));
         add({});
         add(nonsense);
-        paths.insert(paths.end(), { "/nowhere/at/all.png", "/", "", filmPath });
+        paths.insert(paths.end(),
+                     { "/nowhere/at/all.png", "/", "", film.path(), description.path(), weights.path() });
         const std::string cascade = "/usr/share/opencv4/haarcascades/haarcascade_frontalface_alt.xml";
         if (std::filesystem::exists(cascade)) paths.push_back(cascade);
     }
-    ~Samples() { std::remove(filmPath.c_str()); }
 };
 
 } // namespace

@@ -9,7 +9,7 @@ namespace miravex::test {
 /// Up to `count` different calls of an operation that the library accepts, drawn without leaving the record.
 inline std::vector<Values> acceptedCalls(const Operation& operation, std::size_t count, fuzz::Caps caps = {})
 {
-    constexpr uint32_t attempts = 200;
+    constexpr uint32_t attempts = 100;
     caps.ordinary = true;
     std::vector<Values> accepted;
     for (uint32_t seed = 0; seed < attempts && accepted.size() < count; ++seed) {

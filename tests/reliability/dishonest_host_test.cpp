@@ -16,7 +16,7 @@ constexpr int64_t untouched = 0x5EED5EED5EED;
 struct Call {
     explicit Call(const Operation& operation)
         : function(library().operation(operation.name))
-        , values(acceptedCalls(operation, 1).at(0))
+        , values(acceptedCalls(operation, 1, { .side = 24, .elements = 64 }).at(0))
         , cells(values.size())
     {
         result.integer = untouched;

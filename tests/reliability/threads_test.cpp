@@ -69,7 +69,7 @@ const std::vector<Case>& cases()
     static const std::vector<Case> all = [] {
         std::vector<Case> found;
         for (const Operation* operation : catalog()) {
-            for (const Values& values : acceptedCalls(*operation, 2, { .side = 40 })) {
+            for (const Values& values : acceptedCalls(*operation, 1, { .side = 24, .elements = 256 })) {
                 std::string first = answerOf(*operation, ownCopy(values));
                 if (answerOf(*operation, ownCopy(values)) == first)
                     found.push_back({ operation, values, std::move(first) });
