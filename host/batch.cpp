@@ -1,5 +1,6 @@
 #include "host/batch.h"
 
+#include "exchange/handover.h"
 #include "exchange/limits.h"
 #include "host/catalog.h"
 
@@ -39,6 +40,40 @@ ArrayPointer slotArray(const BatchOptions& options, const std::vector<float>& va
     return array;
 }
 
+/// Looks at files on OpenCV's threads. A class of its own, because a lambda would reach the workers inside a
+/// wrapper of OpenCV's that a race detector can't see being handed over.
+class InspectFiles : public cv::ParallelLoopBody {
+public:
+    explicit InspectFiles(std::span<const std::string> paths)
+        : paths_(paths)
+        , states_(paths.size())
+    {
+        handover_.give();
+    }
+
+    void operator()(const cv::Range& range) const override
+    {
+        handover_.take();
+        for (int i = range.start; i < range.end; ++i) {
+            const auto file = static_cast<std::size_t>(i);
+            states_[file] = inspectPictureFile(paths_[file]);
+        }
+        handover_.give();
+    }
+
+    /// To be called after the loop.
+    [[nodiscard]] const std::vector<FileState>& states() const
+    {
+        handover_.take();
+        return states_;
+    }
+
+private:
+    std::span<const std::string> paths_;
+    mutable std::vector<FileState> states_;
+    mutable Handover handover_;
+};
+
 class ChunkLoader {
 public:
     ChunkLoader(const Library& library, const BatchOptions& options)
@@ -57,13 +92,9 @@ public:
         if (!outcome.ok())
             throw std::runtime_error("the library refused the batch"
                                      + (outcome.openCvError.empty() ? "" : ": " + outcome.openCvError));
-        std::vector<FileState> states(paths.size());
-        cv::parallel_for_(cv::Range(0, static_cast<int>(paths.size())), [&](const cv::Range& range) {
-            for (int i = range.start; i < range.end; ++i) {
-                const auto file = static_cast<std::size_t>(i);
-                states[file] = inspectPictureFile(paths[file]);
-            }
-        });
+        const InspectFiles look(paths);
+        cv::parallel_for_(cv::Range(0, static_cast<int>(paths.size())), look);
+        const std::vector<FileState>& states = look.states();
         std::vector<bool> unread(paths.size(), false);
         for (const int64_t position : outcome.tensor().integers())
             unread[static_cast<std::size_t>(position - 1)] = true;

@@ -141,7 +141,7 @@ KTensor loadImagesFromPathInto(LibraryData data, const LoadRequest& request)
     std::vector<unsigned char> status(files, 0);
     const LoadImages body(std::move(paths), destination.data, format, status.data());
     cv::parallel_for_(cv::Range(0, static_cast<int>(files)), body, static_cast<double>(request.stripes));
-    body.rethrow();
+    body.finish();
     return unreadPositions(data, status);
 }
 

@@ -36,10 +36,12 @@ LoadImages::LoadImages(std::vector<std::string> paths, float* destination, const
     , format_(format)
     , status_(status)
 {
+    handover_.give();
 }
 
 void LoadImages::operator()(const cv::Range&) const
 {
+    handover_.take();
     Scratch scratch;
     for (std::size_t file; (file = next_.fetch_add(1, std::memory_order_relaxed)) < paths_.size();) {
         try {
@@ -50,6 +52,7 @@ void LoadImages::operator()(const cv::Range&) const
             if (!failure_) failure_ = std::current_exception();
         }
     }
+    handover_.give();
 }
 
 void LoadImages::load(std::size_t file, Scratch& scratch) const
@@ -58,8 +61,9 @@ void LoadImages::load(std::size_t file, Scratch& scratch) const
     status_[file] = loadImageInto(paths_[file], slot, format_, scratch) ? 1 : 0;
 }
 
-void LoadImages::rethrow() const
+void LoadImages::finish() const
 {
+    handover_.take();
     if (failure_) std::rethrow_exception(failure_);
 }
 

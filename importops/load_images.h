@@ -1,5 +1,6 @@
 #pragma once
 
+#include "exchange/handover.h"
 #include "importops/scratch.h"
 
 #include <opencv2/core.hpp>
@@ -42,8 +43,9 @@ public:
 
     void operator()(const cv::Range& range) const override;
 
-    /// Throws what stopped the loop, if anything did. The files not yet begun were left alone then.
-    void rethrow() const;
+    /// To be called after the loop: throws what stopped it, if anything did. The files not yet begun were
+    /// left alone then.
+    void finish() const;
 
 private:
     void load(std::size_t file, Scratch& scratch) const;
@@ -53,6 +55,7 @@ private:
     SlotFormat format_;
     unsigned char* status_;
     mutable std::atomic<std::size_t> next_ = 0;
+    mutable Handover handover_;
     mutable std::mutex mutex_;
     mutable std::exception_ptr failure_;
 };

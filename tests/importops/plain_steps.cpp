@@ -1,5 +1,7 @@
 #include "tests/importops/plain_steps.h"
 
+#include "exchange/handover.h"
+
 #include <opencv2/imgcodecs.hpp>
 
 #include <algorithm>
@@ -84,16 +86,50 @@ bool load(const std::string& path, float* slot, const Batch& batch)
     return true;
 }
 
-std::vector<unsigned char> loadAll(const std::vector<std::string>& paths, float* slots, const Batch& batch)
-{
-    std::vector<unsigned char> status(paths.size(), 0);
-    cv::parallel_for_(cv::Range(0, static_cast<int>(paths.size())), [&](const cv::Range& range) {
+namespace {
+
+class LoadAll : public cv::ParallelLoopBody {
+public:
+    LoadAll(const std::vector<std::string>& paths, float* slots, const Batch& batch)
+        : paths_(&paths)
+        , slots_(slots)
+        , batch_(&batch)
+        , status_(paths.size(), 0)
+    {
+        handover_.give();
+    }
+
+    void operator()(const cv::Range& range) const override
+    {
+        handover_.take();
         for (int i = range.start; i < range.end; ++i) {
             const auto file = static_cast<std::size_t>(i);
-            status[file] = load(paths[file], slots + file * batch.samples(), batch);
+            status_[file] = load((*paths_)[file], slots_ + file * batch_->samples(), *batch_);
         }
-    });
-    return status;
+        handover_.give();
+    }
+
+    [[nodiscard]] const std::vector<unsigned char>& status() const
+    {
+        handover_.take();
+        return status_;
+    }
+
+private:
+    const std::vector<std::string>* paths_;
+    float* slots_;
+    const Batch* batch_;
+    mutable std::vector<unsigned char> status_;
+    mutable Handover handover_;
+};
+
+} // namespace
+
+std::vector<unsigned char> loadAll(const std::vector<std::string>& paths, float* slots, const Batch& batch)
+{
+    const LoadAll body(paths, slots, batch);
+    cv::parallel_for_(cv::Range(0, static_cast<int>(paths.size())), body);
+    return body.status();
 }
 
 } // namespace miravex::plain
