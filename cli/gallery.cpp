@@ -17,6 +17,7 @@
 #include <cmath>
 #include <iterator>
 #include <span>
+#include <tuple>
 
 namespace miravex::cli {
 
@@ -51,8 +52,38 @@ bool exceedsUnit(const cv::Mat& samples)
     return std::ranges::any_of(elementsOf(samples), outside);
 }
 
-/// As bytes of gray or BGR. Reals beyond 0 to 1 are stretched to their own range; `stretched` tells.
-cv::Mat showable(const cv::Mat& frame, PixelType type, bool& stretched)
+/// How samples became bytes, for a caption.
+enum class Scale { Plain, Stretched, Logarithmic };
+
+/// Radiances span several powers of ten: each is shown by its logarithm, against the middle one.
+cv::Mat logarithmic(const cv::Mat& samples)
+{
+    std::vector<float> sorted(elementsOf(samples).begin(), elementsOf(samples).end());
+    const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
+    std::ranges::nth_element(sorted, middle);
+    cv::Mat result = samples / std::max(static_cast<double>(*middle), 1e-6) + 1;
+    cv::log(result, result);
+    return result;
+}
+
+/// Reals beyond 0 to 1 are stretched to their own range.
+cv::Mat withinUnit(cv::Mat samples, Scale& scale)
+{
+    constexpr double wideRange = 20;
+    scale = Scale::Plain;
+    if (!exceedsUnit(samples)) return samples;
+    auto [least, most] = rangeOf(samples);
+    cv::patchNaNs(samples, least);
+    scale = least >= 0 && most > wideRange ? Scale::Logarithmic : Scale::Stretched;
+    if (scale == Scale::Logarithmic) {
+        samples = logarithmic(samples);
+        std::tie(least, most) = rangeOf(samples);
+    }
+    return most > least ? cv::Mat((samples - cv::Scalar::all(least)) / (most - least)) : samples;
+}
+
+/// As bytes of gray or BGR.
+cv::Mat showable(const cv::Mat& frame, PixelType type, Scale& scale)
 {
     cv::Mat shown;
     const int channels = frame.channels();
@@ -65,13 +96,20 @@ cv::Mat showable(const cv::Mat& frame, PixelType type, bool& stretched)
 
     const double full = type == PixelTypeBit16 ? 65535 : type == PixelTypeByte ? 255 : 1;
     shown.convertTo(shown, CV_32F, 1 / full);
-    stretched = exceedsUnit(shown);
-    const auto [least, most] = stretched ? rangeOf(shown) : std::pair(0.0, 1.0);
-    cv::patchNaNs(shown, least);
-    const double scale = most > least ? 255 / (most - least) : 255;
-    shown.convertTo(shown, CV_8U, scale, -least * scale);
-    if (shown.channels() == 3) cv::cvtColor(shown, shown, cv::COLOR_RGB2BGR);
+    shown = withinUnit(shown, scale);
+    shown.convertTo(shown, CV_8U, 255);
+    swapRedAndBlue(shown);
     return shown;
+}
+
+std::string captionOf(Scale scale)
+{
+    switch (scale) {
+    case Scale::Stretched: return " (its own range from black to white)";
+    case Scale::Logarithmic: return " (on a logarithmic scale)";
+    case Scale::Plain: return "";
+    }
+    return "";
 }
 
 cv::Mat limited(const cv::Mat& picture)
@@ -100,18 +138,17 @@ public:
         std::vector<Figure> figures;
         const std::vector<cv::Mat> frames = framesOf(*source);
         for (std::size_t i = 0; i < std::min(frames.size(), framesShown); ++i) {
-            bool stretched = false;
-            const cv::Mat shown = limited(showable(frames[i], image.pixelType, stretched));
+            Scale scale = Scale::Plain;
+            const cv::Mat shown = limited(showable(frames[i], image.pixelType, scale));
             // Colours are photos; gray pictures are small enough and often drawings.
             const std::string name =
                 fmt::format("pictures/{}{}{}", stem, frames.size() > 1 ? fmt::format("-{}", i + 1) : "",
                             shown.channels() == 3 ? ".jpg" : ".png");
             cv::imwrite((folder_ / name).string(), shown);
-            std::string text = frames.size() > 1
+            const std::string text = frames.size() > 1
                 ? fmt::format("{}, frame {} of {}", caption, i + 1, frames.size())
                 : caption;
-            if (stretched) text += " (its own range from black to white)";
-            figures.push_back({ name, text });
+            figures.push_back({ name, text + captionOf(scale) });
         }
         return figures;
     }
