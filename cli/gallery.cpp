@@ -55,28 +55,29 @@ bool exceedsUnit(const cv::Mat& samples)
 /// How samples became bytes, for a caption.
 enum class Scale { Plain, Stretched, Logarithmic };
 
-/// Radiances span several powers of ten: each is shown by its logarithm, against the middle one.
-cv::Mat logarithmic(const cv::Mat& samples)
+double middleOf(const cv::Mat& samples)
 {
     std::vector<float> sorted(elementsOf(samples).begin(), elementsOf(samples).end());
     const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
     std::ranges::nth_element(sorted, middle);
-    cv::Mat result = samples / std::max(static_cast<double>(*middle), 1e-6) + 1;
-    cv::log(result, result);
-    return result;
+    return *middle;
 }
 
-/// Reals beyond 0 to 1 are stretched to their own range.
+/// Reals beyond 0 to 1 are stretched to their own range. Radiances, which span several powers of ten, are
+/// shown by their logarithms, against the middle one.
 cv::Mat withinUnit(cv::Mat samples, Scale& scale)
 {
-    constexpr double wideRange = 20;
+    constexpr double wide = 20;
     scale = Scale::Plain;
     if (!exceedsUnit(samples)) return samples;
     auto [least, most] = rangeOf(samples);
     cv::patchNaNs(samples, least);
-    scale = least >= 0 && most > wideRange ? Scale::Logarithmic : Scale::Stretched;
-    if (scale == Scale::Logarithmic) {
-        samples = logarithmic(samples);
+    scale = Scale::Stretched;
+    const double middle = middleOf(samples);
+    if (least >= 0 && middle > 0 && most > wide * middle) {
+        scale = Scale::Logarithmic;
+        samples = samples / middle + 1;
+        cv::log(samples, samples);
         std::tie(least, most) = rangeOf(samples);
     }
     return most > least ? cv::Mat((samples - cv::Scalar::all(least)) / (most - least)) : samples;

@@ -211,14 +211,15 @@ Words exposureValues(const Workshop& workshop)
     return workshop.keepTensor("exposure-values.npy", { static_cast<int64_t>(values.size()) }, values);
 }
 
-/// How far each pixel is from black and white, the same for its three channels, so that colours stay.
+/// How far each pixel is from black and white, the same for its three channels, so that colours stay. Steep:
+/// the noise of a short exposure's black is as bright as what a long one sees there.
 cv::Mat trust(const cv::Mat& picture)
 {
     cv::Mat gray, weight;
     cv::cvtColor(picture, gray, cv::COLOR_BGR2GRAY);
     gray.convertTo(gray, CV_32F);
     cv::absdiff(gray, cv::Scalar(127.5), gray);
-    gray = 1.01 - gray / 127.5;
+    cv::pow(1.01 - gray / 127.5, 4, gray);
     cv::merge(std::vector<cv::Mat>(3, gray), weight);
     return weight;
 }
