@@ -72,7 +72,8 @@ public:
         if (findsMatches(operation)) addScene();
         if (isFree("--type")) app_.add_option("--type", words_.pixelType);
         if (isFree("--gray")) app_.add_flag("--gray,--grey", words_.gray);
-        if (isFree("--frames")) app_.add_option("--frames", words_.frames)->check(CLI::PositiveNumber);
+        if (isFree("--max-frames"))
+            app_.add_option("--max-frames", words_.frames)->check(CLI::PositiveNumber);
         app_.add_flag("-h,--help", words_.help);
     }
 
@@ -158,8 +159,8 @@ std::vector<std::string> optionsOf(const Operation& operation)
         options.insert(options.end(),
                        { "--query-picture", "--train-picture", "--query-keypoints", "--train-keypoints" });
     options.insert(options.end(),
-                   { "--output", "--format", "--overlay", "--type", "--gray", "--frames", "--help", "--json",
-                     "--force", "--quiet", "--threads" });
+                   { "--output", "--format", "--overlay", "--type", "--gray", "--max-frames", "--help",
+                     "--json", "--force", "--quiet", "--threads" });
     return options;
 }
 

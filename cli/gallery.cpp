@@ -17,6 +17,7 @@
 #include <cmath>
 #include <iterator>
 #include <span>
+#include <tuple>
 
 namespace miravex::cli {
 
@@ -51,8 +52,39 @@ bool exceedsUnit(const cv::Mat& samples)
     return std::ranges::any_of(elementsOf(samples), outside);
 }
 
-/// As bytes of gray or BGR. Reals beyond 0 to 1 are stretched to their own range; `stretched` tells.
-cv::Mat showable(const cv::Mat& frame, PixelType type, bool& stretched)
+/// How samples became bytes, for a caption.
+enum class Scale { Plain, Stretched, Logarithmic };
+
+double middleOf(const cv::Mat& samples)
+{
+    std::vector<float> sorted(elementsOf(samples).begin(), elementsOf(samples).end());
+    const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
+    std::ranges::nth_element(sorted, middle);
+    return *middle;
+}
+
+/// Reals beyond 0 to 1 are stretched to their own range. Radiances, which span several powers of ten, are
+/// shown by their logarithms, against the middle one.
+cv::Mat withinUnit(cv::Mat samples, Scale& scale)
+{
+    constexpr double wide = 20;
+    scale = Scale::Plain;
+    if (!exceedsUnit(samples)) return samples;
+    auto [least, most] = rangeOf(samples);
+    cv::patchNaNs(samples, least);
+    scale = Scale::Stretched;
+    const double middle = middleOf(samples);
+    if (least >= 0 && middle > 0 && most > wide * middle) {
+        scale = Scale::Logarithmic;
+        samples = samples / middle + 1;
+        cv::log(samples, samples);
+        std::tie(least, most) = rangeOf(samples);
+    }
+    return most > least ? cv::Mat((samples - cv::Scalar::all(least)) / (most - least)) : samples;
+}
+
+/// As bytes of gray or BGR.
+cv::Mat showable(const cv::Mat& frame, PixelType type, Scale& scale)
 {
     cv::Mat shown;
     const int channels = frame.channels();
@@ -65,13 +97,20 @@ cv::Mat showable(const cv::Mat& frame, PixelType type, bool& stretched)
 
     const double full = type == PixelTypeBit16 ? 65535 : type == PixelTypeByte ? 255 : 1;
     shown.convertTo(shown, CV_32F, 1 / full);
-    stretched = exceedsUnit(shown);
-    const auto [least, most] = stretched ? rangeOf(shown) : std::pair(0.0, 1.0);
-    cv::patchNaNs(shown, least);
-    const double scale = most > least ? 255 / (most - least) : 255;
-    shown.convertTo(shown, CV_8U, scale, -least * scale);
-    if (shown.channels() == 3) cv::cvtColor(shown, shown, cv::COLOR_RGB2BGR);
+    shown = withinUnit(shown, scale);
+    shown.convertTo(shown, CV_8U, 255);
+    swapRedAndBlue(shown);
     return shown;
+}
+
+std::string captionOf(Scale scale)
+{
+    switch (scale) {
+    case Scale::Stretched: return " (its own range from black to white)";
+    case Scale::Logarithmic: return " (on a logarithmic scale)";
+    case Scale::Plain: return "";
+    }
+    return "";
 }
 
 cv::Mat limited(const cv::Mat& picture)
@@ -100,18 +139,17 @@ public:
         std::vector<Figure> figures;
         const std::vector<cv::Mat> frames = framesOf(*source);
         for (std::size_t i = 0; i < std::min(frames.size(), framesShown); ++i) {
-            bool stretched = false;
-            const cv::Mat shown = limited(showable(frames[i], image.pixelType, stretched));
+            Scale scale = Scale::Plain;
+            const cv::Mat shown = limited(showable(frames[i], image.pixelType, scale));
             // Colours are photos; gray pictures are small enough and often drawings.
             const std::string name =
                 fmt::format("pictures/{}{}{}", stem, frames.size() > 1 ? fmt::format("-{}", i + 1) : "",
                             shown.channels() == 3 ? ".jpg" : ".png");
             cv::imwrite((folder_ / name).string(), shown);
-            std::string text = frames.size() > 1
+            const std::string text = frames.size() > 1
                 ? fmt::format("{}, frame {} of {}", caption, i + 1, frames.size())
                 : caption;
-            if (stretched) text += " (its own range from black to white)";
-            figures.push_back({ name, text });
+            figures.push_back({ name, text + captionOf(scale) });
         }
         return figures;
     }

@@ -125,7 +125,7 @@ void printOutputOptions(const Operation& operation)
     printEntry("--format EXT", "the form of what goes to standard output");
     printEntry("--type TYPE", "pictures as bit, byte, bit16, real32 or real samples before the call");
     printEntry("--gray", "colour pictures as gray ones");
-    printEntry("--frames N", "at most N frames of a sequence");
+    printEntry("--max-frames N", "at most N frames of a sequence");
 }
 
 void printTexts(const char* title, const std::vector<std::string>& texts)

@@ -49,7 +49,7 @@ void printOptions()
           "A picture with keypoints, lines, contours, boxes, flow ... drawn over the input." },
         { "--type TYPE", "Pictures as bit, byte, bit16, real32 or real samples before the call." },
         { "--gray", "Colour pictures as gray ones before the call." },
-        { "--frames N", "At most N frames of a sequence." },
+        { "--max-frames N", "At most N frames of a sequence." },
         { "--threads N", "Threads that OpenCV uses; 0 for none but the caller's." },
         { "--force", "Overwrite files that exist." },
         { "--json", "Reports and errors as JSON." },
@@ -101,7 +101,7 @@ ExitStatus printManual()
     section("NAME");
     fmt::print("miravex {} image operations from the command line\n", roff("-"));
     section("SYNOPSIS");
-    fmt::print(".B miravex\n.I OPERATION PICTURES\n{}\n.br\n.B miravex\n.I COMMAND\n...\n",
+    fmt::print(".B miravex\n.I OPERATION PICTURES\n{}\n.br\n.B miravex\n.I COMMAND\n\\&...\n",
                roff("... [OPTIONS] [-o FILE]"));
     section("DESCRIPTION");
     fmt::print("Runs any operation of the library libmiravex.so on picture files, as a host kernel would.\n"

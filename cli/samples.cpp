@@ -211,6 +211,19 @@ Words exposureValues(const Workshop& workshop)
     return workshop.keepTensor("exposure-values.npy", { static_cast<int64_t>(values.size()) }, values);
 }
 
+/// How far each pixel is from black and white, the same for its three channels, so that colours stay. Steep:
+/// the noise of a short exposure's black is as bright as what a long one sees there.
+cv::Mat trust(const cv::Mat& picture)
+{
+    cv::Mat gray, weight;
+    cv::cvtColor(picture, gray, cv::COLOR_BGR2GRAY);
+    gray.convertTo(gray, CV_32F);
+    cv::absdiff(gray, cv::Scalar(127.5), gray);
+    cv::pow(1.01 - gray / 127.5, 4, gray);
+    cv::merge(std::vector<cv::Mat>(3, gray), weight);
+    return weight;
+}
+
 Words highDynamicRange(const Workshop& workshop)
 {
     const std::vector<Exposure> bracket = realExposures();
@@ -222,9 +235,7 @@ Words highDynamicRange(const Workshop& workshop)
         cv::Mat weights;
         for (const Exposure& exposure : bracket) {
             const cv::Mat picture = cv::imread(exposure.file);
-            cv::Mat weight;
-            cv::absdiff(picture, cv::Scalar::all(127.5), weight);
-            weight.convertTo(weight, CV_32F, -1.0 / 127.5, 1.001);
+            const cv::Mat weight = trust(picture);
             const cv::Mat radiance = (linear(picture) * exposure.reciprocalTime).mul(weight);
             light = light.empty() ? radiance : cv::Mat(light + radiance);
             weights = weights.empty() ? weight : cv::Mat(weights + weight);

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
+#include <opencv2/features2d.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -222,6 +223,56 @@ TEST_F(CommandLine, LeavesNoFilesBehindAfterAFailure)
     EXPECT_THAT(listing(), ElementsAre("in.png"));
     EXPECT_THAT(succeed({ "pyr-down", file, "-o", "out.png", "--threads", "1" }).err, IsEmpty());
     EXPECT_THAT(listing(), ElementsAre("in.png", "out.png"));
+}
+
+TEST_F(CommandLine, TakesSeveralFilesOrSomeFramesOfAVideoAsASequence)
+{
+    const cv::Mat first = noise(24, 30, CV_8UC3, 1);
+    for (int i = 1; i <= 5; ++i)
+        picture(fmt::format("{}.png", i), noise(24, 30, CV_8UC3, static_cast<uint64_t>(i)));
+    succeed({ "fast-nl-means-denoising-colored-multi", "1.png", "2.png", "3.png", "4.png", "5.png", "--frame",
+              "3", "--temporal-window", "3", "-o", "out.png" });
+    EXPECT_EQ(cv::imread(path("out.png")).size(), first.size());
+    const std::string film = "/usr/share/doc/opencv-doc/examples/data/tree.avi";
+    if (!std::filesystem::exists(film)) GTEST_SKIP() << "opencv-doc is not installed";
+    succeed({ "align-mtb", film, "--max-frames", "3", "-o", "aligned.tiff" });
+    std::vector<cv::Mat> frames;
+    cv::imreadmulti(path("aligned.tiff"), frames, cv::IMREAD_UNCHANGED);
+    EXPECT_EQ(frames.size(), 3U);
+}
+
+TEST_F(CommandLine, WritesNumbersAndDrawsThem) // keypoints: OpenCV called directly
+{
+    const cv::Mat original = photo("building.jpg");
+    SKIP_WITHOUT(original);
+    cv::Mat gray; // the colours' luminance; the JPEG's own differs by rounding
+    cv::cvtColor(original, gray, cv::COLOR_RGB2GRAY);
+    const std::string file = "/usr/share/doc/opencv-doc/examples/data/building.jpg";
+    const ToolRun result = succeed({ "fast", file, "--threshold", "60", "--gray" });
+    const json printed = json::parse(result.out);
+    EXPECT_EQ(printed["columns"][0], "x");
+    std::vector<cv::KeyPoint> expected;
+    cv::FAST(gray, expected, 60);
+    EXPECT_EQ(printed["rows"].size(), expected.size());
+
+    succeed({ "fast", file, "--threshold", "60", "-o", "k.csv", "--overlay", "k.png" });
+    EXPECT_TRUE(contentsOf(path("k.csv")).starts_with("x,y,size,angle,response,octave,class_id\n"));
+    EXPECT_EQ(cv::imread(path("k.png")).size(), gray.size());
+    succeed({ "fast", file, "--threshold", "60", "-o", "k.npy" });
+    succeed({ "orb", file, "--mode", "compute", "--keypoints", "k.npy", "-o", "d.npy" });
+    succeed({ "descriptor-matcher", "--query", "d.npy", "--train", "d.npy", "-o", "m.json" });
+    EXPECT_EQ(json::parse(contentsOf(path("m.json")))["columns"].size(), 2U);
+    expectFailure(2, { "descriptor-matcher", "--query", "d.npy", "--train", "d.npy", "--overlay", "m.png" },
+                  { "--query-picture" });
+    expectFailure(2, { "fast", file, "-o", "k.png" }, { ".json, .csv or .npy" });
+    expectFailure(3, { "face-detection", file, "--cascade", "none.xml" }, { "none.xml", "no such file" });
+}
+
+TEST_F(CommandLine, PrintsReals)
+{
+    const ToolRun result =
+        succeed({ "match-shapes", "--contour1", "0,0;4,0;4,2;0,2", "--contour2", "0,0;8,0;8,4;0,4" });
+    EXPECT_NEAR(json::parse(result.out)["value"], 0, 1e-6); // the same shape, larger
 }
 
 } // namespace miravex::test

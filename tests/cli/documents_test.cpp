@@ -56,6 +56,18 @@ TEST_F(Documents, SchemaHasAllOperationsWithArgumentsAndResults)
     }
 }
 
+TEST_F(Documents, NoArgumentHidesAnOptionOfTheTool)
+{
+    for (const Operation* operation : catalog()) {
+        for (const Argument& argument : operation->arguments) {
+            for (const char* common :
+                 { "--output", "--format", "--overlay", "--type", "--gray", "--max-frames", "--help",
+                   "--json", "--force", "--quiet", "--threads" })
+                EXPECT_NE(optionOf(argument), common) << operation->name;
+        }
+    }
+}
+
 TEST_F(Documents, BashCompletes)
 {
     std::ofstream(path("completion")) << succeed({ "completion", "bash" }).out;
