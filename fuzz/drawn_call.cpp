@@ -500,12 +500,17 @@ std::vector<Value> drawValues(const Operation& operation, Bytes& bytes, const Pa
 
 bool foretellsRefusal(const Operation& operation, const std::vector<Value>& values)
 {
+    const auto foretells = [&](const std::vector<Value>& given, const Refusal& refusal) {
+        // Colours that suit no picture fail a batch only when one of its files is a picture.
+        if (operation.room == Room::Importops && refusal.argument == "color_space") return false;
+        // Some operations have an answer to a picture without pixels.
+        const Image* image = CallView(operation, given).image(refusal.argument);
+        return !image || image->shape.samples() > 0;
+    };
     const auto objects = [&](const std::vector<Value>& given) {
         const auto refusals = check(operation, given);
-        // Colours that suit no picture fail a batch only when one of its files is a picture.
-        const bool batch = operation.room == Room::Importops;
-        return std::ranges::any_of(
-            refusals, [&](const Refusal& refusal) { return !batch || refusal.argument != "color_space"; });
+        return std::ranges::any_of(refusals,
+                                   [&](const Refusal& refusal) { return foretells(given, refusal); });
     };
     return objects(values) && objects(asRead(operation, values));
 }
