@@ -33,10 +33,13 @@ constexpr Argument matcherArguments[] = {
 bool isBest(const CallView& call) { return call.text("mode") == "Best Match"; }
 constexpr Constraint matcherConstraints[] = {
     { "matcher", "a matcher for numbers: the Hamming ones take only bits",
-      [](const CallView& call) { return call.text("matcher").find("Hamming") == Word::npos; } },
+      [](const CallView& call) {
+          return call.length("query") == 0 || call.text("matcher").find("Hamming") == Word::npos;
+      } },
     { "matcher", "a brute-force matcher when a mask is used",
       [](const CallView& call) {
-          return !call.boolean("use_mask") || call.text("matcher") != "FlannBased";
+          return call.length("query") == 0 || !call.boolean("use_mask")
+              || call.text("matcher") != "FlannBased";
       } },
     { "parameter", "from 1 to the number of train descriptors in the mode \"Best Match\"",
       [](const CallView& call) {

@@ -11,6 +11,8 @@
 #include <numeric>
 #include <vector>
 
+#include <algorithm>
+
 namespace miravex {
 
 namespace {
@@ -82,16 +84,15 @@ HostErrorCode writeChainCodes(LibraryData data, const std::vector<Contour>& cont
 /// coordinates that no int holds.
 bool readContour(LibraryData data, KTensor tensor, Contour& contour)
 {
-    constexpr float beyond = 2147483648.0F;
+    // Compared before they are narrowed: a little more would round up to a float that no int holds.
+    constexpr double least = -2147483648.0, greatest = 2147483520.0;
+    const auto fits = [](double value) { return value >= least && value <= greatest; };
     const auto elements = realElements(data, tensor);
-    if (!elements) return false;
+    if (!elements || !std::ranges::all_of(*elements, fits)) return false;
     contour.reserve(elements->size() / 2);
-    for (std::size_t i = 0; i + 1 < elements->size(); i += 2) {
-        const float x = static_cast<float>((*elements)[i]);
-        const float y = static_cast<float>((*elements)[i + 1]);
-        if (!(x >= -beyond && x < beyond && y >= -beyond && y < beyond)) return false;
-        contour.emplace_back(cvRound(x), cvRound(y));
-    }
+    for (std::size_t i = 0; i + 1 < elements->size(); i += 2)
+        contour.emplace_back(cvRound(static_cast<float>((*elements)[i])),
+                             cvRound(static_cast<float>((*elements)[i + 1])));
     return true;
 }
 

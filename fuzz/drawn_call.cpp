@@ -40,6 +40,17 @@ constexpr std::pair<std::string_view, std::string_view> usualExtensions[] = {
     { "film", ".avi" },
 };
 
+/// Accepted values whose work, by its nature, takes minutes even on the smallest inputs: drawn no larger.
+struct Costly {
+    std::string_view operation;
+    std::string_view argument;
+    int64_t most;
+};
+constexpr Costly costlyIntegers[] = {
+    { "SuperResolution", "scale", 3 },
+    { "CalibrateDebevec", "samples", 64 },
+};
+
 constexpr PixelType pixelTypes[] = { PixelTypeByte, PixelTypeReal32, PixelTypeBit16, PixelTypeReal,
                                      PixelTypeBit };
 constexpr ColorSpace colorSpaces[] = { ColorSpaceGray, ColorSpaceRGB, ColorSpaceUnspecified, 2, -1, 255 };
@@ -162,6 +173,16 @@ private:
     }
 
     Value drawInteger(const Argument& argument)
+    {
+        const int64_t drawn = anyInteger(argument);
+        for (const Costly& costly : costlyIntegers)
+            if (costly.operation == operation_.name && costly.argument == argument.name
+                && static_cast<double>(drawn) <= argument.maximum.value)
+                return std::min(drawn, costly.most);
+        return drawn;
+    }
+
+    int64_t anyInteger(const Argument& argument)
     {
         if (leaves()) {
             const Bound& bound = bytes_.next() % 2 == 0 ? argument.minimum : argument.maximum;
@@ -447,6 +468,29 @@ bool guardsIntact(const Value& value)
     return true;
 }
 
+/// The values as operations may read them: integers cut to 32 bits, reals narrowed to floats, lists flat
+/// whatever their shape, and empty lists of either kind alike.
+std::vector<Value> asRead(const Operation& operation, std::vector<Value> values)
+{
+    for (std::size_t i = 0; i < values.size() && i < operation.arguments.size(); ++i) {
+        if (auto* integer = std::get_if<int64_t>(&values[i])) *integer = static_cast<int32_t>(*integer);
+        if (auto* real = std::get_if<double>(&values[i])) *real = static_cast<float>(*real);
+        auto* tensor = std::get_if<TensorPointer>(&values[i]);
+        if (!tensor || !*tensor) continue;
+        const Argument& argument = operation.arguments[i];
+        if ((*tensor)->elementType == TensorTypeReal) {
+            *tensor = makeRealTensor((*tensor)->dimensions, (*tensor)->reals());
+            for (double& element : (*tensor)->reals()) element = static_cast<float>(element);
+        } else {
+            *tensor = std::make_shared<Tensor>(**tensor);
+        }
+        if (argument.tensor.rank == 1) (*tensor)->dimensions = { (*tensor)->length() };
+        if ((*tensor)->length() == 0)
+            (*tensor)->elementType = argument.kind == Kind::RealTensor ? TensorTypeReal : TensorTypeInteger;
+    }
+    return values;
+}
+
 } // namespace
 
 std::vector<Value> drawValues(const Operation& operation, Bytes& bytes, const Paths& paths, Caps caps)
@@ -456,17 +500,19 @@ std::vector<Value> drawValues(const Operation& operation, Bytes& bytes, const Pa
 
 bool foretellsRefusal(const Operation& operation, const std::vector<Value>& values)
 {
+    const auto foretells = [&](const std::vector<Value>& given, const Refusal& refusal) {
+        // Colours that suit no picture fail a batch only when one of its files is a picture.
+        if (operation.room == Room::Importops && refusal.argument == "color_space") return false;
+        // Some operations have an answer to a picture without pixels.
+        const Image* image = CallView(operation, given).image(refusal.argument);
+        return !image || image->shape.samples() > 0;
+    };
     const auto objects = [&](const std::vector<Value>& given) {
         const auto refusals = check(operation, given);
-        // Colours that suit no picture fail a batch only when one of its files is a picture.
-        const bool batch = operation.room == Room::Importops;
-        return std::ranges::any_of(
-            refusals, [&](const Refusal& refusal) { return !batch || refusal.argument != "color_space"; });
+        return std::ranges::any_of(refusals,
+                                   [&](const Refusal& refusal) { return foretells(given, refusal); });
     };
-    std::vector<Value> cut = values;
-    for (Value& value : cut)
-        if (auto* integer = std::get_if<int64_t>(&value)) *integer = static_cast<int32_t>(*integer);
-    return objects(values) && objects(cut);
+    return objects(values) && objects(asRead(operation, values));
 }
 
 std::string brokenPromise(const Library& library, const Operation& operation,

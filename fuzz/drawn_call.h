@@ -27,8 +27,9 @@ using Paths = std::vector<std::string>;
 /// bounds, another rank, type or shape, a name that is nearly right, a null handle, a wrong count.
 std::vector<Value> drawValues(const Operation& operation, Bytes& bytes, const Paths& paths, Caps caps = {});
 
-/// True when the record foretells a refusal. Integers that the library cuts to 32 bits before it looks at
-/// them may be accepted where the record, which sees all 64, objects: those calls are not foretold.
+/// True when the record foretells a refusal. Where the record objects only because it sees all 64 bits of an
+/// integer, of which the library reads 32, digits of a real that it narrows to a float, or the shape of a
+/// list that it reads flat, nothing is foretold.
 bool foretellsRefusal(const Operation& operation, const std::vector<Value>& values);
 
 /// Makes the call and returns what broke a promise, in words, or nothing: a status other than 0 and 6, 0

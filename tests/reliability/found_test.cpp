@@ -1,6 +1,8 @@
 #include "fuzz/sample_files.h"
 #include "tests/host_check.h"
 
+#include <cmath>
+
 /// What the fuzzers found, kept.
 namespace miravex::test {
 
@@ -17,6 +19,18 @@ TEST(Found, RadianceFilesDoNotOverrunAGraySlot) // OpenCV reads them in colour e
     EXPECT_EQ(outcome.tensor().length(), 0);
     EXPECT_TRUE(slots->block.intact());
     for (const float sample : slots->floats()) EXPECT_EQ(sample, slots->floats()[0]);
+}
+
+TEST(Found, ContourCoordinatesEndWhereTheRecordSays) // beyond, they narrowed to one that an int holds
+{
+    const auto contour = [](double last) {
+        return makeRealTensor({ 3, 2 }, std::vector { 0.0, 0.0, 9.0, 0.0, 0.0, last });
+    };
+    for (const double edge : { 2147483520.0, -2147483648.0 }) {
+        succeed("MatchShapes", { contour(edge), contour(5), "I1" });
+        expectRefused("MatchShapes", { contour(std::nextafter(edge, 2 * edge)), contour(5), "I1" });
+        expectRefused("MatchShapes", { contour(5), contour(std::nextafter(edge, 2 * edge)), "I1" });
+    }
 }
 
 } // namespace miravex::test

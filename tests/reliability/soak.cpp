@@ -3,6 +3,7 @@
 #include "host/catalog.h"
 
 #include <fmt/format.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -50,6 +51,8 @@ std::size_t entriesOf(const char* folder)
 
 /// What the process holds at one moment.
 struct Holding {
+    // What malloc keeps for later is given up first: left are the objects that are still there.
+    int trimmed = malloc_trim(0);
     double memory = residentMebibytes();
     std::size_t files = entriesOf("/proc/self/fd");
     std::size_t threads = entriesOf("/proc/self/task");
@@ -58,8 +61,18 @@ struct Holding {
 struct Tally {
     int64_t accepted = 0;
     int64_t refused = 0;
+    std::pair<double, std::string> slowest; ///< seconds, and the call
+    std::vector<double> secondsOf = std::vector<double>(catalog().size());
+    double seconds = 0;
     std::vector<int64_t> acceptedOf = std::vector<int64_t>(catalog().size());
 };
+
+/// Slow operations sit out some of their turns, so that none takes more than its share of the time.
+bool sitsOut(std::size_t turn, const Tally& tally)
+{
+    constexpr double share = 0.04;
+    return tally.secondsOf[turn] > 1 + share * tally.seconds;
+}
 
 /// One call: the operations take turns, the seed decides the values. False when a promise was broken.
 bool callOnce(const Library& library, uint32_t number, Tally& tally)
@@ -69,9 +82,14 @@ bool callOnce(const Library& library, uint32_t number, Tally& tally)
     const auto source = fuzz::randomBytes(number, 512);
     fuzz::Bytes bytes(source);
     const auto values =
-        fuzz::drawValues(operation, bytes, fuzz::sampleFiles(), { .side = 24, .elements = 256 });
+        fuzz::drawValues(operation, bytes, fuzz::sampleFiles(), { .side = 24, .elements = 128 });
     Outcome outcome;
+    const auto start = std::chrono::steady_clock::now();
     const std::string broken = fuzz::brokenPromise(library, operation, values, &outcome);
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+    tally.secondsOf[turn] += taken.count();
+    tally.seconds += taken.count();
+    tally.slowest = std::max(tally.slowest, { taken.count(), fuzz::describeCall(operation, values) });
     if (outcome.ok()) {
         ++tally.accepted;
         ++tally.acceptedOf[turn];
@@ -114,8 +132,10 @@ int main(int argc, char** argv)
     const uint32_t report = std::max(calls / 10, 1U);
     Holding settled;
     const auto start = std::chrono::steady_clock::now();
-    for (uint32_t i = 0; i < calls; ++i) {
-        kept = callOnce(library, seed + i, tally) && kept;
+    uint32_t number = seed;
+    for (uint32_t i = 0; i < calls; ++i, ++number) {
+        while (sitsOut(number % catalog().size(), tally)) ++number;
+        kept = callOnce(library, number, tally) && kept;
         if (i + 1 == warmUp) settled = Holding();
         if ((i + 1) % report == 0) print(i + 1, Holding());
     }
@@ -127,6 +147,7 @@ int main(int argc, char** argv)
                "{} accepted, {} refused, {:.0f} s; memory {:+.2f} % since call {}; open files {:+d}\n",
                tally.accepted, tally.refused, taken.count(), 100 * growth, warmUp,
                static_cast<int>(end.files) - static_cast<int>(settled.files));
+    fmt::print(figures(), "slowest, {:.1f} s: {}\n", tally.slowest.first, tally.slowest.second);
     for (std::size_t i = 0; i < catalog().size(); ++i)
         if (tally.acceptedOf[i] == 0) fmt::print(figures(), "never accepted: {}\n", catalog()[i]->name);
     constexpr double allowed = 0.05;
