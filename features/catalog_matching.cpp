@@ -53,9 +53,11 @@ constexpr Constraint matcherConstraints[] = {
       } },
     { "query", "at most 2^26 pairs to keep (k for each, or all within a radius)",
       [](const CallView& call) {
-          const int64_t each =
-              isBest(call) ? static_cast<int64_t>(call.real("parameter")) : call.dimension("train", 0);
-          return limits::product({ call.dimension("query", 0), each }) <= limits::matchedPairs;
+          // In doubles: k may be anything here, and no integer then.
+          const double each =
+              isBest(call) ? call.real("parameter") : static_cast<double>(call.dimension("train", 0));
+          const double pairs = static_cast<double>(call.dimension("query", 0)) * each;
+          return !(pairs > static_cast<double>(limits::matchedPairs));
       } },
 };
 constexpr Result matcherResults[] = {

@@ -50,11 +50,16 @@ constexpr Argument pyrDownArguments[] = {
             "half of the image's rows, rounded up",
             [](const CallView& call) { return std::ceil(static_cast<double>(call.rows("image")) / 2); }),
 };
+/// In doubles, as below: twice a size that anybody may type need not fit an integer.
+bool isHalfOf(int64_t target, int64_t source)
+{
+    return std::abs(2.0 * static_cast<double>(target) - static_cast<double>(source)) <= 2;
+}
 constexpr Constraint pyrDownConstraints[] = {
     { "width", "a width that doubled is at most 2 off the image's columns",
-      [](const CallView& call) { return std::abs(2 * call.integer("width") - call.columns("image")) <= 2; } },
+      [](const CallView& call) { return isHalfOf(call.integer("width"), call.columns("image")); } },
     { "height", "a height that doubled is at most 2 off the image's rows",
-      [](const CallView& call) { return std::abs(2 * call.integer("height") - call.rows("image")) <= 2; } },
+      [](const CallView& call) { return isHalfOf(call.integer("height"), call.rows("image")); } },
 };
 constexpr Result pyrDownResults[] = { { ResultKind::Image,
                                         "height x width, same pixel type and colour space" } };
@@ -62,7 +67,11 @@ constexpr Word pyrDownLimits[] = { "The padding \"None\" is accepted and then re
 constexpr Word pyrDownWords[] = { "@photo" };
 constexpr Example pyrDownExamples[] = { { "A photo at half its size", pyrDownWords } };
 
-bool isDoubleOf(int64_t target, int64_t source) { return std::abs(target - 2 * source) <= target % 2; }
+bool isDoubleOf(int64_t target, int64_t source)
+{
+    return std::abs(static_cast<double>(target) - 2.0 * static_cast<double>(source))
+        <= static_cast<double>(target % 2);
+}
 
 constexpr Argument pyrUpArguments[] = {
     image("image", "picture to enlarge"),

@@ -33,4 +33,14 @@ TEST(Found, ContourCoordinatesEndWhereTheRecordSays) // beyond, they narrowed to
     }
 }
 
+TEST(Found, RecordsJudgeSizesThatCannotBeDoubled) // they overflowed
+{
+    const ImagePointer picture = imageOf(noise(8, 8, CV_8U));
+    for (const int64_t size : { INT64_MIN, INT64_MAX, INT64_MAX / 2 + 1 }) {
+        EXPECT_FALSE(check(record("PyrDown"), Values { picture, "Fixed", size, int64_t { 4 } }).empty())
+            << size;
+        EXPECT_FALSE(check(record("PyrUp"), Values { picture, int64_t { 16 }, size }).empty()) << size;
+    }
+}
+
 } // namespace miravex::test
