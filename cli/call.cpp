@@ -151,8 +151,7 @@ void addImages(const CallWords& words, Given& given, Notes& notes)
         }
         ImagePointer image = readImage(words, argument, files);
         const bool isFirst = std::ranges::none_of(words.operation->arguments, [&](const Argument& other) {
-            return other.kind == Kind::Image
-                && argumentIndex(*words.operation, other.name) < argumentIndex(*words.operation, name);
+            return other.kind == Kind::Image && &other < &argument; // the record's order
         });
         if (isFirst) given.picture = image;
         if (isPositional(argument)) image = asAsked(words, std::move(image));

@@ -84,6 +84,7 @@ bool isCommand(const std::string& word)
 [[noreturn]] void refuseUnknown(const std::string& word)
 {
     std::vector<std::string> known;
+    known.reserve(allCommands.size() + catalog().size());
     for (const Command& command : allCommands) known.emplace_back(command.name);
     for (const Operation* operation : catalog()) known.push_back(kebabCase(operation->name));
     const auto near = closest(word, known);
