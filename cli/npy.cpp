@@ -7,8 +7,9 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
-#include <regex>
+#include <optional>
 
 namespace miravex::cli {
 
@@ -36,30 +37,61 @@ struct Header {
     std::vector<int64_t> shape;
 };
 
-std::vector<int64_t> shapeOf(const std::string& text)
+/// What stands between the delimiters behind a key of the header: "<f8" for key "descr" and quotes.
+std::string_view entry(std::string_view text, std::string_view key, char open, char close)
+{
+    const std::size_t found = text.find(fmt::format("'{}':", key));
+    const std::size_t first =
+        text.find(open, found == std::string_view::npos ? found : found + key.size() + 3);
+    const std::size_t last = first == std::string_view::npos ? first : text.find(close, first + 1);
+    return last == std::string_view::npos ? std::string_view() : text.substr(first + 1, last - first - 1);
+}
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+/// "(2, 3)" without its brackets; nothing when it is no list of sizes.
+std::optional<std::vector<int64_t>> shapeOf(std::string_view text)
 {
     std::vector<int64_t> shape;
-    const std::regex number("[0-9]+");
-    for (std::sregex_iterator i(text.begin(), text.end(), number); i != std::sregex_iterator(); ++i)
-        shape.push_back(std::stoll(i->str()));
+    while (!text.empty()) {
+        if (!isDigit(text.front())) {
+            if (text.front() != ',' && text.front() != ' ') return std::nullopt;
+            text.remove_prefix(1);
+            continue;
+        }
+        int64_t size = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), size);
+        if (error != std::errc()) return std::nullopt;
+        shape.push_back(size);
+        text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+    }
     return shape;
+}
+
+/// "<f8": byte order, kind, bytes of an item.
+bool parseType(std::string_view text, Header& header)
+{
+    constexpr std::string_view orders = "<>|=", kinds = "biuf";
+    if (!text.empty() && orders.find(text.front()) != std::string_view::npos) {
+        header.order = text.front();
+        text.remove_prefix(1);
+    }
+    if (text.size() != 2 || kinds.find(text[0]) == std::string_view::npos || !isDigit(text[1])) return false;
+    header.kind = text[0];
+    header.itemBytes = static_cast<std::size_t>(text[1] - '0');
+    return true;
 }
 
 Header parseHeader(const std::string& path, const std::string& text)
 {
-    static const std::regex description("'descr': *'([<>|=]?)([biuf])([0-9]+)'");
-    static const std::regex order("'fortran_order': *(True|False)");
-    static const std::regex shape("'shape': *\\(([0-9, ]*)\\)");
-    std::smatch type, storage, sizes;
-    if (!std::regex_search(text, type, description) || !std::regex_search(text, storage, order)
-        || !std::regex_search(text, sizes, shape))
-        refuse(path, "its header describes no array of numbers");
     Header header;
-    header.order = type[1].length() > 0 ? type[1].str()[0] : '<';
-    header.kind = type[2].str()[0];
-    header.itemBytes = std::stoul(type[3].str());
-    header.columnMajor = storage[1] == "True";
-    header.shape = shapeOf(sizes[1]);
+    const auto shape = shapeOf(entry(text, "shape", '(', ')'));
+    const std::string_view order = entry(text, "fortran_order", ' ', ',');
+    if (!parseType(entry(text, "descr", '\'', '\''), header) || !shape
+        || (order != "True" && order != "False"))
+        refuse(path, "its header describes no array of numbers");
+    header.columnMajor = order == "True";
+    header.shape = *shape;
     return header;
 }
 
