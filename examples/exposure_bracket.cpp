@@ -146,9 +146,9 @@ int main(int argc, char** argv)
 
         const std::vector<std::pair<std::string, std::vector<double>>> mappings {
             { "basic", { 2.2 } },
-            { "Durand", { 1.5, 4, 1, 2, 2 } },
-            { "Drago", { 1.2, 1, 0.85 } },
-            { "Reinhard", { 1.5, 0, 0, 0 } },
+            { "Durand", { 2.2, 4, 1, 2, 2 } },
+            { "Drago", { 2.2, 1, 0.85 } },
+            { "Reinhard", { 2.2, 0, 0, 0 } },
             { "Mantiuk", { 2.2, 0.85, 1.2 } },
         };
         for (const auto& [method, parameters] : mappings) {

@@ -98,6 +98,21 @@ inline cv::Mat toneLuminance(const cv::Mat& source, cv::Mat& rescaled)
     return luminance;
 }
 
+/// False when no pixel can come out black: none has all its samples near the least of the picture. A glance
+/// that saves most pictures the full look.
+inline bool mayHoldBlack(const cv::Mat& source)
+{
+    double least = 0, most = 0;
+    cv::minMaxLoc(source.reshape(1), &least, &most);
+    const double dark = least + 1e-5 * (most - least);
+    for (int y = 0; y < source.rows; ++y) {
+        const auto* row = source.ptr<cv::Vec3f>(y);
+        for (int x = 0; x < source.cols; ++x)
+            if (!(row[x][0] > dark) && !(row[x][1] > dark) && !(row[x][2] > dark)) return true;
+    }
+    return false;
+}
+
 /// True when some pixel has a positive, finite luminance.
 inline bool hasLight(const cv::Mat& luminance)
 {
@@ -112,11 +127,14 @@ inline bool hasLight(const cv::Mat& luminance)
 /// and a picture without any light is refused by both versions.
 inline void tonemapByLuminance(cv::Tonemap& mapper, float saturation, const cv::Mat& source, cv::Mat& result)
 {
+    if (divisionByZeroGivesZero || saturation == 0 || !detail::mayHoldBlack(source)) {
+        mapper.process(source, result);
+        return;
+    }
     cv::Mat rescaled;
     const cv::Mat luminance = detail::toneLuminance(source, rescaled);
     const cv::Mat black = luminance == 0;
-    if (divisionByZeroGivesZero || saturation == 0 || cv::countNonZero(black) == 0
-        || !detail::hasLight(luminance)) {
+    if (cv::countNonZero(black) == 0 || !detail::hasLight(luminance)) {
         mapper.process(source, result);
         return;
     }
@@ -129,9 +147,9 @@ inline void tonemapByLuminance(cv::Tonemap& mapper, float saturation, const cv::
 inline void tonemapByRange(cv::Tonemap& mapper, const cv::Mat& source, cv::Mat& result)
 {
     mapper.process(source, result);
+    if (divisionByZeroGivesZero || cv::checkRange(result)) return;
     cv::Mat rescaled;
-    if (!divisionByZeroGivesZero && !detail::hasLight(detail::toneLuminance(source, rescaled)))
-        cv::patchNaNs(result, 0);
+    if (!detail::hasLight(detail::toneLuminance(source, rescaled))) cv::patchNaNs(result, 0);
 }
 
 /// Sets the response of intensities that occur in no exposure to 0. OpenCV 4 divides by how often they occur

@@ -203,9 +203,9 @@ constexpr Word toneLimits[] = {
     "\"Drago\" and \"Mantiuk\" of a picture without any light are OpenCV errors.",
 };
 constexpr Word dragoWords[] = { "@hdr" };
-constexpr Word durandWords[] = { "@hdr", "--method", "Durand", "--parameters", "1.5,4,1,2,2" };
-constexpr Word reinhardWords[] = { "@hdr", "--method", "Reinhard", "--parameters", "1.5,0,0.8,0" };
-constexpr Word mantiukWords[] = { "@hdr", "--method", "Mantiuk", "--parameters", "1.5,0.85,1.2" };
+constexpr Word durandWords[] = { "@hdr", "--method", "Durand", "--parameters", "2.2,4,1,2,2" };
+constexpr Word reinhardWords[] = { "@hdr", "--method", "Reinhard", "--parameters", "2.2,0,0,0" };
+constexpr Word mantiukWords[] = { "@hdr", "--method", "Mantiuk", "--parameters", "2.2,0.85,1.2" };
 constexpr Word basicWords[] = { "@hdr", "--method", "basic", "--parameters", "2.2" };
 constexpr Example toneExamples[] = {
     { "Drago: adaptive logarithm", dragoWords },   { "Durand: bilateral base and detail", durandWords },
