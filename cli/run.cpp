@@ -31,7 +31,7 @@ std::string extensionFor(const CallWords& words, const Result& result)
 
 std::string undrawable(const CallWords& words, const Result& result)
 {
-    const std::string text =
+    std::string text =
         fmt::format("the result of {} can't be drawn with --overlay", kebabCase(words.operation->name));
     if (result.layout != Layout::Matches) return text;
     return text

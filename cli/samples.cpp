@@ -66,7 +66,7 @@ public:
 
     static cv::Mat picture(const char* name, int flags = cv::IMREAD_COLOR)
     {
-        const cv::Mat read = cv::imread(document(name).front(), flags);
+        cv::Mat read = cv::imread(document(name).front(), flags);
         if (read.empty()) throw MissingSample(fmt::format("{} cannot be read", name));
         return read;
     }

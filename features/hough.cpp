@@ -17,12 +17,19 @@ namespace miravex {
 
 namespace {
 
+/// Range of the distances of lines from the origin, in pixels, as OpenCV sizes it. In floating point: a host
+/// may claim any size before its samples are asked for.
+double distanceRange(int64_t rows, int64_t columns)
+{
+    return 2 * (static_cast<double>(rows) + static_cast<double>(columns)) + 1;
+}
+
 /// True when the accumulator over half a turn, sized as OpenCV sizes it, is within bounds and filling it is
 /// foreseeable. Resolutions that give no size at all (0, negative, NaN) have none.
 bool accumulatorFits(int64_t rows, int64_t columns, double rho, double theta)
 {
     if (!(rho > 0) || !(theta > 0)) return false;
-    const double distances = static_cast<double>(2 * (rows + columns) + 1) / rho + 2;
+    const double distances = distanceRange(rows, columns) / rho + 2;
     const double angles = CV_PI / theta + 2;
     const double pixels = static_cast<double>(rows) * static_cast<double>(columns);
     return distances * angles <= static_cast<double>(limits::houghCounters)
@@ -162,7 +169,7 @@ HostErrorCode houghLinesP(LibraryData data, KImage image, double rho, double the
     const int64_t columns = images.imageGetColumnCount(image);
     if (!accumulatorFits(rows, columns, rho, theta)) return StatusFunctionError;
     // With less than one step of distance OpenCV counts outside its accumulator.
-    if (rho > static_cast<double>(2 * (rows + columns) + 1)) return StatusFunctionError;
+    if (rho > distanceRange(rows, columns)) return StatusFunctionError;
 
     cv::Mat picture;
     if (!imageToMat(images, image, picture, CV_8U)) return StatusFunctionError;

@@ -47,40 +47,63 @@ bool isThere(const std::filesystem::path& path)
     return std::filesystem::exists(path, error);
 }
 
-/// Name of a file of this process in the folder for temporary files.
-std::string temporaryName(std::string_view name)
-{
-    return (std::filesystem::temp_directory_path() / fmt::format("miravex-{}-{}", getpid(), name)).string();
-}
+/// A file of this process in the folder for temporary files, removed when the process ends.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(std::string_view name)
+        : path_(
+            (std::filesystem::temp_directory_path() / fmt::format("miravex-{}-{}", getpid(), name)).string())
+    {
+    }
+    ~TemporaryFile()
+    {
+        std::error_code error;
+        std::filesystem::remove(path_, error);
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    [[nodiscard]] const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
 
 /// A small picture, written once per process.
-std::string smallPicture()
-{
-    static const std::string path = [] {
-        std::string name = temporaryName("picture.png");
-        cv::imwrite(name, cv::Mat(12, 16, CV_8UC3, cv::Scalar(40, 90, 200)));
-        std::atexit([] { std::filesystem::remove(smallPicture()); });
-        return name;
-    }();
-    return path;
-}
+class SmallPicture : public TemporaryFile {
+public:
+    SmallPicture()
+        : TemporaryFile("picture.png")
+    {
+        cv::imwrite(path(), cv::Mat(12, 16, CV_8UC3, cv::Scalar(40, 90, 200)));
+    }
+};
 
 /// A film of a few small frames, written once per process.
-std::string shortFilm()
-{
-    static const std::string path = [] {
-        std::string name = temporaryName("film.avi");
-        cv::VideoWriter writer(name, cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 10, cv::Size(32, 24));
+class ShortFilm : public TemporaryFile {
+public:
+    ShortFilm()
+        : TemporaryFile("film.avi")
+    {
+        cv::VideoWriter writer(path(), cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 10, cv::Size(32, 24));
         for (int i = 0; i < 8; ++i) {
             cv::Mat frame(24, 32, CV_8UC3, cv::Scalar::all(40));
             frame(cv::Rect(4 + i, 6, 10, 10)).setTo(cv::Scalar(200, 150, 90));
             writer.write(frame);
         }
-        writer.release();
-        std::atexit([] { std::filesystem::remove(shortFilm()); });
-        return name;
-    }();
-    return path;
+    }
+};
+
+std::string smallPicture()
+{
+    static const SmallPicture file;
+    return file.path();
+}
+
+std::string shortFilm()
+{
+    static const ShortFilm file;
+    return file.path();
 }
 
 /// A file that an operation can read in the place of its `position`th path; empty when there is none.
