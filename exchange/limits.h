@@ -15,13 +15,14 @@ namespace miravex::limits {
 /// of one core. Only calls whose parameters, not their pictures, make them endless come near it.
 inline constexpr int64_t work = int64_t { 1 } << 42;
 
-/// Product of factors of at least 0, or the largest integer when it does not fit.
+/// Product of factors, or the largest integer when it does not fit or a factor is below 0, as only a host
+/// that forges sizes gives it.
 constexpr int64_t product(std::initializer_list<int64_t> factors)
 {
+    constexpr int64_t most = std::numeric_limits<int64_t>::max();
     int64_t result = 1;
     for (const int64_t factor : factors) {
-        if (factor > 0 && result > std::numeric_limits<int64_t>::max() / factor)
-            return std::numeric_limits<int64_t>::max();
+        if (factor < 0 || (factor > 0 && result > most / factor)) return most;
         result *= factor;
     }
     return result;
@@ -67,12 +68,13 @@ constexpr bool padsTo(int64_t rows, int64_t columns, int64_t channels, int64_t e
 
 // --- photo ----------------------------------------------------------------------------------------------
 
-/// Sum of terms of at least 0, or the largest integer when it does not fit.
+/// Sum of terms, likewise.
 constexpr int64_t sum(std::initializer_list<int64_t> terms)
 {
+    constexpr int64_t most = std::numeric_limits<int64_t>::max();
     int64_t result = 0;
     for (const int64_t term : terms) {
-        if (term > std::numeric_limits<int64_t>::max() - result) return std::numeric_limits<int64_t>::max();
+        if (term < 0 || term > most - result) return most;
         result += term;
     }
     return result;

@@ -25,7 +25,8 @@ int64_t freemanCode(cv::Point step)
     constexpr int64_t noStep = 8;
     constexpr std::array<std::array<int64_t, 3>, 3> codes { { { 5, 6, 7 }, { 4, noStep, 0 }, { 3, 2, 1 } } };
     if (step.x < -1 || step.x > 1 || step.y < -1 || step.y > 1) return noStep;
-    return codes[static_cast<std::size_t>(step.y + 1)][static_cast<std::size_t>(step.x + 1)];
+    const int row = step.y + 1, column = step.x + 1;
+    return codes[static_cast<std::size_t>(row)][static_cast<std::size_t>(column)];
 }
 
 std::size_t pointCount(const std::vector<Contour>& contours)

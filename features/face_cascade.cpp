@@ -22,7 +22,8 @@ constexpr int64_t keepSize = -1;
 double shrinkFactor(int64_t rows, int64_t columns, int64_t targetSize)
 {
     const int64_t smaller = std::min(rows, columns);
-    return smaller > targetSize ? static_cast<double>(smaller / targetSize) : 1.0;
+    const int64_t quotient = smaller / targetSize;
+    return smaller > targetSize ? static_cast<double>(quotient) : 1.0;
 }
 
 /// True when looking at the picture at every size that the factor steps through is foreseeable, in memory and

@@ -39,7 +39,8 @@ void ForwardLogPolarTables::operator()(int first, cv::Mat& mapX, cv::Mat& mapY) 
     const double* cosines = cosines_.data();
     const double* sines = sines_.data();
     for (int i = 0; i < mapX.rows; ++i) {
-        const double radius = radii_[static_cast<std::size_t>(first + i)];
+        const int row = first + i;
+        const double radius = radii_[static_cast<std::size_t>(row)];
         float* __restrict x = mapX.ptr<float>(i);
         float* __restrict y = mapY.ptr<float>(i);
         for (int u = 0; u < mapX.cols; ++u) {
@@ -64,7 +65,8 @@ InverseLogPolarTables::InverseLogPolarTables(cv::Size size, cv::Point2d centre, 
 void InverseLogPolarTables::operator()(int first, cv::Mat& mapX, cv::Mat& mapY)
 {
     const double columnsPerRadian = size_.width / fullTurn;
-    const double angleOrigin = size_.width / 2 - 0.5;
+    const int halfTurn = size_.width / 2; // whole columns
+    const double angleOrigin = halfTurn - 0.5;
     const double bottom = size_.height - 0.5;
     const double magnitude = magnitude_;
     const double* angles = angles_.data();

@@ -18,11 +18,20 @@ namespace {
 /// Largest distance between two 8-bit colours, rounded: 255 times the square root of 3.
 constexpr double colorDistanceRange = 441.0;
 
+/// Sizes that no matrix has are those of a host that forges them.
+bool isSide(int64_t size) { return size >= 0 && size <= INT32_MAX; }
+
 /// True when a pyramid step down may turn `source` pixels into `target`.
-bool isHalfOf(int target, int64_t source) { return std::abs(2 * int64_t { target } - source) <= 2; }
+bool isHalfOf(int target, int64_t source)
+{
+    return isSide(source) && std::abs(2 * int64_t { target } - source) <= 2;
+}
 
 /// True when a pyramid step up may turn `source` pixels into `target`: twice, or one off for an odd target.
-bool isDoubleOf(int target, int64_t source) { return std::abs(target - 2 * source) <= target % 2; }
+bool isDoubleOf(int target, int64_t source)
+{
+    return isSide(source) && std::abs(target - 2 * source) <= target % 2;
+}
 
 /// Samples that mean shift visits at most: every pixel looks at its whole window in every iteration.
 int64_t meanShiftWork(const ImageServices& images, KImage image, double spatialRadius, int64_t iterations)
@@ -32,7 +41,8 @@ int64_t meanShiftWork(const ImageServices& images, KImage image, double spatialR
     const auto reach = [&](int64_t side) {
         return spatialRadius < static_cast<double>(side) ? 2 * static_cast<int64_t>(spatialRadius) + 1 : side;
     };
-    const int64_t window = std::min(reach(rows), rows) * std::min(reach(columns), columns);
+    const int64_t window =
+        limits::product({ std::min(reach(rows), rows), std::min(reach(columns), columns) });
     return limits::product({ rows, columns, window, std::clamp<int64_t>(iterations, 1, 100) });
 }
 
