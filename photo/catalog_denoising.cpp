@@ -33,7 +33,8 @@ constexpr Argument searchWindow =
 constexpr Argument frame = integer("frame", "which frame to denoise, counted from 1")
                                .from(1)
                                .byDefault("the middle frame", [](const CallView& call) {
-                                   return static_cast<double>((call.slices("frames") + 1) / 2);
+                                   const int64_t middle = (call.slices("frames") + 1) / 2;
+                                   return static_cast<double>(middle);
                                });
 constexpr Argument temporalWindow =
     integer("temporal_window", "how many frames around the frame are searched, itself included")
