@@ -78,7 +78,7 @@ std::string shellQuoted(std::string_view text)
     return result + "'";
 }
 
-/// Text in the brackets of a zsh specification.
+/// Text in the brackets of an argument that zsh completes.
 std::string bracketed(std::string_view text)
 {
     std::string result;
