@@ -16,8 +16,6 @@ namespace miravex::bench {
 
 namespace {
 
-constexpr double wrapperTarget = 1.05;
-
 struct Size {
     const char* name;
     int rows, columns;
@@ -52,7 +50,7 @@ void keypoints(const Size& size)
     const auto described = [&](const char* name, auto make) {
         ratio(fmt::format("{}, {}", name, size.name),
               operationWith(name, { { "image", imageOf(picture) }, { "mode", text("detectAndCompute") } }),
-              describing(picture, make), wrapperTarget);
+              describing(picture, make), wrapperGoal);
     };
     described("Akaze", [] { return cv::AKAZE::create(); });
     described("Brisk", [] { return cv::BRISK::create(); });
@@ -84,7 +82,7 @@ void shapes(const Size& size)
             cv::MSER::create()->detectRegions(picture, regions, boxes);
             keep(boxes);
         },
-        wrapperTarget);
+        wrapperGoal);
     cv::Mat edges;
     cv::Canny(picture, edges, 50, 150);
     ratio(
@@ -95,7 +93,7 @@ void shapes(const Size& size)
             cv::HoughLines(edges, lines, 1, CV_PI / 180, 200);
             keep(lines);
         },
-        wrapperTarget);
+        wrapperGoal);
 }
 
 void matching()
@@ -117,7 +115,7 @@ void matching()
             cv::DescriptorMatcher::create("BruteForce")->knnMatch(queries, trained, matches, 1);
             keep(matches);
         },
-        wrapperTarget);
+        wrapperGoal);
 }
 
 } // namespace

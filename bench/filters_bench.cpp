@@ -17,8 +17,6 @@ namespace miravex::bench {
 
 namespace {
 
-constexpr double wrapperTarget = 1.05;
-
 struct Size {
     const char* name;
     int rows, columns;
@@ -70,7 +68,7 @@ void neighbourhoods(const Size& size)
             cv::sepFilter2D(reals, out, -1, blurTaps(), blurTaps());
             keep(out.data);
         },
-        wrapperTarget);
+        wrapperGoal);
 
     const cv::Mat kernel = noise(31, 31, CV_8U);
     ratio(
@@ -85,7 +83,7 @@ void neighbourhoods(const Size& size)
             cv::subtract(cv::Mat::ones(out.size(), out.type()), out, out);
             keep(out.data);
         },
-        wrapperTarget);
+        wrapperGoal);
 
     ratio(
         named("dilation, radius 5", size), operation("Dilation", { imageOf(colors), int64_t { 5 } }),
@@ -94,7 +92,7 @@ void neighbourhoods(const Size& size)
             cv::dilate(colors, out, cv::getStructuringElement(cv::MORPH_RECT, cv::Size(11, 11)));
             keep(out.data);
         },
-        wrapperTarget);
+        wrapperGoal);
 
     ratio(named("image-pad, 100 pixels", size),
           operation("ImagePad",
@@ -118,7 +116,7 @@ void colors(const Size& size)
             cv::cvtColor(gray, out, cv::COLOR_BayerBG2RGB);
             keep(out.data);
         },
-        wrapperTarget);
+        wrapperGoal);
     for (const char* name : { "Decolor", "Color_Boost" })
         ratio(
             named(name, size), operation(name, { imageOf(colors) }),
@@ -127,13 +125,13 @@ void colors(const Size& size)
                 cv::decolor(colors, first, second);
                 keep(second.data);
             },
-            wrapperTarget);
+            wrapperGoal);
 
     const cv::Mat a = noise(size.rows, size.columns, CV_32F, 1),
                   b = noise(size.rows, size.columns, CV_32F, 2);
     ratio(
         named("phase-correlate", size), operation("PhaseCorrelate", { imageOf(a), imageOf(b), emptyList() }),
-        [a, b] { keep(cv::phaseCorrelate(a, b)); }, wrapperTarget);
+        [a, b] { keep(cv::phaseCorrelate(a, b)); }, wrapperGoal);
 }
 
 void geometry(const Size& size)
@@ -157,7 +155,7 @@ void geometry(const Size& size)
             cv::flip(out, out, 0);
             keep(out.data);
         },
-        wrapperTarget);
+        wrapperGoal);
 
     const auto [x, y] = ripples(size.rows, size.columns);
     ratio(
@@ -172,7 +170,7 @@ void geometry(const Size& size)
             cv::remap(colors, out, mapX, mapY, cv::INTER_LINEAR);
             keep(out.data);
         },
-        wrapperTarget);
+        wrapperGoal);
 
     const double magnitude = 0.14 * size.columns;
     ratio(
@@ -186,7 +184,7 @@ void geometry(const Size& size)
             cv::logPolar(colors, out, centre, magnitude, cv::INTER_LINEAR + cv::WARP_FILL_OUTLIERS);
             keep(out.data);
         },
-        wrapperTarget);
+        wrapperGoal);
 }
 
 /// The whole operation, tables included, against cv::remap alone with tables that are there already.
@@ -210,18 +208,17 @@ void logPolarTables(const Size& size)
                                 : rho * std::sin(theta) + size.rows / 2.0 - 0.5);
                 }
             }
-            ratio(
-                fmt::format("log-polar-remap, {}, {} channels, {} against remap alone",
-                            inverse ? "inverse" : "forward", picture.channels(), size.name),
-                operation("LogPolarRemap",
-                          { imageOf(picture), emptyList(), magnitude, std::string("Linear"),
-                            std::string("Constant"), realList({ 0, 0, 0 }), inverse }),
-                [picture, mapX, mapY] {
-                    cv::Mat out;
-                    cv::remap(picture, out, mapX, mapY, cv::INTER_LINEAR);
-                    keep(out.data);
-                },
-                inverse ? 2.0 : 1.1);
+            ratio(fmt::format("log-polar-remap, {}, {} channels, {} against remap alone",
+                              inverse ? "inverse" : "forward", picture.channels(), size.name),
+                  operation("LogPolarRemap",
+                            { imageOf(picture), emptyList(), magnitude, std::string("Linear"),
+                              std::string("Constant"), realList({ 0, 0, 0 }), inverse }),
+                  [picture, mapX, mapY] {
+                      cv::Mat out;
+                      cv::remap(picture, out, mapX, mapY, cv::INTER_LINEAR);
+                      keep(out.data);
+                  },
+                  { .most = inverse ? 2.0 : 1.1, .threads = 1 });
         }
     }
 }
@@ -247,7 +244,7 @@ void binarization(const Size& size)
                 subtractByBlurs(picture, window, 0.9, 0.2);
                 keep(picture.data);
             },
-            1 / 1.8);
+            { .most = 1 / 1.8 });
 
         const ImagePointer image = imageOf(gray);
         ratio(fmt::format("local-adaptive-binarize, radius {}, {} against plain calls", radius, size.name),

@@ -1,5 +1,6 @@
 #include "exchange/image_to_mat.h"
 
+#include "exchange/matrix_memory.h"
 #include "exchange/working_image.h"
 
 #include <cstring>
@@ -12,6 +13,7 @@ bool imageToMat(const ImageServices& images, KImage image, cv::Mat& out, int req
     if (!working.suitable()) return false;
 
     std::size_t bytes = 0;
+    useLargePages(out);
     if (working.fits() && working.rank() == 2) {
         out.create(working.rows(), working.columns(), working.matrixType());
         bytes = working.sliceBytes();

@@ -14,6 +14,15 @@
 /// works around with the same result, stands here; elsewhere the code reads the same for both.
 namespace miravex::compat {
 
+// --- shared ---------------------------------------------------------------------------------------------
+
+/// How OpenCV's allocators are told what memory is for: a plain int in 3.4.
+#if CV_VERSION_MAJOR < 4
+using AccessFlags = int;
+#else
+using AccessFlags = cv::AccessFlag;
+#endif
+
 // --- filters --------------------------------------------------------------------------------------------
 
 /// cv::pyrUp with its default border. At an odd width OpenCV leaves the last column of pictures with several

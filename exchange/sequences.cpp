@@ -1,6 +1,7 @@
 #include "exchange/sequences.h"
 
 #include "exchange/mat_to_image.h"
+#include "exchange/matrix_memory.h"
 
 #include <algorithm>
 
@@ -11,6 +12,7 @@ bool copySliceToMat(const ImageServices& images, KImage workingImage, cv::Mat& o
 {
     const PixelType type = pixelTypeOfDepth(depth);
     if (type < 0) return false;
+    useLargePages(out);
     out.create(rows, columns, CV_MAKETYPE(depth, channels));
     if (out.empty()) return true;
     std::uint8_t* samples = sampleBytes(images, workingImage, type);

@@ -7,11 +7,10 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <array>
 #include <numeric>
 #include <vector>
-
-#include <algorithm>
 
 namespace miravex {
 
@@ -57,7 +56,7 @@ HostErrorCode writePoints(LibraryData data, const std::vector<Contour>& contours
 }
 
 /// Codes of one contour, as many as points. The last is not that of the closing step but of the way from the
-/// first point to the last: hosts undo it.
+/// first point to the last, on purpose.
 void addCodes(const Contour& contour, std::vector<int64_t>& codes)
 {
     for (std::size_t i = 1; i < contour.size(); ++i)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "exchange/matrix_memory.h"
+
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -19,7 +21,8 @@ cv::Mat remapByStrips(const cv::Mat& source, int interpolation, int border, cons
     const int pixels = pixelsPerThread * std::clamp(cv::getNumThreads(), 1, 64);
     const int height = std::clamp(pixels / std::max(source.cols, 1), 1, std::max(source.rows, 1));
 
-    cv::Mat result(source.size(), source.type());
+    cv::Mat result = resultMatrix();
+    result.create(source.size(), source.type());
     cv::Mat mapX(height, source.cols, CV_32F), mapY(height, source.cols, CV_32F);
     for (int first = 0; first < source.rows; first += height) {
         const cv::Range strip(first, std::min(first + height, source.rows));

@@ -3,6 +3,7 @@
 #include "exchange/image_to_mat.h"
 #include "exchange/limits.h"
 #include "exchange/mat_to_image.h"
+#include "exchange/matrix_memory.h"
 #include "exchange/opencv_compat.h"
 #include "filters/named_methods.h"
 
@@ -80,7 +81,7 @@ HostErrorCode pyrDown(LibraryData data, KImage image, const char* padding, int64
     if (!isHalfOf(size.width, images.imageGetColumnCount(image))) return StatusFunctionError;
     if (!isHalfOf(size.height, images.imageGetRowCount(image))) return StatusFunctionError;
 
-    cv::Mat source, half;
+    cv::Mat source, half = resultMatrix();
     if (!imageToMat(images, image, source, anyType)) return StatusFunctionError;
     cv::pyrDown(source, half, size, border);
     return matToImage(images, half, result, pixelType, colorSpace) ? StatusOk : StatusFunctionError;
@@ -97,7 +98,7 @@ HostErrorCode pyrUp(LibraryData data, KImage image, int64_t width, int64_t heigh
     if (!isDoubleOf(size.width, images.imageGetColumnCount(image))) return StatusFunctionError;
     if (!isDoubleOf(size.height, images.imageGetRowCount(image))) return StatusFunctionError;
 
-    cv::Mat source, doubled;
+    cv::Mat source, doubled = resultMatrix();
     if (!imageToMat(images, image, source, anyType)) return StatusFunctionError;
     compat::pyrUp(source, doubled, size);
     return matToImage(images, doubled, result, pixelType, colorSpace) ? StatusOk : StatusFunctionError;

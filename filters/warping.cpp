@@ -1,6 +1,7 @@
 #include "filters/filters.h"
 
 #include "exchange/mat_to_image.h"
+#include "exchange/matrix_memory.h"
 #include "filters/flat_image.h"
 #include "filters/named_methods.h"
 #include "filters/remap.h"
@@ -54,7 +55,7 @@ HostErrorCode imagePerspectiveTransformation(LibraryData data, KImage image, KTe
     if (!fill || !elements) return StatusFunctionError;
     cv::Mat transform(3, 3, CV_64F, elements->data());
 
-    cv::Mat matrix, warped;
+    cv::Mat matrix, warped = resultMatrix();
     if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
     const bool changesNothing = isIdentity(transform);
     // In the host's own tensor, as it expects, whatever comes of the warp.

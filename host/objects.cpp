@@ -1,5 +1,7 @@
 #include "host/objects.h"
 
+#include "exchange/large_pages.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -120,6 +122,7 @@ Block Block::zeroed(std::size_t bytes)
 {
     auto* memory = static_cast<std::byte*>(std::calloc(bytes + 2 * guardBytes, 1));
     if (!memory) throw std::bad_alloc();
+    adviseLargePages(memory, bytes + 2 * guardBytes);
     std::fill_n(memory, guardBytes, guardPattern);
     std::fill_n(memory + guardBytes + bytes, guardBytes, guardPattern);
     Block block;

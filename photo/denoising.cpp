@@ -2,6 +2,7 @@
 
 #include "exchange/image_to_mat.h"
 #include "exchange/limits.h"
+#include "exchange/matrix_memory.h"
 #include "exchange/sequences.h"
 #include "photo/results.h"
 
@@ -94,7 +95,7 @@ HostErrorCode fastNlMeansDenoising(LibraryData data, KImage image, double streng
     if (channels == 3 ? colorSpace != ColorSpaceRGB : channels != 1 && channels != 2)
         return StatusFunctionError;
 
-    cv::Mat source, denoised;
+    cv::Mat source, denoised = resultMatrix();
     if (!imageToMat(images, image, source, CV_8U)) return StatusFunctionError;
     if (!windows.bounded(source, source.channels())) return StatusFunctionError;
     cv::fastNlMeansDenoising(source, denoised, strengthOf(strength), windows.patch, windows.search);
@@ -113,7 +114,7 @@ HostErrorCode fastNlMeansDenoisingColored(LibraryData data, KImage image, double
     const Windows windows(templateWindow, searchWindow);
     if (!windows.odd() || !isRgbBytes(pixelType, channels, colorSpace)) return StatusFunctionError;
 
-    cv::Mat source, denoised;
+    cv::Mat source, denoised = resultMatrix();
     if (!imageToMat(images, image, source, CV_8U)) return StatusFunctionError;
     if (!windows.bounded(source, 2)) return StatusFunctionError; // lightness alone, then both colours
     cv::fastNlMeansDenoisingColored(source, denoised, strengthOf(strength), strengthOf(colorStrength),
@@ -137,7 +138,7 @@ HostErrorCode fastNlMeansDenoisingMulti(LibraryData data, KImage image, int64_t 
     if (!imageSlicesToMats(images, image, frames, anyType, everySlice)) return StatusFunctionError;
     if (frames.empty() || !windows.bounded(frames.front(), frames.front().channels()))
         return StatusFunctionError;
-    cv::Mat denoised;
+    cv::Mat denoised = resultMatrix();
     cv::fastNlMeansDenoisingMulti(frames, denoised, static_cast<int>(index), windows.temporal,
                                   strengthOf(strength), windows.patch, windows.search);
     return returnImage(images, denoised, result);
@@ -157,7 +158,7 @@ HostErrorCode fastNlMeansDenoisingColoredMulti(LibraryData data, KImage image, i
     std::vector<cv::Mat> frames;
     if (!imageSlicesToMats(images, image, frames, CV_8U, everySlice)) return StatusFunctionError;
     if (frames.empty() || !windows.bounded(frames.front(), 2)) return StatusFunctionError;
-    cv::Mat denoised;
+    cv::Mat denoised = resultMatrix();
     cv::fastNlMeansDenoisingColoredMulti(frames, denoised, static_cast<int>(index), windows.temporal,
                                          strengthOf(strength), strengthOf(colorStrength), windows.patch,
                                          windows.search);

@@ -1,6 +1,7 @@
 #include "photo/photo.h"
 
 #include "exchange/image_to_mat.h"
+#include "exchange/matrix_memory.h"
 #include "photo/filter_names.h"
 #include "photo/results.h"
 
@@ -12,17 +13,29 @@ namespace {
 
 constexpr int unknownFilter = 0;
 
-bool acceptsSigmas(float spatialSigma, float rangeSigma)
-{
-    return spatialSigma >= 0 && spatialSigma <= 200 && rangeSigma >= 0 && rangeSigma <= 1;
-}
+/// How far a filter reaches, in pixels and in samples, as OpenCV takes it.
+struct Sigmas {
+    float spatial;
+    float range;
 
-/// The queries and checks that all three operations make after the check of the rank.
-bool accepts(const ImageServices& images, KImage image, float spatialSigma, float rangeSigma)
+    Sigmas(double spatialSigma, double rangeSigma)
+        : spatial(static_cast<float>(spatialSigma))
+        , range(static_cast<float>(rangeSigma))
+    {
+    }
+
+    [[nodiscard]] bool bounded() const { return spatial >= 0 && spatial <= 200 && range >= 0 && range <= 1; }
+};
+
+/// What all three operations ask and check first: a 2D image of three channels of bytes, sigmas in range.
+bool accepts(LibraryData data, KImage image, const Sigmas& sigmas)
 {
+    if (!data || !image) return false;
+    const ImageServices& images = *data->imageServices;
+    if (images.imageGetRank(image) != 2) return false;
     const PixelType pixelType = images.imageGetPixelType(image);
     const int64_t channels = images.imageGetChannels(image);
-    return pixelType == PixelTypeByte && channels == 3 && acceptsSigmas(spatialSigma, rangeSigma);
+    return pixelType == PixelTypeByte && channels == 3 && sigmas.bounded();
 }
 
 } // namespace
@@ -30,51 +43,36 @@ bool accepts(const ImageServices& images, KImage image, float spatialSigma, floa
 HostErrorCode detailEnhance(LibraryData data, KImage image, double spatialSigma, double rangeSigma,
                             KImage* result)
 {
-    if (!data || !image) return StatusFunctionError;
-    const ImageServices& images = *data->imageServices;
-    if (images.imageGetRank(image) != 2) return StatusFunctionError;
-    const float spatial = static_cast<float>(spatialSigma);
-    const float range = static_cast<float>(rangeSigma);
-    if (!accepts(images, image, spatial, range)) return StatusFunctionError;
-
-    cv::Mat source, enhanced;
-    if (!imageToMat(images, image, source, anyType)) return StatusFunctionError;
-    cv::detailEnhance(source, enhanced, spatial, range);
-    return returnImage(images, enhanced, result);
+    const Sigmas sigmas(spatialSigma, rangeSigma);
+    if (!accepts(data, image, sigmas)) return StatusFunctionError;
+    cv::Mat source, enhanced = resultMatrix();
+    if (!imageToMat(*data->imageServices, image, source, anyType)) return StatusFunctionError;
+    cv::detailEnhance(source, enhanced, sigmas.spatial, sigmas.range);
+    return returnImage(*data->imageServices, enhanced, result);
 }
 
 HostErrorCode edgePreservingFilter(LibraryData data, KImage image, const char* filter, double spatialSigma,
                                    double rangeSigma, KImage* result)
 {
-    if (!data || !image) return StatusFunctionError;
-    const ImageServices& images = *data->imageServices;
-    if (images.imageGetRank(image) != 2) return StatusFunctionError;
-    const float spatial = static_cast<float>(spatialSigma);
-    const float range = static_cast<float>(rangeSigma);
-    if (!accepts(images, image, spatial, range)) return StatusFunctionError;
+    const Sigmas sigmas(spatialSigma, rangeSigma);
+    if (!accepts(data, image, sigmas)) return StatusFunctionError;
     const int flag = valueOf(edgeFilters, filter, unknownFilter);
     if (flag == unknownFilter) return StatusFunctionError;
-
     cv::Mat matrix;
-    if (!imageToMat(images, image, matrix, anyType)) return StatusFunctionError;
-    cv::edgePreservingFilter(matrix, matrix, flag, spatial, range);
-    return returnImage(images, matrix, result);
+    if (!imageToMat(*data->imageServices, image, matrix, anyType)) return StatusFunctionError;
+    cv::edgePreservingFilter(matrix, matrix, flag, sigmas.spatial, sigmas.range);
+    return returnImage(*data->imageServices, matrix, result);
 }
 
 HostErrorCode stylization(LibraryData data, KImage image, double spatialSigma, double rangeSigma,
                           KImage* result)
 {
-    if (!data || !image) return StatusFunctionError;
-    const ImageServices& images = *data->imageServices;
-    if (images.imageGetRank(image) != 2) return StatusFunctionError;
-    const float spatial = static_cast<float>(spatialSigma);
-    const float range = static_cast<float>(rangeSigma);
-    if (!accepts(images, image, spatial, range)) return StatusFunctionError;
-
-    cv::Mat source, stylized;
-    if (!imageToMat(images, image, source, anyType)) return StatusFunctionError;
-    cv::stylization(source, stylized, spatial, range);
-    return returnImage(images, stylized, result);
+    const Sigmas sigmas(spatialSigma, rangeSigma);
+    if (!accepts(data, image, sigmas)) return StatusFunctionError;
+    cv::Mat source, stylized = resultMatrix();
+    if (!imageToMat(*data->imageServices, image, source, anyType)) return StatusFunctionError;
+    cv::stylization(source, stylized, sigmas.spatial, sigmas.range);
+    return returnImage(*data->imageServices, stylized, result);
 }
 
 } // namespace miravex

@@ -1,5 +1,6 @@
 #include "photo/photo.h"
 
+#include "exchange/matrix_memory.h"
 #include "photo/exposures.h"
 #include "photo/results.h"
 
@@ -41,7 +42,7 @@ HostErrorCode merge(LibraryData data, KImage image, KTensor exposures, KTensor r
     const cv::Ptr<Merger> merger = create();
     std::vector<cv::Mat> frames;
     if (!bracketToMats(images, image, frames)) return StatusFunctionError;
-    cv::Mat merged;
+    cv::Mat merged = resultMatrix();
     if (curve->empty())
         merger->process(frames, merged, bracket.times());
     else
@@ -78,7 +79,7 @@ HostErrorCode mergeMertens(LibraryData data, KImage image, KImage* result)
         cv::createMergeMertens(contrastWeight, saturationWeight, exposureWeight);
     std::vector<cv::Mat> frames;
     if (!bracketToMats(images, image, frames, anyType)) return StatusFunctionError;
-    cv::Mat merged;
+    cv::Mat merged = resultMatrix();
     merger->process(frames, merged);
     return returnImage(images, merged, result, PixelTypeReal32);
 }

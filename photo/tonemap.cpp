@@ -2,6 +2,7 @@
 
 #include "exchange/image_to_mat.h"
 #include "exchange/limits.h"
+#include "exchange/matrix_memory.h"
 #include "exchange/opencv_compat.h"
 #include "exchange/tensors.h"
 #include "photo/durand.h"
@@ -75,7 +76,7 @@ HostErrorCode tonemap(LibraryData data, KImage image, const char* method, KTenso
         && (given->size() != toneDefaults(mapping).size() || !acceptsToneParameters(mapping, *given)))
         return StatusFunctionError;
 
-    cv::Mat source, mapped;
+    cv::Mat source, mapped = resultMatrix();
     if (!imageToMat(images, image, source, anyType) || source.dims != 2) return StatusFunctionError;
     if (!map(mapping, parametersOf(mapping, *given), source, mapped)) return StatusFunctionError;
     return returnImage(images, mapped, result);
