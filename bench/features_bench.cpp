@@ -49,17 +49,19 @@ void keypoints(const Size& size)
     const cv::Mat picture = smooth(size.rows, size.columns, CV_8U);
     const auto described = [&](const char* name, auto make) {
         ratio(fmt::format("{}, {}", name, size.name),
-              operationWith(name, { { "image", imageOf(picture) }, { "mode", text("detectAndCompute") } }),
+              operationWith(name,
+                            { { "image", imageOfMatrix(picture) }, { "mode", text("detectAndCompute") } }),
               describing(picture, make), wrapperGoal);
     };
     described("Akaze", [] { return cv::AKAZE::create(); });
     described("Brisk", [] { return cv::BRISK::create(); });
     described("Orb", [] { return cv::ORB::create(500, 1.2F, 8, 31, 0, 2, cv::ORB::HARRIS_SCORE, 31, 20); });
-    ratio(fmt::format("Fast, {}", size.name), operationWith("Fast", { { "image", imageOf(picture) } }), [=] {
-        std::vector<cv::KeyPoint> found;
-        cv::FastFeatureDetector::create(20, true)->detect(picture, found);
-        keep(found);
-    });
+    ratio(fmt::format("Fast, {}", size.name), operationWith("Fast", { { "image", imageOfMatrix(picture) } }),
+          [=] {
+              std::vector<cv::KeyPoint> found;
+              cv::FastFeatureDetector::create(20, true)->detect(picture, found);
+              keep(found);
+          });
 }
 
 void shapes(const Size& size)
@@ -67,7 +69,7 @@ void shapes(const Size& size)
     const cv::Mat picture = smooth(size.rows, size.columns, CV_8U);
     const cv::Mat binary = picture > 128;
     ratio(fmt::format("FindContours, {}", size.name),
-          operationWith("FindContours", { { "image", imageOf(binary) } }), [=] {
+          operationWith("FindContours", { { "image", imageOfMatrix(binary) } }), [=] {
               std::vector<std::vector<cv::Point>> contours;
               std::vector<cv::Vec4i> hierarchy;
               cv::findContours(binary, contours, hierarchy, cv::RETR_TREE, cv::CHAIN_APPROX_SIMPLE);
@@ -75,7 +77,7 @@ void shapes(const Size& size)
           });
     ratio(
         fmt::format("MserDetect, {}", size.name),
-        operationWith("MserDetect", { { "image", imageOf(picture) } }),
+        operationWith("MserDetect", { { "image", imageOfMatrix(picture) } }),
         [=] {
             std::vector<std::vector<cv::Point>> regions;
             std::vector<cv::Rect> boxes;
@@ -87,7 +89,7 @@ void shapes(const Size& size)
     cv::Canny(picture, edges, 50, 150);
     ratio(
         fmt::format("HoughLines, {}", size.name),
-        operationWith("HoughLines", { { "image", imageOf(edges) }, { "threshold", int64_t { 200 } } }),
+        operationWith("HoughLines", { { "image", imageOfMatrix(edges) }, { "threshold", int64_t { 200 } } }),
         [=] {
             std::vector<cv::Vec2f> lines;
             cv::HoughLines(edges, lines, 1, CV_PI / 180, 200);

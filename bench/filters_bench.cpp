@@ -61,8 +61,9 @@ void neighbourhoods(const Size& size)
 
     ratio(
         named("image-convolve, 9 x 9 taps", size),
-        operation("ImageConvolve",
-                  { imageOf(reals), realList(blurTaps()), realList(blurTaps()), std::string("Reflected") }),
+        operation(
+            "ImageConvolve",
+            { imageOfMatrix(reals), realList(blurTaps()), realList(blurTaps()), std::string("Reflected") }),
         [reals] {
             cv::Mat out;
             cv::sepFilter2D(reals, out, -1, blurTaps(), blurTaps());
@@ -74,8 +75,8 @@ void neighbourhoods(const Size& size)
     ratio(
         named("image-correlate, 31 x 31 kernel", size),
         operation("ImageCorrelate",
-                  { imageOf(gray), imageOf(kernel), std::string("CorrelationDistance"), std::string("Fixed"),
-                    0.0 }),
+                  { imageOfMatrix(gray), imageOfMatrix(kernel), std::string("CorrelationDistance"),
+                    std::string("Fixed"), 0.0 }),
         [gray, kernel] {
             cv::Mat out;
             cv::copyMakeBorder(gray, out, 15, 15, 15, 15, cv::BORDER_REPLICATE);
@@ -86,7 +87,7 @@ void neighbourhoods(const Size& size)
         wrapperGoal);
 
     ratio(
-        named("dilation, radius 5", size), operation("Dilation", { imageOf(colors), int64_t { 5 } }),
+        named("dilation, radius 5", size), operation("Dilation", { imageOfMatrix(colors), int64_t { 5 } }),
         [colors] {
             cv::Mat out;
             cv::dilate(colors, out, cv::getStructuringElement(cv::MORPH_RECT, cv::Size(11, 11)));
@@ -96,8 +97,8 @@ void neighbourhoods(const Size& size)
 
     ratio(named("image-pad, 100 pixels", size),
           operation("ImagePad",
-                    { imageOf(colors), int64_t { 100 }, int64_t { 100 }, int64_t { 100 }, int64_t { 100 },
-                      std::string("Reflected"), emptyList() }),
+                    { imageOfMatrix(colors), int64_t { 100 }, int64_t { 100 }, int64_t { 100 },
+                      int64_t { 100 }, std::string("Reflected"), emptyList() }),
           [colors] {
               cv::Mat out;
               cv::copyMakeBorder(colors, out, 100, 100, 100, 100, cv::BORDER_REFLECT_101);
@@ -110,7 +111,8 @@ void colors(const Size& size)
     const cv::Mat gray = smooth(size.rows, size.columns, CV_8U),
                   colors = smooth(size.rows, size.columns, CV_8UC3);
     ratio(
-        named("image-demosaic", size), operation("imageDemosaic", { imageOf(gray), std::string("RGGB") }),
+        named("image-demosaic", size),
+        operation("imageDemosaic", { imageOfMatrix(gray), std::string("RGGB") }),
         [gray] {
             cv::Mat out;
             cv::cvtColor(gray, out, cv::COLOR_BayerBG2RGB);
@@ -119,7 +121,7 @@ void colors(const Size& size)
         wrapperGoal);
     for (const char* name : { "Decolor", "Color_Boost" })
         ratio(
-            named(name, size), operation(name, { imageOf(colors) }),
+            named(name, size), operation(name, { imageOfMatrix(colors) }),
             [colors] {
                 cv::Mat first, second;
                 cv::decolor(colors, first, second);
@@ -130,7 +132,8 @@ void colors(const Size& size)
     const cv::Mat a = noise(size.rows, size.columns, CV_32F, 1),
                   b = noise(size.rows, size.columns, CV_32F, 2);
     ratio(
-        named("phase-correlate", size), operation("PhaseCorrelate", { imageOf(a), imageOf(b), emptyList() }),
+        named("phase-correlate", size),
+        operation("PhaseCorrelate", { imageOfMatrix(a), imageOfMatrix(b), emptyList() }),
         [a, b] { keep(cv::phaseCorrelate(a, b)); }, wrapperGoal);
 }
 
@@ -144,7 +147,7 @@ void geometry(const Size& size)
     // The call rewrites its homography, so each gets its own.
     ratio(
         named("image-perspective-transformation", size),
-        [colors, homography, image = imageOf(colors)] {
+        [colors, homography, image = imageOfMatrix(colors)] {
             operation("ImagePerspectiveTransformation",
                       { image, homography(), std::string("Linear"), std::string("Constant"),
                         realList({ 0, 0, 0 }) })();
@@ -161,8 +164,8 @@ void geometry(const Size& size)
     ratio(
         named("remap-tensor", size),
         operation("RemapTensor",
-                  { imageOf(colors), std::string("Linear"), std::string("Constant"), realList({ 0, 0, 0 }),
-                    tensorOf(x), tensorOf(y) }),
+                  { imageOfMatrix(colors), std::string("Linear"), std::string("Constant"),
+                    realList({ 0, 0, 0 }), tensorOf(x), tensorOf(y) }),
         [colors, x = x, y = y] {
             cv::Mat mapX, mapY, out;
             x.convertTo(mapX, CV_32F);
@@ -176,7 +179,7 @@ void geometry(const Size& size)
     ratio(
         named("log-polar-cv", size),
         operation("LogPolarCV",
-                  { imageOf(colors), emptyList(), magnitude, std::string("Linear"), true, false }),
+                  { imageOfMatrix(colors), emptyList(), magnitude, std::string("Linear"), true, false }),
         [colors, magnitude] {
             cv::Mat out;
             const cv::Point2f centre(static_cast<float>(colors.cols) / 2,
@@ -211,7 +214,7 @@ void logPolarTables(const Size& size)
             ratio(fmt::format("log-polar-remap, {}, {} channels, {} against remap alone",
                               inverse ? "inverse" : "forward", picture.channels(), size.name),
                   operation("LogPolarRemap",
-                            { imageOf(picture), emptyList(), magnitude, std::string("Linear"),
+                            { imageOfMatrix(picture), emptyList(), magnitude, std::string("Linear"),
                               std::string("Constant"), realList({ 0, 0, 0 }), inverse }),
                   [picture, mapX, mapY] {
                       cv::Mat out;
@@ -246,7 +249,7 @@ void binarization(const Size& size)
             },
             { .most = 1 / 1.8 });
 
-        const ImagePointer image = imageOf(gray);
+        const ImagePointer image = imageOfMatrix(gray);
         ratio(fmt::format("local-adaptive-binarize, radius {}, {} against plain calls", radius, size.name),
               operation(
                   "LocalAdaptiveBinarize",

@@ -55,11 +55,12 @@ MIRAVEX_BENCH(smallest)
     // A picture of one pixel: what is left beside OpenCV is the frame, the exchange and the host's own
     // bookkeeping.
     const cv::Mat pixel = noise(1, 1, CV_8U);
-    ratio("median-filter, 1 pixel", operation("MedianFilter", { imageOf(pixel), int64_t { 1 } }), [pixel] {
-        cv::Mat out;
-        cv::medianBlur(pixel, out, 3);
-        keep(out.data);
-    });
+    ratio("median-filter, 1 pixel", operation("MedianFilter", { imageOfMatrix(pixel), int64_t { 1 } }),
+          [pixel] {
+              cv::Mat out;
+              cv::medianBlur(pixel, out, 3);
+              keep(out.data);
+          });
 }
 
 } // namespace miravex::bench

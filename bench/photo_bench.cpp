@@ -45,7 +45,7 @@ void mapping(const std::string& method, const cv::Ptr<cv::Tonemap>& direct)
     const cv::Mat picture = radiance(800, 1000);
     ratio(
         "tonemap " + method + ", 0.8 megapixel",
-        operation("Tonemap", { imageOf(picture), method, emptyList() }),
+        operation("Tonemap", { imageOfMatrix(picture), method, emptyList() }),
         [=] {
             cv::Mat out;
             direct->process(picture, out);
@@ -63,7 +63,7 @@ MIRAVEX_BENCH(denoising)
     ratio(
         "fast-nl-means-denoising-colored, 0.12 megapixel",
         operation("FastNlMeansDenoisingColored",
-                  { imageOf(picture), 10.0, 10.0, int64_t { 7 }, int64_t { 21 } }),
+                  { imageOfMatrix(picture), 10.0, 10.0, int64_t { 7 }, int64_t { 21 } }),
         [=] {
             cv::Mat out;
             cv::fastNlMeansDenoisingColored(picture, out, 10, 10, 7, 21);
@@ -74,7 +74,7 @@ MIRAVEX_BENCH(denoising)
         "fast-nl-means-denoising-multi, 0.06 megapixel x 3",
         operation(
             "FastNlMeansDenoisingMulti",
-            { sequenceOf(sequence), int64_t { 2 }, int64_t { 3 }, 10.0, int64_t { 7 }, int64_t { 21 } }),
+            { imageOfFrames(sequence), int64_t { 2 }, int64_t { 3 }, 10.0, int64_t { 7 }, int64_t { 21 } }),
         [=] {
             cv::Mat out;
             cv::fastNlMeansDenoisingMulti(sequence, out, 1, 3, 10, 7, 21);
@@ -87,7 +87,7 @@ MIRAVEX_BENCH(detail)
 {
     const cv::Mat picture = smooth(800, 1000, CV_8UC3);
     ratio(
-        "detail-enhance, 0.8 megapixel", operation("DetailEnhance", { imageOf(picture), 10.0, 0.15 }),
+        "detail-enhance, 0.8 megapixel", operation("DetailEnhance", { imageOfMatrix(picture), 10.0, 0.15 }),
         [=] {
             cv::Mat out;
             cv::detailEnhance(picture, out, 10, 0.15F);
@@ -96,7 +96,8 @@ MIRAVEX_BENCH(detail)
         wrapperGoal);
     ratio(
         "edge-preserving-filter, 0.8 megapixel",
-        operation("EdgePreservingFilter", { imageOf(picture), std::string("RECURS_FILTER"), 60.0, 0.4 }),
+        operation("EdgePreservingFilter",
+                  { imageOfMatrix(picture), std::string("RECURS_FILTER"), 60.0, 0.4 }),
         [=] {
             cv::Mat out = picture.clone();
             cv::edgePreservingFilter(out, out, cv::RECURS_FILTER, 60, 0.4F);
@@ -104,7 +105,7 @@ MIRAVEX_BENCH(detail)
         },
         wrapperGoal);
     ratio(
-        "stylization, 0.8 megapixel", operation("Stylization", { imageOf(picture), 60.0, 0.45 }),
+        "stylization, 0.8 megapixel", operation("Stylization", { imageOfMatrix(picture), 60.0, 0.45 }),
         [=] {
             cv::Mat out;
             cv::stylization(picture, out, 60, 0.45F);
@@ -116,7 +117,7 @@ MIRAVEX_BENCH(detail)
 MIRAVEX_BENCH(exposure)
 {
     const std::vector<cv::Mat> bracket = frames(4, 600, 800, CV_8UC3);
-    const ImagePointer image = sequenceOf(bracket);
+    const ImagePointer image = imageOfFrames(bracket);
     ratio(
         "align-mtb, 0.5 megapixel x 4", operation("AlignMTB", { image, int64_t { 5 }, int64_t { 4 } }),
         [=] {
@@ -168,14 +169,15 @@ MIRAVEX_BENCH(tone)
     mapping("Drago", cv::createTonemapDrago(1, 1, 0.85F));
     mapping("Reinhard", cv::createTonemapReinhard(1, 0, 1, 0));
     mapping("Mantiuk", cv::createTonemapMantiuk(1, 0.7F, 1));
-    duration("tonemap Durand, 0.8 megapixel",
-             operation("Tonemap", { imageOf(radiance(800, 1000)), std::string("Durand"), emptyList() }));
+    duration(
+        "tonemap Durand, 0.8 megapixel",
+        operation("Tonemap", { imageOfMatrix(radiance(800, 1000)), std::string("Durand"), emptyList() }));
 }
 
 MIRAVEX_BENCH(flow)
 {
     const std::vector<cv::Mat> pair = frames(2, 300, 400, CV_8U);
-    const ImagePointer image = sequenceOf(pair);
+    const ImagePointer image = imageOfFrames(pair);
     ratio(
         "optical-flow-farneback, 0.12 megapixel",
         operation("OpticalFlowFarneback",

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 
 namespace miravex::bench {
@@ -113,36 +112,6 @@ void measureDuration(benchmark::State& state, const Work& subject, std::optional
     if (target) state.counters["target_ns"] = *target;
 }
 
-PixelType pixelTypeOf(const cv::Mat& matrix)
-{
-    switch (matrix.depth()) {
-    case CV_8U: return PixelTypeByte;
-    case CV_16U: return PixelTypeBit16;
-    case CV_32F: return PixelTypeReal32;
-    default: return PixelTypeReal;
-    }
-}
-
-ImagePointer imageOfFrames(std::span<const cv::Mat> frames, int64_t slices,
-                           std::optional<ColorSpace> colorSpace)
-{
-    const cv::Mat& first = frames.front();
-    const ColorSpace usual = first.channels() == 1 ? ColorSpaceGray
-        : first.channels() == 3                    ? ColorSpaceRGB
-                                                   : ColorSpaceUnspecified;
-    const ImageShape shape {
-        .rows = first.rows, .columns = first.cols, .channels = first.channels(), .slices = slices
-    };
-    ImagePointer image = makeImage(shape, pixelTypeOf(first), colorSpace.value_or(usual));
-    std::byte* target = image->block.data();
-    for (const cv::Mat& frame : frames) {
-        const cv::Mat whole = frame.isContinuous() ? frame : frame.clone();
-        std::memcpy(target, whole.data, whole.total() * whole.elemSize());
-        target += whole.total() * whole.elemSize();
-    }
-    return image;
-}
-
 } // namespace
 
 void ratio(std::string name, Work subject, Work baseline, Goal goal)
@@ -182,16 +151,6 @@ Work operation(std::string_view name, std::vector<Value> values)
         fmt::print(stderr, "{} was refused: {}\n", record->name, outcome.openCvError);
         std::exit(1);
     };
-}
-
-ImagePointer imageOf(const cv::Mat& matrix, std::optional<ColorSpace> colorSpace)
-{
-    return imageOfFrames({ &matrix, 1 }, 0, colorSpace);
-}
-
-ImagePointer sequenceOf(const std::vector<cv::Mat>& frames, std::optional<ColorSpace> colorSpace)
-{
-    return imageOfFrames(frames, static_cast<int64_t>(frames.size()), colorSpace);
 }
 
 cv::Mat noise(int rows, int columns, int type, uint64_t seed)

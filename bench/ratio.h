@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/library.h"
+#include "host/matrices.h"
 
 #include <opencv2/core.hpp>
 
@@ -18,7 +19,7 @@
 ///     {
 ///         const cv::Mat picture = noise(1000, 1000, CV_8UC3);
 ///         ratio("median-filter, 1 megapixel",
-///               operation("MedianFilter", { imageOf(picture), int64_t { 3 } }),
+///               operation("MedianFilter", { imageOfMatrix(picture), int64_t { 3 } }),
 ///               [=] { cv::Mat out; cv::medianBlur(picture, out, 7); });
 ///     }
 namespace miravex::bench {
@@ -49,12 +50,6 @@ Work operation(std::string_view name, std::vector<Value> values);
 
 /// The library that is measured.
 const Library& library();
-
-/// A host image over a copy of a matrix's samples: gray or RGB by its channels unless told otherwise.
-ImagePointer imageOf(const cv::Mat& matrix, std::optional<ColorSpace> colorSpace = {});
-
-/// A 3D image whose slices are the matrices.
-ImagePointer sequenceOf(const std::vector<cv::Mat>& frames, std::optional<ColorSpace> colorSpace = {});
 
 /// A picture full of uniform noise, the same for the same seed; smooth() is the same, blurred into blobs.
 cv::Mat noise(int rows, int columns, int type, uint64_t seed = 1);

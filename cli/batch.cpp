@@ -5,6 +5,7 @@
 #include "cli/pictures.h"
 #include "cli/progress.h"
 #include "cli/tensors.h"
+#include "cli/text.h"
 #include "host/catalog.h"
 #include "host/draw.h"
 
@@ -33,11 +34,6 @@ struct Report {
     bool interrupted = false;
 };
 
-bool isPicture(const Result& result)
-{
-    return result.kind == ResultKind::Image || result.kind == ResultKind::Sequence;
-}
-
 /// Folders stand for the pictures in them, in order of their names.
 std::vector<std::string> expanded(const std::vector<std::string>& words)
 {
@@ -60,8 +56,8 @@ std::vector<std::string> expanded(const std::vector<std::string>& words)
 /// The form of one result: as asked; else pictures keep their format where it can hold the result.
 std::string extensionFor(const CallWords& words, const Result& result, const std::string& input)
 {
-    if (!words.format.empty()) return words.format.starts_with('.') ? words.format : "." + words.format;
-    if (!isPicture(result)) return ".json";
+    if (!words.format.empty()) return words.extension();
+    if (!isPicture(result.kind)) return ".json";
     if (result.kind == ResultKind::Sequence) return ".tiff";
     const std::string extension = extensionOf(input);
     return isPictureExtension(extension) && extension != ".avi" ? extension : ".png";
@@ -98,12 +94,12 @@ void checkBatch(const CallWords& words, const Result& result, const std::vector<
     if (words.output.empty() || words.output == standardStream)
         throw Failure(ExitStatus::Usage, "a batch needs a folder for its results: -o FOLDER");
     if (tasks.empty()) throw Failure(ExitStatus::Usage, "a batch needs pictures, or folders that hold some");
-    if (!words.overlay.empty() && (isPicture(result) || !canDraw(result.layout)))
+    if (!words.overlay.empty() && (isPicture(result.kind) || !canDraw(result.layout)))
         throw Failure(ExitStatus::Usage,
                       fmt::format("the result of {} can't be drawn with --overlay", operation));
     for (const Task& task : tasks) {
         const std::string extension = extensionOf(task.output);
-        if (isPicture(result) ? !isPictureExtension(extension) : !isNumbersExtension(extension))
+        if (isPicture(result.kind) ? !isPictureExtension(extension) : !isNumbersExtension(extension))
             throw Failure(ExitStatus::Usage,
                           fmt::format("cannot write the result of {} as \"{}\"", operation, extension));
         if (!force && fs::exists(task.output))
@@ -121,6 +117,15 @@ void performTask(const Library& library, CallWords words, const Task& task, cons
     if (!task.overlay.empty()) writeOverlay(performed, words, task.overlay, session.settings.force, notes);
 }
 
+/// True when a picture is to blame for a refusal, so that another one may pass.
+bool concernsPicture(const Operation& operation, const Failure& failure)
+{
+    return std::ranges::any_of(failure.refusals(), [&](const Refusal& refusal) {
+        const int index = argumentIndex(operation, refusal.argument);
+        return index >= 0 && operation.arguments[static_cast<std::size_t>(index)].kind == Kind::Image;
+    });
+}
+
 Report performAll(const CallWords& words, const std::vector<Task>& tasks, const Session& session)
 {
     const Library library;
@@ -135,15 +140,9 @@ Report performAll(const CallWords& words, const std::vector<Task>& tasks, const 
             report.done.push_back(task);
         } catch (const Failure& failure) {
             // What the record refuses in the options, it refuses for every file.
-            const bool sameForAll = failure.status() == ExitStatus::Usage && report.done.empty()
-                && std::ranges::none_of(failure.refusals(), [&](const Refusal& refusal) {
-                                        return words.operation
-                                                   ->arguments[static_cast<std::size_t>(std::max(
-                                                       0, argumentIndex(*words.operation, refusal.argument)))]
-                                                   .kind
-                                            == Kind::Image;
-                                    });
-            if (sameForAll) throw;
+            const bool sameForAll =
+                failure.status() == ExitStatus::Usage && !concernsPicture(*words.operation, failure);
+            if (sameForAll && report.done.empty()) throw;
             report.failed.emplace_back(task.input, failure.what());
         }
         progress.advance();
@@ -167,7 +166,7 @@ nlohmann::ordered_json jsonOf(const CallWords& words, const Report& report)
 void tellReport(const CallWords& words, const Report& report, std::size_t total, const Settings& settings)
 {
     if (settings.json) {
-        fmt::print("{}\n", jsonOf(words, report).dump());
+        fmt::print("{}\n", jsonText(jsonOf(words, report)));
         return;
     }
     for (const auto& [file, reason] : report.failed) fmt::print(stderr, "miravex: {}: {}\n", file, reason);

@@ -49,6 +49,12 @@ struct CallWords {
     bool gray = false;
     int64_t frames = 0; ///< read at most; 0 for all
     bool help = false;
+
+    /// The format with its dot, or nothing.
+    [[nodiscard]] std::string extension() const
+    {
+        return format.empty() || format.starts_with('.') ? format : "." + format;
+    }
 };
 
 /// Sorts the words that follow the operation's name. Throws a usage failure, with what may have been meant.

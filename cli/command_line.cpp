@@ -3,6 +3,7 @@
 #include "cli/commands.h"
 #include "cli/interrupt.h"
 #include "cli/load.h"
+#include "cli/text.h"
 #include "host/catalog.h"
 
 #include <opencv2/core.hpp>
@@ -61,7 +62,7 @@ void tellFailure(const Failure& failure, bool asJson)
                                      { "value", refusal.value },
                                      { "expected", refusal.expected },
                                      { "suggestion", refusal.suggestion } });
-    fmt::print(stderr, "{}\n", json.dump());
+    fmt::print(stderr, "{}\n", jsonText(json));
 }
 
 void printOverview()

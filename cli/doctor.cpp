@@ -1,5 +1,6 @@
 #include "cli/commands.h"
 #include "cli/samples.h"
+#include "cli/text.h"
 #include "host/catalog.h"
 #include "host/exports.h"
 #include "host/library.h"
@@ -170,7 +171,7 @@ ExitStatus runDoctor(const Session& session)
         else
             fmt::print("{:<8}{:<16}{}\n", markOf(finding.verdict), finding.what, finding.details);
     }
-    if (session.settings.json) fmt::print("{}\n", json.dump(2));
+    if (session.settings.json) fmt::print("{}\n", jsonText(json, 2));
     const bool broken = std::ranges::any_of(
         findings, [](const Finding& finding) { return finding.verdict == Verdict::Broken; });
     return broken ? ExitStatus::OperationFailed : ExitStatus::Done;

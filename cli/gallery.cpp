@@ -5,6 +5,7 @@
 #include "cli/pictures.h"
 #include "cli/progress.h"
 #include "cli/samples.h"
+#include "cli/text.h"
 #include "host/catalog.h"
 
 #include <opencv2/imgcodecs.hpp>
@@ -350,7 +351,7 @@ ExitStatus makeGallery(const Session& session, const GalleryWishes& wishes)
             exhibits.push_back(std::move(exhibit));
         progress.advance();
     }
-    writeWhole(folder / "gallery.json", jsonOf(exhibits).dump(2) + "\n");
+    writeWhole(folder / "gallery.json", jsonText(jsonOf(exhibits), 2) + "\n");
     writeWhole(folder / "index.html", pageOf(exhibits));
 
     const auto failed = std::ranges::count_if(exhibits, [](const Exhibit& e) { return !e.failed.empty(); });
@@ -358,7 +359,7 @@ ExitStatus makeGallery(const Session& session, const GalleryWishes& wishes)
     for (const Exhibit& exhibit : exhibits)
         if (!exhibit.failed.empty()) fmt::print(stderr, "miravex: {}: {}\n", exhibit.command, exhibit.failed);
     if (session.settings.json)
-        fmt::print("{}\n", jsonOf(exhibits).dump());
+        fmt::print("{}\n", jsonText(jsonOf(exhibits)));
     else
         fmt::print("{}: {} examples of {} operations, {} failed, {} skipped\n",
                    (folder / "index.html").string(), exhibits.size(), operations.size(), failed, skipped);

@@ -102,9 +102,8 @@ void printResults(const Operation& operation)
 void printOutputOptions(const Operation& operation)
 {
     const ResultKind kind = operation.results.front().kind;
-    const bool isPicture = kind == ResultKind::Image || kind == ResultKind::Sequence;
     fmt::print("\nInput and output:\n");
-    if (isPicture)
+    if (isPicture(kind))
         printEntry(
             "-o, --output FILE",
             kind == ResultKind::Sequence
@@ -114,7 +113,7 @@ void printOutputOptions(const Operation& operation)
     else
         printEntry("-o, --output FILE",
                    "where the numbers go: .json, .csv or .npy [default: JSON on standard output]");
-    if (!isPicture)
+    if (!isPicture(kind))
         printEntry("--overlay FILE", "a picture with the result drawn over it, where it can be drawn");
     if (findsMatches(operation)) {
         printEntry("--query-picture FILE", "for --overlay: the picture of the queries");
@@ -197,7 +196,7 @@ std::string titleOfRoom(Room room)
 ExitStatus listOperations(const Session& session)
 {
     if (session.settings.json) {
-        fmt::print("{}\n", listJson().dump(2));
+        fmt::print("{}\n", jsonText(listJson(), 2));
         return ExitStatus::Done;
     }
     std::size_t width = 0;
@@ -211,7 +210,7 @@ ExitStatus helpOn(const Session& session, const std::string& name)
 {
     const Operation& operation = operationNamed(name);
     if (session.settings.json)
-        fmt::print("{}\n", schemaOf(operation).dump(2));
+        fmt::print("{}\n", jsonText(schemaOf(operation), 2));
     else
         printOperation(operation);
     return ExitStatus::Done;
@@ -220,7 +219,7 @@ ExitStatus helpOn(const Session& session, const std::string& name)
 ExitStatus printSchema(const std::string& name)
 {
     const nlohmann::ordered_json json = name.empty() ? schema() : schemaOf(operationNamed(name));
-    fmt::print("{}\n", json.dump(2));
+    fmt::print("{}\n", jsonText(json, 2));
     return ExitStatus::Done;
 }
 

@@ -215,7 +215,7 @@ void tell(const Summary& summary, const Settings& settings)
 {
     const BatchReport& report = summary.report;
     if (settings.json) {
-        fmt::print("{}\n", jsonOf(summary).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+        fmt::print("{}\n", jsonText(jsonOf(summary)));
         return;
     }
     for (const FailedFile& file : report.failed)

@@ -2,9 +2,9 @@
 
 #include "cli/failure.h"
 #include "cli/files.h"
+#include "host/npy_header.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <charconv>
@@ -182,19 +182,8 @@ NpyArray readNpy(const std::string& path)
 
 void writeNpy(const std::filesystem::path& path, const NpyArray& array)
 {
-    constexpr std::size_t alignment = 64;
-    const std::string comma = array.shape.size() == 1 ? "," : "";
-    std::string header = fmt::format("{{'descr': '{}{}{}', 'fortran_order': False, 'shape': ({}{}), }}",
-                                     array.itemBytes == 1 ? '|' : '<', array.kind, array.itemBytes,
-                                     fmt::join(array.shape, ", "), comma);
-    header.append(alignment - (10 + header.size() + 1) % alignment, ' ');
-    header += '\n';
-    std::string bytes(magic);
-    bytes += '\x01';
-    bytes += '\0';
-    bytes += static_cast<char>(header.size() & 0xFFU);
-    bytes += static_cast<char>(header.size() >> 8U);
-    bytes += header;
+    const char order = array.itemBytes == 1 ? '|' : '<';
+    std::string bytes = npyHeader(fmt::format("{}{}{}", order, array.kind, array.itemBytes), array.shape);
     bytes.append(reinterpret_cast<const char*>(array.data.data()), array.data.size());
     writeWhole(path, bytes);
 }

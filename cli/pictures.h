@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cli/failure.h"
-#include "host/objects.h"
+#include "host/matrices.h"
 
 #include <opencv2/core.hpp>
 
@@ -29,11 +29,9 @@ ImagePointer readSequence(const std::vector<std::string>& files, int64_t maximum
 /// The first slice of a 3D image, as a 2D image.
 ImagePointer firstFrame(const Image& sequence);
 
-/// A host image that holds a copy of the matrices' samples: 2D for one matrix unless `asSequence`.
+/// A host image that holds a copy of the matrices' samples: 2D for one matrix unless `asSequence`. Up to two
+/// channels are gray, up to four colours.
 ImagePointer imageOf(const std::vector<cv::Mat>& frames, bool asSequence = false);
-
-/// Matrices over the slices of an interleaved image (bits: bytes 0 and 1); valid as long as the image is.
-std::vector<cv::Mat> framesOf(const Image& image);
 
 /// Exchanges the first and the third channel: OpenCV's order of colours to the host's, and back. Matrices of
 /// fewer than three channels stay.

@@ -68,24 +68,15 @@ Frames readVideo(const std::string& path, int64_t maximum)
     return frames;
 }
 
-int depthOf(const std::string& file, const NpyArray& array)
+PixelType pixelTypeOf(const std::string& file, const NpyArray& array)
 {
-    if (array.kind == 'b' || (array.kind == 'u' && array.itemBytes == 1)) return CV_8U;
-    if (array.kind == 'u' && array.itemBytes == 2) return CV_16U;
-    if (array.kind == 'f') return array.itemBytes == 4 ? CV_32F : CV_64F;
+    if (array.kind == 'b') return PixelTypeBit;
+    if (array.kind == 'u' && array.itemBytes == 1) return PixelTypeByte;
+    if (array.kind == 'u' && array.itemBytes == 2) return PixelTypeBit16;
+    if (array.kind == 'f') return array.itemBytes == 4 ? PixelTypeReal32 : PixelTypeReal;
     unreadable(file,
                fmt::format("pictures hold bool, uint8, uint16, float32 or float64, not {}{}", array.kind,
                            array.itemBytes * 8));
-}
-
-PixelType pixelTypeOf(int depth)
-{
-    switch (depth) {
-    case CV_8U: return PixelTypeByte;
-    case CV_16U: return PixelTypeBit16;
-    case CV_32F: return PixelTypeReal32;
-    default: return PixelTypeReal;
-    }
 }
 
 ColorSpace colorSpaceOf(int64_t channels)
@@ -110,8 +101,7 @@ ImagePointer readArrayPicture(const std::string& file)
                              .channels = hasChannels ? sizes.back() : 1,
                              .slices = hasSlices ? sizes[0] : 0 };
     if (shape.samples() == 0) unreadable(file, "the picture is empty");
-    const PixelType type = array.kind == 'b' ? PixelTypeBit : pixelTypeOf(depthOf(file, array));
-    ImagePointer image = makeImage(shape, type, colorSpaceOf(shape.channels));
+    ImagePointer image = makeImage(shape, pixelTypeOf(file, array), colorSpaceOf(shape.channels));
     std::memcpy(image->block.data(), array.data.data(), array.data.size());
     return image;
 }
@@ -171,16 +161,9 @@ Frames framesOfFile(const std::string& file, int64_t maximum)
 
 ImagePointer imageOf(const Frames& frames, bool asSequence)
 {
-    const cv::Mat& first = frames.front();
-    const bool isSequence = asSequence || frames.size() > 1;
-    const ImageShape shape { .rows = first.rows,
-                             .columns = first.cols,
-                             .channels = first.channels(),
-                             .slices = isSequence ? static_cast<int64_t>(frames.size()) : 0 };
-    ImagePointer image = makeImage(shape, pixelTypeOf(first.depth()), colorSpaceOf(shape.channels));
-    std::vector<cv::Mat> slices = framesOf(*image);
-    for (std::size_t i = 0; i < frames.size(); ++i) frames[i].copyTo(slices[i]);
-    return image;
+    const ColorSpace space = colorSpaceOf(frames.front().channels());
+    return asSequence || frames.size() > 1 ? imageOfFrames(frames, space)
+                                           : imageOfMatrix(frames.front(), space);
 }
 
 ImagePointer readPicture(const std::string& file, int64_t maximumFrames)

@@ -3,6 +3,7 @@
 #include "cli/files.h"
 #include "cli/pictures.h"
 #include "cli/tensors.h"
+#include "cli/text.h"
 #include "host/catalog.h"
 
 #include <fmt/format.h>
@@ -15,17 +16,12 @@ namespace miravex::cli {
 
 namespace {
 
-bool isPicture(const Result& result)
-{
-    return result.kind == ResultKind::Image || result.kind == ResultKind::Sequence;
-}
-
 /// The extension that decides the form of the result, with its dot.
 std::string extensionFor(const CallWords& words, const Result& result)
 {
-    if (!words.format.empty()) return words.format.starts_with('.') ? words.format : "." + words.format;
+    if (!words.format.empty()) return words.extension();
     if (words.output == standardStream || words.output.empty())
-        return result.kind == ResultKind::Sequence ? ".tiff" : isPicture(result) ? ".png" : ".json";
+        return result.kind == ResultKind::Sequence ? ".tiff" : isPicture(result.kind) ? ".png" : ".json";
     return extensionOf(words.output);
 }
 
@@ -43,7 +39,7 @@ void checkOutputs(const CallWords& words, const Result& result, const std::strin
                   const Settings& settings)
 {
     const std::string operation = kebabCase(words.operation->name);
-    if (isPicture(result)) {
+    if (isPicture(result.kind)) {
         if (words.output.empty())
             throw Failure(ExitStatus::Usage,
                           fmt::format("the result of {} is a picture: name a file with -o FILE (or -o - for "
@@ -59,7 +55,7 @@ void checkOutputs(const CallWords& words, const Result& result, const std::strin
                         "--overlay draws a picture",
                         operation, extension));
     }
-    if (!words.overlay.empty() && (isPicture(result) || !isDrawable(words, result.layout)))
+    if (!words.overlay.empty() && (isPicture(result.kind) || !isDrawable(words, result.layout)))
         throw Failure(ExitStatus::Usage, undrawable(words, result));
     if (!words.overlay.empty() && words.overlay != standardStream
         && !isPictureExtension(extensionOf(words.overlay)))
@@ -81,7 +77,7 @@ nlohmann::ordered_json reportOf(const Performed& performed, const CallWords& wor
 
 void printResult(const Performed& performed)
 {
-    fmt::print("{}\n", jsonOf(*performed.operation, performed.result, performed.value).dump());
+    fmt::print("{}\n", jsonText(jsonOf(*performed.operation, performed.result, performed.value)));
 }
 
 } // namespace
@@ -113,7 +109,7 @@ ExitStatus runOperation(Session& session, std::vector<std::string> words)
                     session.settings.force, notes);
     session.tell(notes);
     if (session.settings.json && !call.output.empty() && call.output != standardStream)
-        fmt::print("{}\n", reportOf(performed, call).dump());
+        fmt::print("{}\n", jsonText(reportOf(performed, call)));
     return ExitStatus::Done;
 }
 

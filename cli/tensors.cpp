@@ -1,6 +1,7 @@
 #include "cli/tensors.h"
 
 #include "cli/files.h"
+#include "cli/text.h"
 #include "host/results.h"
 
 #include <fmt/format.h>
@@ -95,7 +96,8 @@ std::optional<Numbers> parseText(const std::string& word)
 bool collect(const Json& json, std::size_t depth, Numbers& numbers)
 {
     if (json.is_number() || json.is_boolean()) {
-        numbers.elements.push_back(json.is_boolean() ? double(json.get<bool>()) : json.get<double>());
+        numbers.elements.push_back(json.is_boolean() ? static_cast<double>(json.get<bool>())
+                                                     : json.get<double>());
         return depth == numbers.shape.size();
     }
     if (!json.is_array() || depth >= numbers.shape.size()
@@ -106,11 +108,11 @@ bool collect(const Json& json, std::size_t depth, Numbers& numbers)
 
 std::optional<Numbers> numbersOf(const Json& json)
 {
-    // What the tool itself printed can be read again.
-    if (json.is_object()) return json.contains("rows") ? numbersOf(json["rows"]) : std::nullopt;
+    constexpr std::size_t mostDimensions = 16; // no record wants more, and collect() descends as deep
     Numbers numbers;
     for (const Json* level = &json; level->is_array(); level = &level->front()) {
         numbers.shape.push_back(static_cast<int64_t>(level->size()));
+        if (numbers.shape.size() > mostDimensions) return std::nullopt;
         if (level->empty()) break;
     }
     if (numbers.shape.empty()) numbers.shape = { 1 };
@@ -122,7 +124,9 @@ std::optional<Numbers> numbersOf(const Json& json)
 std::optional<Numbers> parseJson(const std::string& text)
 {
     const Json json = Json::parse(text, nullptr, false);
-    return json.is_discarded() ? std::nullopt : numbersOf(json);
+    if (json.is_discarded()) return std::nullopt;
+    // What the tool itself printed can be read again.
+    return numbersOf(json.is_object() && json.contains("rows") ? json["rows"] : json);
 }
 
 Numbers readCsv(const std::string& path)
@@ -263,7 +267,7 @@ void writeNumbers(const Operation& operation, const Result& result, const Value&
                                : tableOf(result.layout, *tensorOf(value)),
                         path);
     }
-    writeWhole(path, jsonOf(operation, result, value).dump(2) + "\n");
+    writeWhole(path, jsonText(jsonOf(operation, result, value), 2) + "\n");
 }
 
 } // namespace miravex::cli

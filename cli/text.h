@@ -16,4 +16,10 @@ void printEntry(std::string_view left, std::string_view right);
 /// A paragraph, indented by two, on standard output.
 void printIndented(std::string_view text);
 
+/// JSON as text, in one line or indented. File names may hold bytes that are no UTF-8; they become U+FFFD.
+template <typename Json> std::string jsonText(const Json& json, int indent = -1)
+{
+    return json.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
+
 } // namespace miravex::cli

@@ -150,20 +150,6 @@ ImagePointer interleaved(const Image& image, PixelType type)
 
 } // namespace
 
-std::vector<cv::Mat> framesOf(const Image& image)
-{
-    constexpr std::array depths { CV_8U, CV_8U, CV_16U, CV_32F, CV_64F };
-    const int type = CV_MAKETYPE(depths[static_cast<std::size_t>(image.pixelType)],
-                                 static_cast<int>(image.shape.channels));
-    const int64_t slices = std::max<int64_t>(1, image.shape.slices);
-    const std::size_t sliceBytes = image.block.size() / static_cast<std::size_t>(slices);
-    std::vector<cv::Mat> frames;
-    for (int64_t i = 0; i < slices; ++i)
-        frames.emplace_back(static_cast<int>(image.shape.rows), static_cast<int>(image.shape.columns), type,
-                            image.block.data() + static_cast<std::size_t>(i) * sliceBytes);
-    return frames;
-}
-
 cv::Mat withoutAlpha(const cv::Mat& matrix)
 {
     cv::Mat colors(matrix.size(), CV_MAKETYPE(matrix.depth(), 3));

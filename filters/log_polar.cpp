@@ -64,11 +64,12 @@ HostErrorCode logPolarCV(LibraryData data, KImage image, KTensor centre, double 
         return StatusFunctionError;
 
     const ImageServices& images = *data->imageServices;
-    cv::Mat matrix;
+    cv::Mat matrix, polar = resultMatrix();
     if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
-    cv::logPolar(matrix, matrix, cv::Point2f(checked->centre), static_cast<float>(magnitude), flags);
-    return matToImage(images, matrix, result, anyType, ColorSpaceUnspecified) ? StatusOk
-                                                                              : StatusFunctionError;
+    // Pixels from outside the picture that are not filled stay what the picture has in their places.
+    if (!fillOutliers) matrix.copyTo(polar);
+    cv::logPolar(matrix, polar, cv::Point2f(checked->centre), static_cast<float>(magnitude), flags);
+    return matToImage(images, polar, result, anyType, ColorSpaceUnspecified) ? StatusOk : StatusFunctionError;
 }
 
 HostErrorCode logPolarRemap(LibraryData data, KImage image, KTensor centre, double magnitude,

@@ -2,6 +2,7 @@
 
 #include "filters/log_polar_tables.h"
 
+#include "exchange/instruction_sets.h"
 #include "filters/polar_coordinates.h"
 
 #include <cmath>
@@ -16,6 +17,14 @@ void checkTables(cv::Size size, double magnitude)
 {
     CV_Assert(size.width >= 0 && size.height >= 0);
     CV_Assert(!(magnitude < 0));
+}
+
+/// target = factor x values + origin, rounded to float once.
+MIRAVEX_FOR_CPUS("avx2", "default")
+void writeLine(float* __restrict target, const double* __restrict values, double factor, double origin,
+               int count)
+{
+    for (int u = 0; u < count; ++u) target[u] = static_cast<float>(factor * values[u] + origin);
 }
 
 } // namespace
@@ -35,18 +44,10 @@ ForwardLogPolarTables::ForwardLogPolarTables(cv::Size size, cv::Point2d centre, 
 
 void ForwardLogPolarTables::operator()(int first, cv::Mat& mapX, cv::Mat& mapY) const
 {
-    const cv::Point2d origin = origin_;
-    const double* cosines = cosines_.data();
-    const double* sines = sines_.data();
     for (int i = 0; i < mapX.rows; ++i) {
-        const int row = first + i;
-        const double radius = radii_[static_cast<std::size_t>(row)];
-        float* __restrict x = mapX.ptr<float>(i);
-        float* __restrict y = mapY.ptr<float>(i);
-        for (int u = 0; u < mapX.cols; ++u) {
-            x[u] = static_cast<float>(radius * cosines[u] + origin.x);
-            y[u] = static_cast<float>(radius * sines[u] + origin.y);
-        }
+        const double radius = radii_[static_cast<std::size_t>(first + i)];
+        writeLine(mapX.ptr<float>(i), cosines_.data(), radius, origin_.x, mapX.cols);
+        writeLine(mapY.ptr<float>(i), sines_.data(), radius, origin_.y, mapX.cols);
     }
 }
 
@@ -68,17 +69,10 @@ void InverseLogPolarTables::operator()(int first, cv::Mat& mapX, cv::Mat& mapY)
     const int halfTurn = size_.width / 2; // whole columns
     const double angleOrigin = halfTurn - 0.5;
     const double bottom = size_.height - 0.5;
-    const double magnitude = magnitude_;
-    const double* angles = angles_.data();
-    const double* logRadii = logRadii_.data();
     for (int i = 0; i < mapX.rows; ++i) {
         polarCoordinates(x_.data(), top_ - (first + i), angles_.data(), logRadii_.data(), size_.width);
-        float* __restrict x = mapX.ptr<float>(i);
-        float* __restrict y = mapY.ptr<float>(i);
-        for (int u = 0; u < mapX.cols; ++u) {
-            x[u] = static_cast<float>(angles[u] * columnsPerRadian + angleOrigin);
-            y[u] = static_cast<float>(bottom - magnitude * logRadii[u]);
-        }
+        writeLine(mapX.ptr<float>(i), angles_.data(), columnsPerRadian, angleOrigin, size_.width);
+        writeLine(mapY.ptr<float>(i), logRadii_.data(), -magnitude_, bottom, size_.width);
     }
 }
 

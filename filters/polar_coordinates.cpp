@@ -3,20 +3,13 @@
 
 #include "filters/polar_coordinates.h"
 
-#include <cmath>
+#include "exchange/instruction_sets.h"
 
-// One version per instruction set, chosen when the library is loaded. Sanitizers would run before they are
-// ready, in the choosing.
-#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && !defined(__SANITIZE_ADDRESS__)        \
-    && !defined(__SANITIZE_THREAD__)
-#define MIRAVEX_VERSIONS __attribute__((target_clones("avx512f", "avx2", "default")))
-#else
-#define MIRAVEX_VERSIONS
-#endif
+#include <cmath>
 
 namespace miravex {
 
-MIRAVEX_VERSIONS
+MIRAVEX_FOR_CPUS("avx512f", "avx2", "default")
 void polarCoordinates(const double* __restrict x, double y, double* __restrict angles,
                       double* __restrict logRadii, int count) noexcept
 {

@@ -2,13 +2,13 @@
 
 #include "host/draw_features.h"
 #include "host/draw_flow.h"
+#include "host/matrices.h"
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <stdexcept>
 
 namespace miravex {
@@ -49,8 +49,7 @@ cv::Mat canvasOf(const Image& picture)
 {
     const ImagePointer bytes = convertImage(picture, PixelTypeByte, picture.shape.channels > 1);
     const int channels = static_cast<int>(bytes->shape.channels);
-    const cv::Mat samples(static_cast<int>(bytes->shape.rows), static_cast<int>(bytes->shape.columns),
-                          CV_MAKETYPE(CV_8U, channels), bytes->block.data());
+    const cv::Mat samples = framesOf(*bytes).front();
     if (channels == 3) return samples.clone();
     cv::Mat canvas, first;
     if (channels == 4) {
@@ -60,15 +59,6 @@ cv::Mat canvasOf(const Image& picture)
     cv::extractChannel(samples, first, 0);
     cv::cvtColor(first, canvas, cv::COLOR_GRAY2RGB);
     return canvas;
-}
-
-ImagePointer imageOf(const cv::Mat& canvas)
-{
-    ImagePointer image = makeImage({ .rows = canvas.rows, .columns = canvas.cols, .channels = 3 },
-                                   PixelTypeByte, ColorSpaceRGB);
-    const cv::Mat whole = canvas.isContinuous() ? canvas : canvas.clone();
-    std::memcpy(image->block.data(), whole.data, whole.total() * whole.elemSize());
-    return image;
 }
 
 } // namespace
@@ -81,13 +71,13 @@ ImagePointer draw(const Image& picture, Layout layout, const Tensor& result)
     if (!painter) throw std::invalid_argument("this result can't be drawn");
     cv::Mat canvas = canvasOf(picture);
     painter->paint(canvas, result);
-    return imageOf(canvas);
+    return imageOfMatrix(canvas);
 }
 
 ImagePointer drawMatches(const Image& first, const Tensor& firstKeypoints, const Image& second,
                          const Tensor& secondKeypoints, const Tensor& matches)
 {
-    return imageOf(
+    return imageOfMatrix(
         painters::matches(canvasOf(first), firstKeypoints, canvasOf(second), secondKeypoints, matches));
 }
 

@@ -1,7 +1,8 @@
 #include "host/mapped_npy.h"
 
+#include "host/npy_header.h"
+
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -18,20 +19,6 @@ namespace {
 
 /// Room for any shape; a multiple of 64, as the format wants it.
 constexpr std::size_t headerBytes = 256;
-
-std::string header(const std::vector<int64_t>& shape)
-{
-    std::string text = fmt::format("{{'descr': '<f4', 'fortran_order': False, 'shape': ({}{}), }}",
-                                   fmt::join(shape, ", "), shape.size() == 1 ? "," : "");
-    constexpr std::size_t before = 10; // magic, version, length
-    text.resize(headerBytes - before - 1, ' ');
-    text += '\n';
-    const auto length = static_cast<unsigned>(text.size());
-    std::string whole("\x93NUMPY\x01\x00", 8);
-    whole += static_cast<char>(length & 0xFFU);
-    whole += static_cast<char>(length >> 8U);
-    return whole + text;
-}
 
 std::size_t dataBytes(const std::vector<int64_t>& shape)
 {
@@ -92,7 +79,7 @@ void MappedNpy::settle(int64_t firstElement, int64_t count) noexcept
 void MappedNpy::finish(int64_t rows)
 {
     shape_.front() = rows;
-    const std::string head = header(shape_);
+    const std::string head = npyHeader("<f4", shape_, headerBytes);
     std::memcpy(memory_, head.data(), head.size());
     const bool cut = ftruncate(number_, static_cast<off_t>(headerBytes + dataBytes(shape_))) == 0;
     if (!cut || rename(unfinished_.c_str(), path_.c_str()) != 0) {

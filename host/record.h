@@ -309,6 +309,11 @@ constexpr Argument array(std::string_view name, std::string_view summary)
 
 enum class ResultKind { Image, Sequence, RealTensor, IntegerTensor, Real };
 
+constexpr bool isPicture(ResultKind kind)
+{
+    return kind == ResultKind::Image || kind == ResultKind::Sequence;
+}
+
 /// How the elements of a result are to be read; host/results.h turns tensors into named columns by it and
 /// host/draw.h pictures.
 enum class Layout {

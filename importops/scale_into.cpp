@@ -1,12 +1,7 @@
 // Compiled with -ffp-contract=off: a fused multiply-subtract would round once where the steps round twice.
 #include "importops/scale_into.h"
 
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_THREAD__)         \
-    && !defined(__SANITIZE_ADDRESS__)
-#define MIRAVEX_CLONES __attribute__((target_clones("avx2", "default")))
-#else // sanitizers start before the loader's choice between clones could run
-#define MIRAVEX_CLONES
-#endif
+#include "exchange/instruction_sets.h"
 
 namespace miravex::importops {
 
@@ -19,8 +14,9 @@ constexpr float toUnit = 0.003921568859368563F;
 #define MIRAVEX_LOOP(expression)                                                                             \
     for (std::size_t i = 0; i < count; ++i) slot[i] = expression
 
-MIRAVEX_CLONES void scaleInto(float* __restrict slot, const unsigned char* __restrict bytes,
-                              const float* __restrict mean, const float* __restrict factor, std::size_t count)
+MIRAVEX_FOR_CPUS("avx2", "default")
+void scaleInto(float* __restrict slot, const unsigned char* __restrict bytes, const float* __restrict mean,
+               const float* __restrict factor, std::size_t count)
 {
     if (mean && factor)
         MIRAVEX_LOOP((static_cast<float>(bytes[i]) * toUnit - mean[i]) * factor[i]);
@@ -32,8 +28,9 @@ MIRAVEX_CLONES void scaleInto(float* __restrict slot, const unsigned char* __res
         MIRAVEX_LOOP(static_cast<float>(bytes[i]) * toUnit);
 }
 
-MIRAVEX_CLONES void normalize(float* __restrict slot, const float* __restrict mean,
-                              const float* __restrict factor, std::size_t count)
+MIRAVEX_FOR_CPUS("avx2", "default")
+void normalize(float* __restrict slot, const float* __restrict mean, const float* __restrict factor,
+               std::size_t count)
 {
     if (mean) MIRAVEX_LOOP(slot[i] - mean[i]);
     if (factor) MIRAVEX_LOOP(slot[i] * factor[i]);

@@ -47,39 +47,6 @@ std::string contents(const Value& value)
     return {};
 }
 
-PixelType pixelTypeOf(const cv::Mat& matrix)
-{
-    switch (matrix.depth()) {
-    case CV_8U: return PixelTypeByte;
-    case CV_16U: return PixelTypeBit16;
-    case CV_32F: return PixelTypeReal32;
-    case CV_64F: return PixelTypeReal;
-    default: throw std::invalid_argument("no image has samples of this depth");
-    }
-}
-
-int depthOf(PixelType type)
-{
-    switch (type) {
-    case PixelTypeBit16: return CV_16U;
-    case PixelTypeReal32: return CV_32F;
-    case PixelTypeReal: return CV_64F;
-    default: return CV_8U;
-    }
-}
-
-ColorSpace spaceOf(const cv::Mat& matrix, std::optional<ColorSpace> wanted)
-{
-    if (wanted) return *wanted;
-    if (matrix.channels() == 1) return ColorSpaceGray;
-    return matrix.channels() == 3 ? ColorSpaceRGB : ColorSpaceUnspecified;
-}
-
-ImageShape shapeOf(const cv::Mat& matrix, int64_t slices = 0)
-{
-    return { .rows = matrix.rows, .columns = matrix.cols, .channels = matrix.channels(), .slices = slices };
-}
-
 std::size_t copyBytes(const cv::Mat& matrix, std::byte* target)
 {
     const cv::Mat whole = matrix.isContinuous() ? matrix : matrix.clone();
@@ -179,14 +146,14 @@ void exitAfterRefusal(std::string_view name, const Values& values)
 
 ImagePointer imageOf(const cv::Mat& matrix, std::optional<ColorSpace> colorSpace)
 {
-    ImagePointer image = makeImage(shapeOf(matrix), pixelTypeOf(matrix), spaceOf(matrix, colorSpace));
-    copyBytes(matrix, image->block.data());
-    return image;
+    return imageOfMatrix(matrix, colorSpace);
 }
 
 ImagePointer planarImageOf(const cv::Mat& matrix, std::optional<ColorSpace> colorSpace)
 {
-    ImagePointer image = makeImage(shapeOf(matrix), pixelTypeOf(matrix), spaceOf(matrix, colorSpace), false);
+    const ImagePointer interleaved = imageOfMatrix(matrix, colorSpace);
+    ImagePointer image =
+        makeImage(interleaved->shape, interleaved->pixelType, interleaved->colorSpace, false);
     std::vector<cv::Mat> planes;
     cv::split(matrix, planes);
     std::byte* target = image->block.data();
@@ -196,29 +163,24 @@ ImagePointer planarImageOf(const cv::Mat& matrix, std::optional<ColorSpace> colo
 
 ImagePointer bitImageOf(const cv::Mat& matrix)
 {
-    ImagePointer image = makeImage(shapeOf(matrix), PixelTypeBit, ColorSpaceUnspecified);
-    const cv::Mat bits = (matrix != 0) / 255;
-    copyBytes(bits, image->block.data());
+    const ImagePointer bytes = imageOfMatrix((matrix != 0) / 255);
+    ImagePointer image = makeImage(bytes->shape, PixelTypeBit, ColorSpaceUnspecified);
+    framesOf(*bytes).front().copyTo(framesOf(*image).front());
     return image;
 }
 
 ImagePointer sequenceOf(const std::vector<cv::Mat>& frames, std::optional<ColorSpace> colorSpace)
 {
-    const cv::Mat& first = frames.front();
-    ImagePointer image = makeImage(shapeOf(first, static_cast<int64_t>(frames.size())), pixelTypeOf(first),
-                                   spaceOf(first, colorSpace));
-    std::byte* target = image->block.data();
-    for (const cv::Mat& frame : frames) target += copyBytes(frame, target);
-    return image;
+    return imageOfFrames(frames, colorSpace);
 }
 
 cv::Mat matrixOf(const Image& image)
 {
     if (image.shape.channels > 1 && !image.interleaved)
         return matrixOf(*convertImage(image, image.pixelType, true));
-    const int type = CV_MAKETYPE(depthOf(image.pixelType), static_cast<int>(image.shape.channels));
-    const int rows = static_cast<int>(image.shape.rows * std::max<int64_t>(image.shape.slices, 1));
-    return cv::Mat(rows, static_cast<int>(image.shape.columns), type, image.block.data()).clone();
+    cv::Mat rows;
+    cv::vconcat(framesOf(image), rows);
+    return rows;
 }
 
 cv::Mat sliceOf(const Image& image, int64_t slice)

@@ -3,6 +3,7 @@
 #include "host/arguments.h"
 #include "host/catalog.h"
 #include "host/library.h"
+#include "host/matrices.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -158,6 +158,13 @@ TEST_F(CommandLine, SpeaksJson)
     EXPECT_EQ(json::parse(run({ "nonsense", "--json" }).err)["status"], 2);
 }
 
+TEST_F(CommandLine, SpeaksJsonOfNamesThatAreNoUtf8)
+{
+    const ToolRun refused = run({ "median-filter", path("\xFF.png"), "-o", "out.png", "--json" });
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_THAT(json::parse(refused.err)["error"].get<std::string>(), HasSubstr("\xEF\xBF\xBD.png"));
+}
+
 TEST_F(CommandLine, ReadsStandardInputAndWritesStandardOutput)
 {
     const cv::Mat original = noise(20, 30, CV_8UC3);

@@ -47,6 +47,8 @@ TEST_F(Numbers, AreRefusedWhenTheyAreNone)
 {
     for (const char* word : { "1,x", "1,,2", "1,2;3", "[1,", "[[1,2],[3]]", "[\"a\"]", "1 2" })
         EXPECT_THROW(readTensor(flat, word), cli::Failure) << word;
+    const std::string nested = std::string(200'000, '[') + "1" + std::string(200'000, ']');
+    EXPECT_THROW(readTensor(flat, nested), cli::Failure) << "deeper than any tensor, and than the stack";
     EXPECT_THROW(readTensor(counts, "1.5"), cli::Failure);
     EXPECT_THROW(readTensor(counts, "1e300"), cli::Failure);
     EXPECT_THROW(readTensor(flat, path("missing.npy")), cli::Failure);
