@@ -10,6 +10,7 @@
 
 #include "host/catalog.h"
 #include "host/library.h"
+#include "importops/direct_jpeg.h"
 #include "tests/importops/plain_steps.h"
 
 #include <opencv2/imgcodecs.hpp>
@@ -192,6 +193,15 @@ void imreadAll(const Paths& paths)
         if (cv::imread(path, cv::IMREAD_COLOR).empty()) throw std::runtime_error("unreadable: " + path);
 }
 
+/// What the loader can't do without: decoding alone, by its own reader of JPEGs. False where it has none.
+bool decodeAll(const Paths& paths)
+{
+    miravex::importops::Scratch scratch;
+    return std::ranges::all_of(paths, [&](const std::string& path) {
+        return !miravex::importops::readJpegDirectly(path, true, 0, scratch).empty();
+    });
+}
+
 void onThreads(int threads, const std::function<void()>& run)
 {
     cv::setNumThreads(threads);
@@ -244,6 +254,7 @@ void compare(Table& table, const Libraries& libraries, const PictureSet& set,
         const LibraryRun indirect(libraries.indirect, set.paths, channelsLast, slots);
         const auto plain = [&] { miravex::plain::loadAll(set.paths, slots->floats().data(), batch); };
         const auto seconds = measure({ { "imread", [&] { onThreads(1, [&] { imreadAll(set.paths); }); } },
+                                       { "decode", [&] { decodeAll(set.paths); } },
                                        { "plain", [&] { onThreads(1, plain); } },
                                        { "direct", [&] { onThreads(1, direct); } },
                                        { "indirect", [&] { onThreads(1, indirect); } },
@@ -253,6 +264,8 @@ void compare(Table& table, const Libraries& libraries, const PictureSet& set,
         const auto wall = [&](const char* what) { return seconds.at(what).wall; };
         const std::string name = set.name + (channelsLast ? ", channels last" : ", channels first");
         table.add(name, "loader / cv::imread alone", processor("direct"), processor("imread"), target);
+        if (decodeAll(set.paths))
+            table.add(name, "decoding alone / cv::imread alone", processor("decode"), processor("imread"), 0);
         table.add(name, "loader through OpenCV only / cv::imread alone", processor("indirect"),
                   processor("imread"), 1.27);
         table.add(name, "plain steps / cv::imread alone", processor("plain"), processor("imread"), 0);
