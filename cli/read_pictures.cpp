@@ -2,10 +2,10 @@
 #include "cli/npy.h"
 #include "cli/pictures.h"
 #include "cli/progress.h"
+#include "exchange/film.h"
 #include "host/explain.h"
 
 #include <opencv2/imgcodecs.hpp>
-#include <opencv2/videoio.hpp>
 
 #include <fmt/format.h>
 
@@ -58,7 +58,7 @@ Frames readVideo(const std::string& path, int64_t maximum)
 {
     Frames frames;
     cv::VideoCapture video;
-    if (!video.open(path)) return frames;
+    if (!openFilm(video, path)) return frames;
     const auto promised = static_cast<int64_t>(std::max(0.0, video.get(cv::CAP_PROP_FRAME_COUNT)));
     Progress progress("reading frames", std::min(promised, maximum));
     for (cv::Mat frame; static_cast<int64_t>(frames.size()) < maximum && video.read(frame);) {

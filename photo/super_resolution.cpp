@@ -1,11 +1,12 @@
 #include "photo/photo.h"
 
+#include "exchange/film.h"
 #include "exchange/limits.h"
+#include "exchange/matrix_memory.h"
 #include "photo/flow_methods.h"
 #include "photo/results.h"
 
 #include <opencv2/superres.hpp>
-#include <opencv2/videoio.hpp>
 
 namespace miravex {
 
@@ -34,7 +35,8 @@ private:
 /// them grows beyond bounds.
 bool filmBounded(const cv::String& path, FlowMethod method, int scale)
 {
-    cv::VideoCapture film(path);
+    cv::VideoCapture film;
+    if (!openFilm(film, path)) return false;
     cv::Mat frame;
     for (int64_t i = 0; i < limits::filmFrames; ++i) {
         if (!film.read(frame) || frame.empty()) return false;
@@ -57,21 +59,20 @@ HostErrorCode superResolution(LibraryData data, const char* path, const char* fl
                               KImage* result)
 {
     if (!data) return StatusFunctionError;
-    const cv::String film(path);
-    const cv::Ptr<SuperResolution> enlarger = cv::superres::createSuperResolution_BTVL1();
-    const GarbageCollection cleanup(*enlarger);
-    const cv::Ptr<FrameSource> source = cv::superres::createFrameSource_Video(film);
     if (scale < 2) return StatusFunctionError;
     const int factor = static_cast<int>(scale);
     const FlowMethod method = valueOf(flowMethods, flow, FlowMethod::None);
-    if (method == FlowMethod::None) return StatusFunctionError;
-    if (factor < 2 || factor > limits::filmScale || !filmBounded(film, method, factor))
-        return StatusFunctionError;
+    if (method == FlowMethod::None || factor < 2 || factor > limits::filmScale) return StatusFunctionError;
+    const cv::String film(path);
+    if (!filmBounded(film, method, factor)) return StatusFunctionError;
 
+    const cv::Ptr<SuperResolution> enlarger = cv::superres::createSuperResolution_BTVL1();
+    const GarbageCollection cleanup(*enlarger);
+    const cv::Ptr<FrameSource> source = cv::superres::createFrameSource_Video(film);
     const cv::Ptr<DenseOpticalFlowExt> motion = createFlow(method);
     enlarger->setScale(factor);
     enlarger->setOpticalFlow(motion);
-    cv::Mat skipped, enlarged;
+    cv::Mat skipped, enlarged = resultMatrix();
     source->nextFrame(skipped);
     enlarger->setInput(source);
     enlarger->nextFrame(enlarged);
