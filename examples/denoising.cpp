@@ -48,24 +48,25 @@ int main(int argc, char** argv)
         const std::vector<cv::Mat> grayFrames = noisyFrames(gray), colourFrames = noisyFrames(colour);
         constexpr int64_t middle = 3, all = 5;
 
-        denoise("FastNlMeansDenoising", { { "image", imageOf(grayFrames[2]) }, { "strength", noiseLevel } },
-                grayFrames[2], gray, 3);
+        denoise("FastNlMeansDenoising",
+                { { "image", imageOfMatrix(grayFrames[2]) }, { "strength", noiseLevel } }, grayFrames[2],
+                gray, 3);
         denoise("FastNlMeansDenoisingMulti",
-                { { "frames", sequenceOf(grayFrames) },
+                { { "frames", imageOfFrames(grayFrames) },
                   { "frame", middle },
                   { "temporal_window", all },
                   { "strength", 15.0 } },
                 grayFrames[2], gray, 6.5);
         output.write("noisy.png", colourFrames[2]);
-        output.write(
-            "denoised.png",
-            denoise(
-                "FastNlMeansDenoisingColored",
-                { { "image", imageOf(colourFrames[2]) }, { "strength", 12.0 }, { "color_strength", 12.0 } },
-                colourFrames[2], colour, 3));
+        output.write("denoised.png",
+                     denoise("FastNlMeansDenoisingColored",
+                             { { "image", imageOfMatrix(colourFrames[2]) },
+                               { "strength", 12.0 },
+                               { "color_strength", 12.0 } },
+                             colourFrames[2], colour, 3));
         output.write("denoised-sequence.png",
                      denoise("FastNlMeansDenoisingColoredMulti",
-                             { { "frames", sequenceOf(colourFrames) },
+                             { { "frames", imageOfFrames(colourFrames) },
                                { "frame", middle },
                                { "temporal_window", all },
                                { "strength", 16.0 },

@@ -3,6 +3,7 @@
 #include "host/arguments.h"
 #include "host/catalog.h"
 #include "host/library.h"
+#include "host/matrices.h"
 
 #include <fmt/format.h>
 #include <opencv2/core.hpp>
@@ -52,48 +53,10 @@ inline Outcome run(std::string_view name, NamedValues given)
 
 // --- pictures -------------------------------------------------------------------------------------------
 
-inline PixelType pixelTypeOf(const cv::Mat& matrix)
+/// A copy of one slice of an interleaved image; the whole of a 2D image.
+inline cv::Mat matrixOf(const Image& image, std::size_t slice = 0)
 {
-    return matrix.depth() == CV_32F ? PixelTypeReal32 : PixelTypeByte;
-}
-
-/// A sequence of matrices (bytes or 32-bit floats, gray or RGB) as one 3D image.
-inline ImagePointer sequenceOf(const std::vector<cv::Mat>& frames)
-{
-    const cv::Mat& first = frames.front();
-    ImagePointer image =
-        makeImage({ .rows = first.rows,
-                    .columns = first.cols,
-                    .channels = first.channels(),
-                    .slices = static_cast<int64_t>(frames.size()) },
-                  pixelTypeOf(first), first.channels() == 1 ? ColorSpaceGray : ColorSpaceRGB);
-    auto* target = image->as<std::uint8_t>();
-    for (const cv::Mat& frame : frames) {
-        cv::Mat slice(frame.rows, frame.cols, frame.type(), target);
-        frame.copyTo(slice);
-        target += frame.total() * frame.elemSize();
-    }
-    return image;
-}
-
-/// One matrix as a 2D image.
-inline ImagePointer imageOf(const cv::Mat& matrix)
-{
-    ImagePointer image = sequenceOf({ matrix });
-    image->shape.slices = 0;
-    return image;
-}
-
-/// One slice of an image of bytes or 32-bit floats; the whole of a 2D image.
-inline cv::Mat matrixOf(const Image& image, int64_t slice = 0)
-{
-    const int depth = image.pixelType == PixelTypeReal32 ? CV_32F : CV_8U;
-    cv::Mat header(static_cast<int>(image.shape.rows), static_cast<int>(image.shape.columns),
-                   CV_MAKETYPE(depth, static_cast<int>(image.shape.channels)));
-    const std::size_t bytes = header.total() * header.elemSize();
-    return cv::Mat(header.size(), header.type(),
-                   image.as<std::uint8_t>() + static_cast<std::size_t>(slice) * bytes)
-        .clone();
+    return framesOf(image).at(slice).clone();
 }
 
 /// A photo of Debian's opencv-doc, in RGB or gray.

@@ -71,7 +71,9 @@ ImagePointer inRgb(const Outcome& outcome)
 /// Aligns the bracket, and once more with a frame out of place: both must give the same.
 ImagePointer aligned(Bracket bracket)
 {
-    const auto align = [&] { return inRgb(run("AlignMTB", { { "frames", sequenceOf(bracket.frames) } })); };
+    const auto align = [&] {
+        return inRgb(run("AlignMTB", { { "frames", imageOfFrames(bracket.frames) } }));
+    };
     const ImagePointer result = align();
     const std::size_t moved = bracket.frames.size() / 2 + 1; // the aligner keeps the middle frame in place
     const cv::Mat original = bracket.frames[moved].clone();

@@ -37,7 +37,7 @@ View look(const std::string& name)
 {
     View view { photo(name, true), {}, {} };
     const Outcome found = run("Kaze",
-                              { { "image", imageOf(view.picture) },
+                              { { "image", imageOfMatrix(view.picture) },
                                 { "mode", std::string("detectAndCompute") },
                                 { "threshold", 0.003 } });
     view.keypoints = columnsOf(found.tensor(), 0, keypointColumns);
@@ -114,11 +114,12 @@ int main(int argc, char** argv)
                    pairs.size(), right.size(), 100 * share, near);
 
         const auto drawn = [&](const std::vector<MatchedPair>& some) {
-            return matrixOf(*drawMatches(*imageOf(front.picture), *front.keypoints, *imageOf(side.picture),
-                                         *side.keypoints, *asMatches(some, front.keypoints->dimensions[0])));
+            return matrixOf(*drawMatches(*imageOfMatrix(front.picture), *front.keypoints,
+                                         *imageOfMatrix(side.picture), *side.keypoints,
+                                         *asMatches(some, front.keypoints->dimensions[0])));
         };
         output.write("keypoints.png",
-                     matrixOf(*draw(*imageOf(front.picture), Layout::Keypoints, *front.keypoints)));
+                     matrixOf(*draw(*imageOfMatrix(front.picture), Layout::Keypoints, *front.keypoints)));
         output.write("matches.png", drawn(pairs));
         output.write("right_matches.png", drawn(right));
         require(pairs.size() >= 100, "at least 100 matches");

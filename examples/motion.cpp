@@ -34,7 +34,7 @@ int main(int argc, char** argv)
         for (cv::Mat& frame : pair) cv::resize(frame, frame, cv::Size(), 0.5, 0.5, cv::INTER_AREA);
         const double still = cv::PSNR(pair[0], pair[1]);
         for (const std::string operation : { "OpticalFlowFarneback", "OpticalFlowDualTVL1" }) {
-            const Outcome outcome = run(operation, { { "frames", sequenceOf(pair) } });
+            const Outcome outcome = run(operation, { { "frames", imageOfFrames(pair) } });
             const FlowPicture drawn = drawFlow(outcome.tensor());
             const double followed = cv::PSNR(pair[0], warpedBack(pair[1], outcome.tensor()));
             fmt::print(
