@@ -142,6 +142,11 @@ constexpr Constraint akazeConstraints[] = {
           return !isBinary(call) || call.integer("descriptor_size") == 0
               || call.integer("descriptor_channels") >= 2;
       } },
+    { "descriptor_channels", "3 for binary descriptors of size 0, unless keypoints are only detected",
+      [](const CallView& call) {
+          return !isBinary(call) || call.text("mode") == "detect" || call.integer("descriptor_size") != 0
+              || call.integer("descriptor_channels") == 3;
+      } },
     { "descriptor_size", "at most 162 bits for each channel",
       [](const CallView& call) {
           return !isBinary(call)
@@ -153,7 +158,7 @@ constexpr Constraint akazeConstraints[] = {
 constexpr Word akazeLimits[] = {
     "Binary descriptors of a size above 0 with one channel are refused: OpenCV overflows its table of "
     "comparisons.",
-    "Binary descriptors of size 0 need three channels: OpenCV refuses fewer as soon as there is a keypoint.",
+    "Binary descriptors of size 0 with fewer than three channels are refused: OpenCV writes beyond them.",
     "Octaves of keypoints to describe are refused above 30: OpenCV shifts a 32-bit one by them.",
     keypointLimit,
 };

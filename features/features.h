@@ -32,12 +32,12 @@ HostErrorCode fast(LibraryData data, KImage image, HostBoolean useMask, KImage m
 /// ("detectAndCompute").
 ///
 /// Image and mask: as agast(). Octaves: at least 1; layers: 1 to 11; descriptor size: 0 (all) to 486 bits,
-/// channels 1 to 3 (OpenCV refuses fewer than 3 with size 0). Keypoints: n x 7 in the host's frame, inside
-/// the picture, read only by "compute". Result: n x 7, n x d or n x (7 + d). Besides what the checks name,
-/// binary descriptors of a size above 0 with one channel are refused (they overflow OpenCV's table), and so
-/// are keypoints with numbers that are not finite, sizes beyond the diagonal or octaves above
-/// limits::shiftedOctave. Source: P. Alcantarilla, J. Nuevo, A. Bartoli, "Fast explicit diffusion for
-/// accelerated features in nonlinear scale spaces", 2013.
+/// channels 1 to 3. Keypoints: n x 7 in the host's frame, inside the picture, read only by "compute". Result:
+/// n x 7, n x d or n x (7 + d). Besides what the checks name, binary descriptors of a size above 0 with one
+/// channel are refused, and those of size 0 with fewer than three where something is described (OpenCV writes
+/// beyond its memory for both); so are keypoints with numbers that are not finite, sizes beyond the diagonal
+/// or octaves above limits::shiftedOctave. Source: P. Alcantarilla, J. Nuevo, A. Bartoli, "Fast explicit
+/// diffusion for accelerated features in nonlinear scale spaces", 2013.
 HostErrorCode akaze(LibraryData data, KImage image, HostBoolean useMask, KImage mask, const char* modeName,
                     double threshold, int64_t nOctaves, int64_t nOctaveLayers, const char* diffusivityName,
                     const char* descriptorName, int64_t descriptorSize, int64_t descriptorChannels,

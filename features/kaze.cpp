@@ -57,9 +57,12 @@ HostErrorCode akaze(LibraryData data, KImage image, HostBoolean useMask, KImage 
     if (descriptor == unknownName) return StatusFunctionError;
     if (descriptorSize < 0 || descriptorSize > longestAkazeDescriptor) return StatusFunctionError;
     if (descriptorChannels < 1 || descriptorChannels > 3) return StatusFunctionError;
-    // OpenCV writes past its table of comparisons when it picks bits of one channel.
+    // OpenCV writes past its table of comparisons when it picks bits of one channel, and past the
+    // descriptors, before it notices and throws, when it wants all bits of fewer than three.
     const bool binary = descriptor >= akazeFirstBinaryDescriptor;
     if (binary && descriptorSize > 0 && descriptorChannels == 1) return StatusFunctionError;
+    const bool describes = mode != KeypointMode::Detect;
+    if (binary && describes && descriptorSize == 0 && descriptorChannels < 3) return StatusFunctionError;
 
     cv::Mat picture, allowed, descriptors;
     if (!convertPicture(data, image, useMask, mask, picture, allowed)) return StatusFunctionError;

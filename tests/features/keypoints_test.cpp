@@ -540,6 +540,30 @@ TEST(Hostile, AkazeBitsOfOneChannelAreRefused)
                                             { "descriptor_channels", int64_t { 1 } } }));
 }
 
+TEST(Hostile, AkazesWholeDescriptorsOfFewerThanThreeChannelsAreRefused)
+{
+    for (const int64_t channels : { 1, 2 }) {
+        for (const char* mode : { "compute", "detectAndCompute" }) {
+            for (const char* type : { "DESCRIPTOR_MLDB", "DESCRIPTOR_MLDB_UPRIGHT" }) {
+                const Values values = with(
+                    "Akaze", with("Akaze", computing("Akaze", 2, 5), "descriptor_channels", Value(channels)),
+                    "mode", mode);
+                EXPECT_REFUSED_IN_CHILD("Akaze", with("Akaze", values, "descriptor_type", type));
+            }
+        }
+        // Nothing is described by these, or not in bits.
+        succeed("Akaze",
+                arguments("Akaze",
+                          { { "image", imageOf(scene(100, 120)) }, { "descriptor_channels", channels } }));
+        succeed("Akaze",
+                arguments("Akaze",
+                          { { "image", imageOf(scene(100, 120)) },
+                            { "mode", "detectAndCompute" },
+                            { "descriptor_type", "DESCRIPTOR_KAZE" },
+                            { "descriptor_channels", channels } }));
+    }
+}
+
 TEST(Hostile, KeypointsThatCrashOpenCvAreRefused)
 {
     EXPECT_REFUSED_IN_CHILD("Orb", computing("Orb", 3, std::nan("")));
