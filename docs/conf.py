@@ -1,9 +1,11 @@
 """How Sphinx builds the documentation; scripts/docs runs it."""
 
+from miravex import __version__
+
 project = "Miravex"
 author = "the Miravex developers"
 copyright = author
-release = "1.0.0"
+release = __version__
 
 extensions = ["sphinx.ext.autodoc", "sphinx.ext.viewcode"]
 autodoc_member_order = "bysource"

@@ -14,15 +14,15 @@ from miravex.results import packed, unpacked
 
 REALS = st.floats(-1e6, 1e6)
 TABLES = {
-    "Keypoints": results.Keypoints,
-    "Regions": results.Regions,
-    "PolarLines": results.PolarLines,
-    "BorderLines": results.Lines,
-    "Segments": results.Lines,
-    "WideSegments": results.WideLines,
-    "Circles": results.Circles,
+    "keypoints": results.Keypoints,
+    "regions": results.Regions,
+    "polar-lines": results.PolarLines,
+    "border-lines": results.Lines,
+    "segments": results.Lines,
+    "wide-segments": results.WideLines,
+    "circles": results.Circles,
 }
-FLAT = ("PolarLines", "BorderLines", "Segments", "WideSegments", "Circles")
+FLAT = ("polar-lines", "border-lines", "segments", "wide-segments", "circles")
 
 
 @pytest.mark.parametrize("layout", TABLES)
@@ -47,21 +47,21 @@ def test_empty_tables_keep_their_width() -> None:
         width = len(table.columns())
         empty = np.zeros(0) if layout in FLAT else np.zeros((0, width))
         assert unpacked(empty, layout).rows.shape == (0, width)
-    assert unpacked(np.array([0.0]), "FaceBoxes").rows.shape == (0, 5)
-    assert unpacked(np.array([0]), "Matches").rows.shape == (0, 2)
-    assert unpacked(np.array([0]), "Contours").hierarchy.shape == (0, 4)
-    assert unpacked(np.array([0]), "Contours").points == []
-    assert unpacked(np.array([0]), "ChainCodes").codes == []
+    assert unpacked(np.array([0.0]), "face-boxes").rows.shape == (0, 5)
+    assert unpacked(np.array([0]), "matches").rows.shape == (0, 2)
+    assert unpacked(np.array([0]), "contours").hierarchy.shape == (0, 4)
+    assert unpacked(np.array([0]), "contours").points == []
+    assert unpacked(np.array([0]), "chain-codes").codes == []
 
 
 @given(st.lists(st.lists(st.integers(1, 50), max_size=5), max_size=6))
 def test_matches_by_query(found: list[list[int]]) -> None:
     tensor = np.array([len(found), *map(len, found), *sum(found, [])], dtype=np.int64)
-    matches = unpacked(tensor, "Matches")
+    matches = unpacked(tensor, "matches")
     pairs = [(query, train - 1) for query, trains in enumerate(found) for train in trains]
     assert [tuple(pair) for pair in matches.rows] == pairs
     assert matches.counts.tolist() == [len(trains) for trains in found]
-    assert np.array_equal(packed(matches, "Matches"), tensor)
+    assert np.array_equal(packed(matches, "matches"), tensor)
 
 
 @given(st.lists(st.lists(st.tuples(st.integers(-9, 9), st.integers(-9, 9)), min_size=1, max_size=5), max_size=5))
@@ -69,14 +69,14 @@ def test_contours_with_their_hierarchy(outlines: list[list[tuple[int, int]]]) ->
     hierarchy = np.arange(4 * len(outlines)).reshape(-1, 4) - 1
     flat = [number for outline in outlines for point in outline for number in point]
     tensor = np.array([len(outlines), *map(len, outlines), *flat, *hierarchy.ravel()], dtype=np.int64)
-    contours = unpacked(tensor, "Contours")
+    contours = unpacked(tensor, "contours")
     assert [list(map(tuple, points)) for points in contours.points] == outlines
     assert np.array_equal(contours.hierarchy, hierarchy)
-    assert np.array_equal(packed(contours, "Contours"), tensor)
+    assert np.array_equal(packed(contours, "contours"), tensor)
 
 
 def test_one_pixel_contour_by_hand() -> None:
-    contours = unpacked(np.array([1, 1, 3, 4, -1, -1, -1, -1]), "Contours")
+    contours = unpacked(np.array([1, 1, 3, 4, -1, -1, -1, -1]), "contours")
     assert contours.points[0].tolist() == [[3, 4]]
     assert contours.hierarchy.tolist() == [[-1, -1, -1, -1]]
 
@@ -84,38 +84,38 @@ def test_one_pixel_contour_by_hand() -> None:
 @given(st.lists(st.lists(st.integers(0, 8), min_size=1, max_size=6), max_size=5))
 def test_chain_codes(outlines: list[list[int]]) -> None:
     tensor = np.array([len(outlines), *(code for outline in outlines for code in [-1, *outline])], dtype=np.int64)
-    chains = unpacked(tensor, "ChainCodes")
+    chains = unpacked(tensor, "chain-codes")
     assert [codes.tolist() for codes in chains.codes] == outlines
-    assert np.array_equal(packed(chains, "ChainCodes"), tensor)
+    assert np.array_equal(packed(chains, "chain-codes"), tensor)
 
 
 @given(arrays.arrays(np.float64, st.tuples(st.integers(0, 6), st.just(5)), elements=REALS))
 def test_faces(rows: np.ndarray) -> None:
     tensor = np.concatenate([[len(rows)], rows[:, :4].ravel(), rows[:, 4]])
-    faces = unpacked(tensor, "FaceBoxes")
+    faces = unpacked(tensor, "face-boxes")
     assert np.array_equal(faces.rows, rows)
-    assert np.array_equal(packed(faces, "FaceBoxes"), tensor)
+    assert np.array_equal(packed(faces, "face-boxes"), tensor)
 
 
 def test_features_split_into_keypoints_and_descriptors() -> None:
     rows = np.arange(30.0).reshape(3, 10)
-    features = unpacked(rows, "KeypointsAndDescriptors")
+    features = unpacked(rows, "keypoints-and-descriptors")
     assert np.array_equal(features.keypoints.rows, rows[:, :7])
     assert np.array_equal(features.descriptors, rows[:, 7:])
-    assert np.array_equal(packed(features, "KeypointsAndDescriptors"), rows)
+    assert np.array_equal(packed(features, "keypoints-and-descriptors"), rows)
 
 
 def test_fields_and_curves() -> None:
-    flow = unpacked(np.arange(24.0).reshape(1, 3, 4, 2), "Flow")
+    flow = unpacked(np.arange(24.0).reshape(1, 3, 4, 2), "flow")
     assert flow.u.shape == flow.v.shape == (1, 3, 4) and flow.v[0, 0, 0] == 1
-    valid = unpacked(np.arange(36.0).reshape(1, 3, 4, 3), "FlowAndValidity")
+    valid = unpacked(np.arange(36.0).reshape(1, 3, 4, 3), "flow-and-validity")
     assert valid.valid[0, 0, 0] == 2
-    curve = unpacked(np.arange(768.0), "ResponseCurve")
+    curve = unpacked(np.arange(768.0), "response-curve")
     assert curve.shape == (256, 3) and curve[1, 0] == 3
-    assert np.array_equal(packed(curve, "ResponseCurve"), np.arange(768.0))
-    assert unpacked(np.array([1.5, -2.0]), "Shift") == (1.5, -2.0)
-    assert unpacked(np.array([1, 4]), "Positions").tolist() == [0, 3]
-    assert unpacked(0.25, "Plain") == 0.25
+    assert np.array_equal(packed(curve, "response-curve"), np.arange(768.0))
+    assert unpacked(np.array([1.5, -2.0]), "shift") == (1.5, -2.0)
+    assert unpacked(np.array([1, 4]), "positions").tolist() == [0, 3]
+    assert unpacked(0.25, "plain") == 0.25
 
 
 def test_rows_of_another_width_are_refused() -> None:

@@ -60,17 +60,17 @@ def picture(argument: Argument, given: dict[str, Any], type_name: str = "", chan
 def extent(kind: str, count: int, of: str, given: dict[str, Any]) -> int:
     if kind == "exactly":
         return count
-    if kind == "at least":
+    if kind == "atLeast":
         return max(count, 4)
     other = given.get(of)
     if other is None:
         return 4
-    if kind == "length":
+    if kind == "lengthOf":
         return int(np.size(other))
-    if kind in ("first", "second"):
-        return int(np.shape(other)[0 if kind == "first" else 1])
+    if kind in ("firstOf", "secondOf"):
+        return int(np.shape(other)[0 if kind == "firstOf" else 1])
     sequence = other.ndim == 4
-    axis = {"slices": 0, "rows": 1, "columns": 2, "channels": 3}[kind] - (0 if sequence else 1)
+    axis = {"slicesOf": 0, "rowsOf": 1, "columnsOf": 2, "channelsOf": 3}[kind] - (0 if sequence else 1)
     return other.shape[axis] if axis < other.ndim else 1
 
 
