@@ -5,6 +5,7 @@
 #include "host/arguments.h"
 #include "host/catalog.h"
 #include "host/draw.h"
+#include "host/explain.h"
 #include "host/library.h"
 #include "host/results.h"
 
@@ -72,13 +73,6 @@ std::vector<Value> valuesOf(const Operation& operation, const py::dict& argument
     return std::move(completed.values);
 }
 
-[[noreturn]] void fail(const Operation& operation, const Outcome& outcome)
-{
-    const std::string reason =
-        outcome.openCvError.empty() ? "the library refused the call" : outcome.openCvError;
-    throw Failed(fmt::format("{}: {}", snakeCase(operation.name), reason));
-}
-
 PyObject* failure = nullptr; ///< MiravexError, as long as the process lives
 
 /// Texts may quote names of files, which need not be UTF-8.
@@ -115,7 +109,9 @@ py::tuple callByName(std::string_view name, const py::dict& arguments, const py:
         const py::gil_scoped_release unlocked;
         outcome = call(library(), operation, values);
     }
-    if (!outcome.ok()) fail(operation, outcome);
+    if (!outcome.ok())
+        throw Failed(
+            fmt::format("{}: {}", snakeCase(operation.name), explain(operation, values, outcome).message()));
     if (!outcome.accounting.clean())
         throw Failed(
             fmt::format("{}: {}", snakeCase(operation.name), fmt::join(outcome.accounting.violations, "; ")));

@@ -18,8 +18,8 @@ Image = npt.NDArray[Any]
 _INTEGERS = ("matches", "contours", "chain-codes", "positions")
 
 
-def _drawn(image: Image, layout: str, value: Any) -> Image:
-    return _miravex.draw(image, layout, packed(value, layout), layout in _INTEGERS)
+def _drawn(image: Image, layout: str, value: Any, name: str = "rows") -> Image:
+    return _miravex.draw(image, layout, packed(value, layout, name), layout in _INTEGERS)
 
 
 def keypoints(image: Image, rows: npt.ArrayLike | results.Features) -> Image:
@@ -61,17 +61,17 @@ def circles(image: Image, rows: npt.ArrayLike) -> Image:
 
 def contours(image: Image, outlines: results.Contours) -> Image:
     """Outlines, coloured by their level in the hierarchy."""
-    return _drawn(image, "contours", outlines)
+    return _drawn(image, "contours", outlines, "outlines")
 
 
-def faces(image: Image, boxes: results.Faces) -> Image:
-    """Boxes with their scores."""
-    return _drawn(image, "face-boxes", boxes)
+def faces(image: Image, boxes: npt.ArrayLike) -> Image:
+    """Boxes with their scores, from Faces or an array of shape (n, 5)."""
+    return _drawn(image, "face-boxes", boxes, "boxes")
 
 
 def flow(image: Image, field: results.Flow | results.ValidFlow) -> Image:
     """The first pair's motion in the colours of a wheel: hue for the direction, strength for the speed."""
-    return _drawn(image, "flow-and-validity" if isinstance(field, results.ValidFlow) else "flow", field)
+    return _drawn(image, "flow-and-validity" if isinstance(field, results.ValidFlow) else "flow", field, "field")
 
 
 def matches(
@@ -79,16 +79,16 @@ def matches(
     first_keypoints: npt.ArrayLike | results.Features,
     second: Image,
     second_keypoints: npt.ArrayLike | results.Features,
-    pairs: results.Matches,
+    pairs: npt.ArrayLike,
 ) -> Image:
-    """Both pictures side by side with a line for every match."""
-    return _miravex.draw_matches(
-        first,
-        np.asarray(_rows(first_keypoints)),
-        second,
-        np.asarray(_rows(second_keypoints)),
-        packed(pairs, "matches"),
-    )
+    """Both pictures side by side with a line for every match. The pairs are Matches, or an array of shape
+    (n, 2) of positions in the keypoints, from 0."""
+    queries, trains = np.atleast_1d(_rows(first_keypoints)), np.atleast_1d(_rows(second_keypoints))
+    found = pairs if isinstance(pairs, results.Matches) else results.Matches.over(pairs)
+    for name, column, rows in (("query", found.query, queries), ("train", found.train, trains)):
+        if column.dtype.kind not in "iu" or ((column < 0) | (column >= len(rows))).any():
+            raise ValueError(f"pairs names a {name} keypoint that is not there, expected positions from 0")
+    return _miravex.draw_matches(first, queries, second, trains, packed(found, "matches"))
 
 
 def _rows(keypoints: Any) -> Any:

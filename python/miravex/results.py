@@ -302,11 +302,12 @@ def unpacked(value: Any, layout: str) -> Any:
     return form.read(value) if form and isinstance(value, np.ndarray) else value
 
 
-def packed(value: Any, layout: str) -> Array:
-    """The reverse of :func:`unpacked`; rows of a table may be an array of their own."""
+def packed(value: Any, layout: str, name: str = "value") -> Array:
+    """The reverse of :func:`unpacked`; a table may also be given as an array of its rows. ``name`` is what an
+    error calls the value."""
     form = _FORMS.get(layout)
     if form is None:
         return np.asarray(value)
     if form.result and not issubclass(form.result, Table) and not isinstance(value, form.result):
-        raise ValueError(f"{type(value).__name__} given, expected {form.result.__name__}")
+        raise ValueError(f"{name} is of type {type(value).__name__}, expected {form.result.__name__}")
     return np.asarray(form.write(value))

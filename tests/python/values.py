@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import os
 from pathlib import Path
 from typing import Any
 
@@ -17,9 +18,25 @@ TYPES = {
     "real32": np.float32,
     "real": np.float64,
 }
+NETWORK = Path(os.environ.get("MIRAVEX_TEST_DATA", "")) / "face-network"
 FILES = {
     "cascade": Path("/usr/share/opencv4/haarcascades/haarcascade_frontalface_default.xml"),
+    "description": NETWORK / "deploy.prototxt",
+    "weights": NETWORK / "weights.caffemodel",
 }
+
+
+def write_film(path: Path) -> Path:
+    """Eight frames of a bright box on its way over noise, as uncompressed video, and the film's place."""
+    noise = np.random.default_rng(8).integers(0, 60, (12, 16), dtype=np.uint8)
+    colourless = np.full((2, 6, 8), 128, np.uint8).tobytes()
+    with path.open("wb") as film:
+        film.write(b"YUV4MPEG2 W16 H12 F10:1 C420jpeg\n")
+        for i in range(8):
+            frame = noise.copy()
+            frame[3:9, 1 + i : 7 + i] += 150
+            film.write(b"FRAME\n" + frame.tobytes() + colourless)
+    return path
 
 
 def samples(shape: tuple[int, ...], type_name: str, seed: int = 7) -> np.ndarray:
