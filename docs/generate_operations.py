@@ -219,7 +219,7 @@ def c_lines(record: Operation) -> list[str]:
     cell = CELLS[record.results[0].kind]
     return [
         *lines,
-        *textwrap.wrap(f"ArgumentSlot arguments[] = {{ {slots} }};", 96, subsequent_indent="    "),
+        *textwrap.wrap(f"ArgumentSlot arguments[] = {{ {slots} }};", 84, subsequent_indent="    "),
         "ValueCell result;",
         f"if (opencv_{record.name}(data, {len(record.arguments)}, arguments, &result) == StatusOk)",
         f"    use(result.{cell});",
@@ -287,13 +287,28 @@ def plain_signature(record: Operation) -> str:
     return ", ".join(parts)
 
 
-def pictures(record: Operation, gallery: Path | None, output: Path) -> list[str]:
-    """The operation's runs on real pictures from the gallery, copied beside the page."""
+def number_text(number: float) -> str:
+    return f"{number:.0f}" if float(number).is_integer() and abs(number) < 1e9 else f"{number:.4g}"
+
+
+def numbers_table(table: dict[str, Any]) -> list[str]:
+    """The first rows of a result, as the command line gives them."""
+    if not table["rows"]:
+        return []
+    lines = [".. list-table::", "   :header-rows: 1", ""]
+    for row in [table["columns"], *([number_text(number) for number in row] for row in table["rows"])]:
+        cells = [*row, "..."] if table["columnsInAll"] > len(row) else row
+        lines += [f"   {'* -' if i == 0 else '  -'} {cell}" for i, cell in enumerate(cells)]
+    return [*lines, ""]
+
+
+def runs(record: Operation, gallery: Path | None, output: Path) -> list[str]:
+    """The operation at work in the gallery: its pictures, copied beside the page, and numbers."""
     lines: list[str] = []
     if gallery is None:
         return lines
     for run in json.loads((gallery / "gallery.json").read_text(encoding="utf-8")):
-        if run["operation"] != record.command or run.get("failed") or not run["results"]:
+        if run["operation"] != record.command or "failed" in run or "skipped" in run:
             continue
         lines += heading(run["title"], "-")
         for shown_picture in [*run["inputs"], *run["results"]]:
@@ -301,7 +316,8 @@ def pictures(record: Operation, gallery: Path | None, output: Path) -> list[str]
             shutil.copy(source, output / source.name)
             caption = escaped(shown_picture["caption"])
             lines += [f".. figure:: {source.name}", "   :width: 60%", "   :align: left", "", f"   {caption}", ""]
-        lines += [escaped(sentence(run["outcome"])), ""]
+        lines += numbers_table(run["table"]) if "table" in run else []
+        lines += [escaped(sentence(f"the result: {run['outcome']}")), ""]
     return lines
 
 
@@ -312,6 +328,7 @@ def page(record: Operation, gallery: Path | None, output: Path) -> str:
     lines += heading("Command line", "-") + block("sh", command_lines(record))
     lines += heading("Python", "-") + block("python", python_lines(record))
     lines += heading("C", "-") + block("c", c_lines(record))
+    lines += ["How calls are made: :doc:`/tool`, :doc:`/python`, :doc:`/host`.", ""]
     lines += heading("Arguments", "-") + arguments_table(record)
     lines += heading("Result", "-") + results_lines(record)
     if record.constraints or record.limits:
@@ -321,7 +338,7 @@ def page(record: Operation, gallery: Path | None, output: Path) -> str:
         lines.append("")
     if record.source:
         lines += heading("Source", "-") + [escaped(record.source), ""]
-    lines += pictures(record, gallery, output)
+    lines += runs(record, gallery, output)
     return "\n".join(lines)
 
 
