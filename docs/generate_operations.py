@@ -38,6 +38,7 @@ CELLS = {
 def escaped(text: str) -> str:
     """Plain text as reStructuredText."""
     text = re.sub(r"([\\*`|])", r"\\\1", text)
+    text = re.sub(r"^(\w+)\.", r"\1\\.", text)  # no list that starts with "P. Debevec"
     return re.sub(r"_(?=\W|$)", r"\\_", text)
 
 
@@ -159,7 +160,9 @@ def calls(record: Operation) -> list[Call]:
 
 
 def command_lines(record: Operation) -> list[str]:
-    output = ["-o", "out.png"] if record.results[0].kind == "image" else []
+    result = record.results[0]
+    kind = "exr" if "high dynamic range" in result.summary else "png"
+    output = ["-o", f"out.{kind}"] if result.kind == "image" else []
     lines: list[str] = []
     for call in calls(record):
         lines += [f"# {call.title}", " ".join(["miravex", record.command, *call.command, *output]), ""]
@@ -252,10 +255,15 @@ def arguments_table(record: Operation) -> list[str]:
     return [*lines, ""]
 
 
-PYTHON_RESULTS = {
+PYTHON_TYPES = {
     "Image": "an array with the axes of a picture",
     "Array": "an array",
     "float": "a float",
+}
+PYTHON_LAYOUTS = {
+    "labels": "an array of the picture's size",
+    "positions": "an array of positions from 0",
+    "response-curve": "an array of shape (256, 3)",
 }
 C_RESULTS = {
     "image": "an image",
@@ -271,7 +279,8 @@ def results_lines(record: Operation) -> list[str]:
     for result in record.results:
         when = f'when {result.when[0]} is {result.when[1]}, ' if result.when else ""
         name = result_type(result)
-        python = PYTHON_RESULTS.get(name, f":class:`~miravex.results.{name}`")
+        table = f":class:`~miravex.results.{name}`"
+        python = PYTHON_LAYOUTS.get(result.layout) or PYTHON_TYPES.get(name, table)
         text = f"{when}in Python {python}, in C {C_RESULTS[result.kind]}: {escaped(result.summary)}"
         lines.append(f"* {sentence(text)}")
     return [*lines, ""]
@@ -311,11 +320,12 @@ def runs(record: Operation, gallery: Path | None, output: Path) -> list[str]:
         if run["operation"] != record.command or "failed" in run or "skipped" in run:
             continue
         lines += heading(run["title"], "-")
-        for shown_picture in [*run["inputs"], *run["results"]]:
-            source = gallery / shown_picture["file"]
+        figures = [*run["inputs"], *run["results"]]
+        lines += [".. container:: pictures", ""] if figures else []
+        for figure in figures:
+            source = gallery / figure["file"]
             shutil.copy(source, output / source.name)
-            caption = escaped(shown_picture["caption"])
-            lines += [f".. figure:: {source.name}", "   :width: 60%", "   :align: left", "", f"   {caption}", ""]
+            lines += [f"   .. figure:: {source.name}", "", f"      {escaped(figure['caption'])}", ""]
         lines += numbers_table(run["table"]) if "table" in run else []
         lines += [escaped(sentence(f"the result: {run['outcome']}")), ""]
     return lines
