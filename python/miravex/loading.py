@@ -83,7 +83,8 @@ def _numbers(name: str, value: npt.ArrayLike | None, slot: tuple[int, int, int],
     try:
         given = np.asarray(value)
         if given.dtype.kind in "buifO":  # words that read as numbers are none
-            numbers = given.astype(np.float32)
+            with np.errstate(over="ignore"):  # infinity is refused below
+                numbers = given.astype(np.float32)
     except (TypeError, ValueError, OverflowError):
         pass
     if numbers is None or numbers.shape not in ((), (channels,), slot):

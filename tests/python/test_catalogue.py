@@ -20,7 +20,8 @@ OWN_REFUSAL = "the library refused the call"
 
 
 def name(record: Any) -> str:
-    return record.function
+    """Of an operation or of one of its arguments."""
+    return getattr(record, "function", record.name)
 
 
 def call(record: Any, given_values: dict[str, Any]) -> Any:
@@ -159,7 +160,7 @@ BOUNDED = [
 ]
 
 
-@pytest.mark.parametrize("record, argument", BOUNDED, ids=lambda value: value.function if hasattr(value, "function") else value.name)
+@pytest.mark.parametrize("record, argument", BOUNDED, ids=name)
 def test_just_outside_each_bound_is_refused_by_name(record: Any, argument: Any) -> None:
     values = usual(record)
     if argument.used_when:
@@ -173,7 +174,7 @@ def test_just_outside_each_bound_is_refused_by_name(record: Any, argument: Any) 
 WORDED = [(record, argument) for record in RECORDS for argument in record.arguments if argument.choices]
 
 
-@pytest.mark.parametrize("record, argument", WORDED, ids=lambda value: value.function if hasattr(value, "function") else value.name)
+@pytest.mark.parametrize("record, argument", WORDED, ids=name)
 def test_near_misses_of_words_are_refused(record: Any, argument: Any) -> None:
     values = usual(record)
     for choice in argument.choices:
@@ -192,7 +193,7 @@ PICTURED = [
 ]
 
 
-@pytest.mark.parametrize("record, argument", PICTURED, ids=lambda value: value.function if hasattr(value, "function") else value.name)
+@pytest.mark.parametrize("record, argument", PICTURED, ids=name)
 def test_images_that_the_record_does_not_accept_are_refused(record: Any, argument: Any) -> None:
     values = usual(record)
     for kind in ("bit", "byte", "bit16", "real32", "real"):

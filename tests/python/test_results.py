@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import pickle
 
+import miravex
 import numpy as np
 import pytest
 from hypothesis import given
@@ -136,7 +137,24 @@ def test_columns_are_named_as_the_command_line_names_them() -> None:
         width = len(table.columns())
         tensor = np.arange(2.0 * width)
         names, rows = _miravex.table(layout, tensor if layout in FLAT else tensor.reshape(2, width))
-        if names == [f"c{i}" for i in range(len(names))]:
-            pytest.skip(f"the command line has no names for {layout}")
-        assert [name.lower() for name in names] == list(table.columns()), layout
+        assert names == list(table.columns()), layout
         assert np.array_equal(rows, tensor.reshape(2, width))
+    faces = results.Faces.over(np.arange(10.0).reshape(2, 5))
+    names, rows = _miravex.table("face-boxes", packed(faces, "face-boxes"))
+    assert names == list(results.Faces.columns()) and np.array_equal(rows, faces.rows)
+
+
+def test_matches_in_another_order_are_packed_by_query() -> None:
+    assert packed([[1, 4], [0, 7], [1, 2]], "matches").tolist() == [2, 1, 2, 8, 5, 3]
+
+
+def test_other_things_than_results_are_named() -> None:
+    for layout in ("contours", "chain-codes", "flow", "flow-and-validity", "keypoints-and-descriptors", "shift"):
+        with pytest.raises(ValueError, match="rows is of type list, expected"):
+            packed([1, 2], layout, "rows")
+
+
+def test_every_layout_of_the_catalogue_is_read() -> None:
+    layouts = {result.layout for record in miravex.catalog() for result in record.results}
+    assert set(results.TYPES) <= layouts
+    assert layouts - set(results.TYPES) == {"plain", "descriptors", "labels", "positions", "response-curve", "transport"}
