@@ -158,7 +158,7 @@ class _Progress:
 
     def __init__(self, total: int, wanted: bool) -> None:
         self._total = total
-        self._shown = wanted and total > FILES_PER_CHUNK and sys.stderr.isatty()
+        self._shown = wanted and total > FILES_PER_CHUNK and sys.stderr is not None and sys.stderr.isatty()
         self._start = time.perf_counter()
 
     def at(self, done: int) -> None:

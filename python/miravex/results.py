@@ -48,6 +48,17 @@ class Table:
     def __array__(self, dtype: npt.DTypeLike = None) -> Array:
         return np.asarray(self.rows, dtype=dtype)
 
+    def __reduce__(self) -> tuple[Any, ...]:
+        others = {name: value for name, value in self.__dict__.items() if name != "_rows"}
+        return _table_over, (type(self), self.rows, others)
+
+
+def _table_over(kind: type[T], rows: Array, others: dict[str, Any]) -> T:
+    """A copied or unpickled table, whose columns are again views of its rows."""
+    table = kind.over(rows)
+    table.__dict__.update(others)
+    return table
+
 
 class Keypoints(
     Table,

@@ -67,6 +67,21 @@ def test_wheel_works_where_it_is_unpacked(wheel: Path, tmp_path: Path) -> None:
 
 
 @needs_build
+def test_without_the_library_the_import_says_so(wheel: Path, tmp_path: Path) -> None:
+    with zipfile.ZipFile(wheel) as archive:
+        archive.extractall(tmp_path)
+    (tmp_path / "miravex/libmiravex.so").unlink()
+    environment = {"PATH": "/usr/bin:/bin", "PYTHONPATH": str(tmp_path)}
+    for named in ({}, {"MIRAVEX_LIBRARY": str(tmp_path / "other.so")}):
+        done = subprocess.run(
+            [sys.executable, "-c", "import miravex"], capture_output=True, text=True, env={**environment, **named}
+        )
+        wanted = named.get("MIRAVEX_LIBRARY", "libmiravex.so")
+        assert done.returncode == 1
+        assert f"ImportError: cannot use the library {wanted}" in done.stderr
+
+
+@needs_build
 def test_wheel_lists_its_files(wheel: Path) -> None:
     with zipfile.ZipFile(wheel) as archive:
         names = archive.namelist()

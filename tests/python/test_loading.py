@@ -83,6 +83,22 @@ def test_any_file_name(photos: list[Path], tmp_path: Path) -> None:
     assert failed == []
 
 
+def test_progress_is_shown_on_terminals_alone(
+    photos: list[Path], monkeypatch: pytest.MonkeyPatch, capsys: pytest.CaptureFixture[str]
+) -> None:
+    names = [photos[0]] * (loading.FILES_PER_CHUNK + 1)
+    miravex.load_images(names, (2, 2))
+    assert capsys.readouterr().err == ""
+    monkeypatch.setattr(sys.stderr, "isatty", lambda: True)
+    miravex.load_images(names, (2, 2), progress=False)
+    assert capsys.readouterr().err == ""
+    miravex.load_images(names, (2, 2))
+    shown = capsys.readouterr().err
+    assert f"{len(names)} of {len(names)} files" in shown and shown.endswith("\n")
+    monkeypatch.setattr(sys, "stderr", None)
+    assert miravex.load_images(names, (2, 2))[1] == []
+
+
 def test_no_files_and_one_file(photos: list[Path]) -> None:
     array, failed = miravex.load_images([], (5, 6))
     assert array.shape == (0, 3, 5, 6) and failed == []
@@ -136,7 +152,9 @@ def test_the_destination_is_filled_in_place(photos: list[Path]) -> None:
     failed = miravex.load_images_from_path_into(destination, path, [len(path.encode())])
     assert failed.tolist() == []
     assert np.array_equal(destination, miravex.load_images(path, (8, 8), "channels_last")[0])
-    for wrong in (destination.astype(float), destination[:, ::2], destination.tolist()):
+    fixed = np.zeros((1, 8, 8, 3), np.float32)
+    fixed.flags.writeable = False
+    for wrong in (destination.astype(float), destination[:, ::2], destination.tolist(), fixed):
         with pytest.raises(ValueError, match="destination is .*float32"):
             miravex.load_images_from_path_into(wrong, path, [len(path)])
 

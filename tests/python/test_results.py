@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import copy
 import pickle
 
 import miravex
@@ -128,8 +129,13 @@ def test_tables_survive_replacing_and_pickling() -> None:
     keypoints = results.Keypoints.over(np.arange(14.0).reshape(2, 7))
     moved = keypoints._replace(x=np.array([5.0, 6.0]))
     assert moved.rows[:, 0].tolist() == [5, 6] and moved.rows[1, 1] == 8
-    again = pickle.loads(pickle.dumps(keypoints))
-    assert type(again) is results.Keypoints and np.array_equal(again.rows, keypoints.rows)
+    matches = unpacked(np.array([3, 1, 0, 1, 2, 1]), "matches")
+    faces = results.Faces(*np.arange(10.0).reshape(5, 2))
+    for table in (keypoints, matches, faces):
+        for again in (pickle.loads(pickle.dumps(table)), copy.deepcopy(table), copy.copy(table)):
+            assert type(again) is type(table) and np.array_equal(again.rows, table.rows)
+            assert all(np.shares_memory(column, again.rows) for column in again)
+    assert pickle.loads(pickle.dumps(matches)).counts.tolist() == [1, 0, 1]
 
 
 def test_columns_are_named_as_the_command_line_names_them() -> None:
