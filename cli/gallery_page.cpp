@@ -92,9 +92,10 @@ std::string cell(double value)
     return isWhole ? fmt::format("{:.0f}", value) : fmt::format("{:.4g}", value);
 }
 
+constexpr std::size_t mostRows = 6, mostColumns = 8; ///< of a table that is shown
+
 std::string tableHtml(const Table& table)
 {
-    constexpr std::size_t mostRows = 6, mostColumns = 8;
     const std::size_t columns = std::min(table.columns.size(), mostColumns);
     const bool cut = table.columns.size() > columns;
     std::string html = "<div class=\"scroll\"><table><tr>";
@@ -111,6 +112,21 @@ std::string tableHtml(const Table& table)
         html += fmt::format("<p class=\"outcome\">{} rows, {} columns in all</p>\n", table.rows.size(),
                             table.columns.size());
     return html;
+}
+
+/// The same part of the table as data.
+nlohmann::ordered_json headOf(const Table& table)
+{
+    const auto first = [](const auto& list, std::size_t most) {
+        return std::vector(list.begin(),
+                           list.begin() + static_cast<std::ptrdiff_t>(std::min(list.size(), most)));
+    };
+    auto rows = nlohmann::ordered_json::array();
+    for (const auto& row : first(table.rows, mostRows)) rows.push_back(first(row, mostColumns));
+    return { { "columns", first(table.columns, mostColumns) },
+             { "rows", std::move(rows) },
+             { "rowsInAll", table.rows.size() },
+             { "columnsInAll", table.columns.size() } };
 }
 
 std::string sideOf(const std::vector<Figure>& figures, const std::string& more)
@@ -214,6 +230,7 @@ nlohmann::ordered_json jsonOf(const std::vector<Exhibit>& exhibits)
                                        { "inputs", figures(exhibit.inputs) },
                                        { "results", figures(exhibit.results) },
                                        { "outcome", exhibit.outcome } };
+        if (exhibit.table) entry["table"] = headOf(*exhibit.table);
         if (!exhibit.notes.empty()) entry["notes"] = exhibit.notes;
         if (!exhibit.skipped.empty()) entry["skipped"] = exhibit.skipped;
         if (!exhibit.failed.empty()) entry["failed"] = exhibit.failed;

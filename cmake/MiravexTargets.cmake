@@ -34,6 +34,8 @@ miravex_options(miravex_host)
 target_include_directories(miravex_host PUBLIC ${PROJECT_SOURCE_DIR})
 target_link_libraries(miravex_host
   PUBLIC ${OpenCV_LIBS} fmt::fmt nlohmann_json::nlohmann_json Threads::Threads ${CMAKE_DL_LIBS})
+# Relative to whatever looks for the library, so that the installed tree may be moved.
+file(RELATIVE_PATH MIRAVEX_LIBRARY_FROM_BINARIES ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 target_compile_definitions(miravex_host PRIVATE
-  MIRAVEX_INSTALLED_LIBRARY_DIRECTORY="${CMAKE_INSTALL_FULL_LIBDIR}")
+  MIRAVEX_LIBRARY_FROM_BINARIES="${MIRAVEX_LIBRARY_FROM_BINARIES}")
 add_dependencies(miravex_host miravex)

@@ -94,8 +94,9 @@ std::string imageText(const Argument& argument)
         : rule.rank == 2              ? "a 2D image"
                                       : "an image or a sequence";
     if (rule.channels)
-        text += fmt::format(" of {} channels",
-                            fmt::join(words(rule.channels, [](int i) { return std::to_string(i); }), ", "));
+        text += fmt::format(" of {} channel{}",
+                            fmt::join(words(rule.channels, [](int i) { return std::to_string(i); }), ", "),
+                            rule.channels == 1U << 1U ? "" : "s");
     if (rule.pixelTypes)
         text += fmt::format(
             ", pixel type {}",
@@ -109,20 +110,29 @@ std::string imageText(const Argument& argument)
     return text;
 }
 
-std::string extentText(const Extent& extent)
+/// What is counted in the argument that a size follows; empty for plain numbers.
+std::string_view countedIn(Extent::Of of)
 {
-    switch (extent.of) {
-    case Extent::Of::Exactly: return std::to_string(extent.count);
-    case Extent::Of::AtLeast: return extent.count > 0 ? fmt::format("({} or more)", extent.count) : "n";
-    case Extent::Of::Rows: return fmt::format("rows of {}", extent.argument);
-    case Extent::Of::Columns: return fmt::format("columns of {}", extent.argument);
-    case Extent::Of::Channels: return fmt::format("channels of {}", extent.argument);
-    case Extent::Of::Slices: return fmt::format("frames of {}", extent.argument);
-    case Extent::Of::Length: return fmt::format("length of {}", extent.argument);
-    case Extent::Of::First: return fmt::format("rows of {}", extent.argument);
-    case Extent::Of::Second: return fmt::format("columns of {}", extent.argument);
+    switch (of) {
+    case Extent::Of::Rows:
+    case Extent::Of::First: return "rows";
+    case Extent::Of::Columns:
+    case Extent::Of::Second: return "columns";
+    case Extent::Of::Channels: return "channels";
+    case Extent::Of::Slices: return "frames";
+    case Extent::Of::Length: return "elements";
+    case Extent::Of::Exactly:
+    case Extent::Of::AtLeast: break;
     }
     return "";
+}
+
+std::string extentText(const Extent& extent)
+{
+    if (extent.of == Extent::Of::Exactly) return std::to_string(extent.count);
+    if (extent.of == Extent::Of::AtLeast)
+        return extent.count > 0 ? fmt::format("({} or more)", extent.count) : "n";
+    return fmt::format("{} of {}", countedIn(extent.of), extent.argument);
 }
 
 std::string tensorText(const Argument& argument)
@@ -131,7 +141,11 @@ std::string tensorText(const Argument& argument)
     std::vector<std::string> extents;
     for (std::size_t i = 0; i < rule.rank; ++i) extents.push_back(extentText(rule.shape[i]));
     std::string text = std::string(nameOf(argument.kind));
-    if (rule.rank > 0) text = fmt::format("{} {}", fmt::join(extents, " x "), text);
+    if (rule.rank == 1 && !countedIn(rule.shape[0].of).empty())
+        text = fmt::format("as many {} as there are {} in {}", text, countedIn(rule.shape[0].of),
+                           rule.shape[0].argument);
+    else if (rule.rank > 0)
+        text = fmt::format("{} {}", fmt::join(extents, " x "), text);
     if (rule.orEmpty) text += " or the empty list";
     const std::string bounds = boundsText(rule.minimumElement, rule.maximumElement);
     if (!bounds.empty()) text += ", each " + bounds;

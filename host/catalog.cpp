@@ -1,5 +1,7 @@
 #include "host/catalog.h"
 
+#include "exchange/name_table.h"
+
 #include <algorithm>
 #include <cctype>
 #include <numeric>
@@ -7,6 +9,30 @@
 namespace miravex {
 
 namespace {
+
+constexpr std::array layouts {
+    Named<Layout> { "plain", Layout::Plain },
+    Named<Layout> { "keypoints", Layout::Keypoints },
+    Named<Layout> { "descriptors", Layout::Descriptors },
+    Named<Layout> { "keypoints-and-descriptors", Layout::KeypointsAndDescriptors },
+    Named<Layout> { "regions", Layout::Regions },
+    Named<Layout> { "labels", Layout::Labels },
+    Named<Layout> { "matches", Layout::Matches },
+    Named<Layout> { "polar-lines", Layout::PolarLines },
+    Named<Layout> { "border-lines", Layout::BorderLines },
+    Named<Layout> { "segments", Layout::Segments },
+    Named<Layout> { "wide-segments", Layout::WideSegments },
+    Named<Layout> { "circles", Layout::Circles },
+    Named<Layout> { "contours", Layout::Contours },
+    Named<Layout> { "chain-codes", Layout::ChainCodes },
+    Named<Layout> { "face-boxes", Layout::FaceBoxes },
+    Named<Layout> { "flow", Layout::Flow },
+    Named<Layout> { "flow-and-validity", Layout::FlowAndValidity },
+    Named<Layout> { "response-curve", Layout::ResponseCurve },
+    Named<Layout> { "transport", Layout::Transport },
+    Named<Layout> { "shift", Layout::Shift },
+    Named<Layout> { "positions", Layout::Positions },
+};
 
 bool isUpper(char c) { return std::isupper(static_cast<unsigned char>(c)) != 0; }
 char lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
@@ -145,6 +171,35 @@ std::string_view nameOf(ResultKind kind)
     case ResultKind::RealTensor: return "reals";
     case ResultKind::IntegerTensor: return "integers";
     case ResultKind::Real: return "real";
+    }
+    return "";
+}
+
+std::string_view nameOf(Layout layout)
+{
+    const auto found = std::ranges::find(layouts, layout, &Named<Layout>::value);
+    return found == layouts.end() ? std::string_view() : found->name;
+}
+
+std::optional<Layout> layoutNamed(std::string_view name)
+{
+    const auto found = std::ranges::find(layouts, name, &Named<Layout>::name);
+    if (found == layouts.end()) return {};
+    return found->value;
+}
+
+std::string_view nameOf(Extent::Of of)
+{
+    switch (of) {
+    case Extent::Of::Exactly: return "exactly";
+    case Extent::Of::AtLeast: return "atLeast";
+    case Extent::Of::Rows: return "rowsOf";
+    case Extent::Of::Columns: return "columnsOf";
+    case Extent::Of::Channels: return "channelsOf";
+    case Extent::Of::Slices: return "slicesOf";
+    case Extent::Of::Length: return "lengthOf";
+    case Extent::Of::First: return "firstOf";
+    case Extent::Of::Second: return "secondOf";
     }
     return "";
 }

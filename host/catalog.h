@@ -2,6 +2,7 @@
 
 #include "host/record.h"
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -33,11 +34,16 @@ std::vector<std::string> closest(std::string_view word, std::span<const std::str
 /// Position of an argument by name, or -1.
 int argumentIndex(const Operation& operation, std::string_view name);
 
-/// The name of a room, a kind, a pixel type or a colour space, as people read it.
+/// The name of a room, a kind, a layout ("face-boxes"), a pixel type or a colour space, as people read it.
 std::string_view nameOf(Room room);
 std::string_view nameOf(Kind kind);
 std::string_view nameOf(ResultKind kind);
+std::string_view nameOf(Layout layout);
+std::string_view nameOf(Extent::Of of); ///< "exactly", "rowsOf"
 std::string_view pixelTypeName(PixelType type);
 std::string colorSpaceName(ColorSpace space);
+
+/// The layout of that name, or nothing.
+std::optional<Layout> layoutNamed(std::string_view name);
 
 } // namespace miravex

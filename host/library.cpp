@@ -4,6 +4,7 @@
 #include "host/services.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
 #include <cstdlib>
 #include <stdexcept>
@@ -104,29 +105,35 @@ Value takeResult(const ValueCell& cell, ResultKind kind, Ledger& ledger)
     return {};
 }
 
+/// Of the program or of the Python extension that this code is linked into.
 std::filesystem::path directoryOfThisCode()
 {
     Dl_info info {};
-    if (dladdr(reinterpret_cast<const void*>(&directoryOfThisCode), &info) == 0 || !info.dli_fname) return {};
+    link_map* object = nullptr;
+    const auto* code = reinterpret_cast<const void*>(&directoryOfThisCode);
+    if (dladdr1(code, &info, reinterpret_cast<void**>(&object), RTLD_DL_LINKMAP) == 0 || !object) return {};
+    // A program has no name there, and the one it was started by says nothing of where it lies.
+    const bool isProgram = !object->l_name || !*object->l_name;
     std::error_code error;
-    // A program's own name may be relative to a directory it has left; the kernel's link is not.
-    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
-    const std::filesystem::path named = std::filesystem::weakly_canonical(info.dli_fname, error);
-    return (named.is_absolute() && std::filesystem::exists(named) ? named : self).parent_path();
+    return std::filesystem::weakly_canonical(isProgram ? "/proc/self/exe" : object->l_name, error)
+        .parent_path();
 }
 
 } // namespace
 
-std::filesystem::path Library::defaultPath()
+std::filesystem::path Library::defaultPath(const std::filesystem::path& installed)
 {
     if (const char* chosen = std::getenv("MIRAVEX_LIBRARY"); chosen && *chosen) return chosen;
     const std::filesystem::path directory = directoryOfThisCode();
-    for (const char* place : { ".", "../lib", MIRAVEX_INSTALLED_LIBRARY_DIRECTORY }) {
+    for (const std::filesystem::path& place :
+         { std::filesystem::path("."), std::filesystem::path("../lib"), installed }) {
         std::filesystem::path candidate = (directory / place / fileName).lexically_normal();
         if (std::filesystem::exists(candidate)) return candidate;
     }
     return fileName;
 }
+
+std::filesystem::path Library::defaultPath() { return defaultPath(MIRAVEX_LIBRARY_FROM_BINARIES); }
 
 Library::Library(const std::filesystem::path& path)
     : path_(path)

@@ -12,8 +12,12 @@ namespace miravex {
 /// life; results of calls do not depend on it.
 class Library {
 public:
-    /// Where the library is looked for: MIRAVEX_LIBRARY, then beside or in ../lib of the program or Python
-    /// extension that contains this code, then wherever the dynamic linker finds libmiravex.so.
+    /// Where the library is looked for: MIRAVEX_LIBRARY; beside the program or Python extension that contains
+    /// this code, in ../lib, and in `installed`, a folder relative to it; then wherever the dynamic linker
+    /// finds libmiravex.so.
+    static std::filesystem::path defaultPath(const std::filesystem::path& installed);
+
+    /// The same for programs, which an installation has in its folder of binaries.
     static std::filesystem::path defaultPath();
 
     /// Throws std::runtime_error when the file can't be loaded, speaks another interface version, or refuses

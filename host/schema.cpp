@@ -37,22 +37,6 @@ Json imageJson(const ImageRule& rule)
     return json;
 }
 
-std::string_view nameOf(Extent::Of of)
-{
-    switch (of) {
-    case Extent::Of::Exactly: return "exactly";
-    case Extent::Of::AtLeast: return "atLeast";
-    case Extent::Of::Rows: return "rowsOf";
-    case Extent::Of::Columns: return "columnsOf";
-    case Extent::Of::Channels: return "channelsOf";
-    case Extent::Of::Slices: return "slicesOf";
-    case Extent::Of::Length: return "lengthOf";
-    case Extent::Of::First: return "firstOf";
-    case Extent::Of::Second: return "secondOf";
-    }
-    return "";
-}
-
 Json extentJson(const Extent& extent)
 {
     const std::string of(nameOf(extent.of));
@@ -127,34 +111,6 @@ Json resultJson(const Result& result)
 }
 
 } // namespace
-
-std::string_view nameOf(Layout layout)
-{
-    switch (layout) {
-    case Layout::Plain: return "plain";
-    case Layout::Keypoints: return "keypoints";
-    case Layout::Descriptors: return "descriptors";
-    case Layout::KeypointsAndDescriptors: return "keypoints-and-descriptors";
-    case Layout::Regions: return "regions";
-    case Layout::Labels: return "labels";
-    case Layout::Matches: return "matches";
-    case Layout::PolarLines: return "polar-lines";
-    case Layout::BorderLines: return "border-lines";
-    case Layout::Segments: return "segments";
-    case Layout::WideSegments: return "wide-segments";
-    case Layout::Circles: return "circles";
-    case Layout::Contours: return "contours";
-    case Layout::ChainCodes: return "chain-codes";
-    case Layout::FaceBoxes: return "face-boxes";
-    case Layout::Flow: return "flow";
-    case Layout::FlowAndValidity: return "flow-and-validity";
-    case Layout::ResponseCurve: return "response-curve";
-    case Layout::Transport: return "transport";
-    case Layout::Shift: return "shift";
-    case Layout::Positions: return "positions";
-    }
-    return "";
-}
 
 std::string optionOf(const Argument& argument)
 {

@@ -18,7 +18,4 @@ std::string optionOf(const Argument& argument);
 /// A default in words: "2", "Reflected", "half of the image's columns"; empty when there is none.
 std::string defaultText(const Argument& argument);
 
-/// The name of a layout: "keypoints", "face-boxes".
-std::string_view nameOf(Layout layout);
-
 } // namespace miravex

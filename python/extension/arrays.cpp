@@ -29,13 +29,27 @@ std::string typeName(const py::handle& object)
     return py::str(py::type::handle_of(object).attr("__name__"));
 }
 
+/// True for what an object says against being read; interrupts and want of memory are not its own fault.
+bool isObjection(const py::error_already_set& error)
+{
+    return error.matches(PyExc_Exception) && !error.matches(PyExc_MemoryError);
+}
+
+/// Drops the error that is set, if it is an objection.
+void dropObjection()
+{
+    const py::error_already_set error;
+    if (!isObjection(error)) throw error;
+}
+
 std::string wordsFor(const py::handle& object)
 {
     constexpr std::size_t longest = 60;
     std::string text;
     try {
         text = py::repr(object);
-    } catch (const py::error_already_set&) {
+    } catch (const py::error_already_set& error) {
+        if (!isObjection(error)) throw;
         text = typeName(object);
     }
     if (text.size() > longest) text = fmt::format("an object of type {}", typeName(object));
@@ -62,7 +76,7 @@ py::array anyArray(std::string_view name, const py::object& object, const std::s
     try {
         return py::module_::import("numpy").attr("asarray")(object);
     } catch (const py::error_already_set& error) {
-        if (error.matches(PyExc_KeyboardInterrupt) || error.matches(PyExc_MemoryError)) throw;
+        if (!isObjection(error)) throw;
         refuse(name, wordsFor(object), expected);
     }
 }
@@ -138,66 +152,90 @@ ColorSpace usualColorSpace(int64_t channels)
     return channels == 3 ? ColorSpaceRGB : ColorSpaceUnspecified;
 }
 
-ColorSpace colorSpaceOf(const std::string& name, const py::object& given, int64_t channels)
+std::optional<std::string> encoded(const py::object& text, const char* errors)
+{
+    const auto bytes =
+        py::reinterpret_steal<py::bytes>(PyUnicode_AsEncodedString(text.ptr(), "utf-8", errors));
+    if (bytes) return std::string(bytes);
+    dropObjection();
+    return {};
+}
+
+ColorSpace colorSpaceOf(const py::object& given, int64_t channels)
 {
     if (given.is_none()) return usualColorSpace(channels);
-    if (py::isinstance<py::dict>(given)) {
-        const py::dict byName = given;
-        return byName.contains(name) ? colorSpaceOf(name, byName[py::str(name)], channels)
-                                     : usualColorSpace(channels);
-    }
-    constexpr std::array named { ColorSpaceGray, ColorSpaceRGB, ColorSpaceUnspecified };
+    std::vector<std::string> near;
     if (py::isinstance<py::str>(given)) {
-        const auto wanted = given.cast<std::string>();
+        const std::string wanted = encoded(given, "replace").value_or("");
         std::vector<std::string> names;
-        for (const int space : named) {
+        for (const int space : { ColorSpaceGray, ColorSpaceRGB, ColorSpaceUnspecified }) {
             names.push_back(colorSpaceName(space));
             if (names.back() == wanted) return space;
         }
-        const auto near = closest(wanted, names);
-        refuse("colorspace", wordsFor(given), "one of gray, RGB, unspecified, or a code",
-               near.empty() ? "" : near.front());
-    }
-    if (py::isinstance<py::int_>(given) && !py::isinstance<py::bool_>(given)) {
+        near = closest(wanted, names);
+    } else if (py::isinstance<py::int_>(given) && !py::isinstance<py::bool_>(given)) {
         int overflow = 0;
         const long code = PyLong_AsLongAndOverflow(given.ptr(), &overflow);
         if (overflow == 0 && code >= 0 && code <= INT32_MAX) return static_cast<ColorSpace>(code);
     }
-    refuse("colorspace", wordsFor(given), "one of gray, RGB, unspecified, or a code");
+    refuse("colorspace", wordsFor(given), "one of gray, RGB, unspecified, or a code",
+           near.empty() ? "" : near.front());
+}
+
+/// The entry of a dictionary by argument names, or what was given for all.
+py::object colorSpaceFor(const std::string& name, const py::object& given)
+{
+    if (!py::isinstance<py::dict>(given)) return given;
+    const py::dict byName = given;
+    if (!byName.contains(name)) return py::none();
+    return byName[py::str(name)];
 }
 
 // --- numbers and words ----------------------------------------------------------------------------------
 
-Value integerOf(const Argument& argument, const py::object& object)
+/// The 64-bit integer that an object is, or nothing.
+std::optional<int64_t> wholeNumberOf(const py::handle& object)
 {
-    if (py::isinstance<py::bool_>(object)) return object.cast<bool>();
     const auto index = py::reinterpret_steal<py::object>(PyNumber_Index(object.ptr()));
     if (!index) {
-        PyErr_Clear();
-        refuse(argument.name, wordsFor(object), fmt::format("an integer {}", accepted(argument)));
+        dropObjection();
+        return {};
     }
     int overflow = 0;
     const long long number = PyLong_AsLongLongAndOverflow(index.ptr(), &overflow);
-    if (overflow != 0)
-        refuse(argument.name, wordsFor(object), fmt::format("a 64-bit integer {}", accepted(argument)));
-    return int64_t { number };
+    if (overflow != 0) return {};
+    return number;
+}
+
+/// The real number that an object stands for, or nothing; words that read as numbers do not.
+std::optional<double> realNumberOf(const py::handle& object)
+{
+    if (py::isinstance<py::str>(object) || py::isinstance<py::bytes>(object)) return {};
+    const double number = PyFloat_AsDouble(object.ptr());
+    if (number != -1.0 || !PyErr_Occurred()) return number;
+    dropObjection();
+    return {};
+}
+
+Value integerOf(const Argument& argument, const py::object& object)
+{
+    if (py::isinstance<py::bool_>(object)) return object.cast<bool>();
+    if (const auto number = wholeNumberOf(object)) return *number;
+    const std::string bounds = accepted(argument);
+    refuse(argument.name, wordsFor(object), "an integer " + (bounds.empty() ? "of 64 bits" : bounds));
 }
 
 Value realOf(const Argument& argument, const py::object& object)
 {
-    const bool isText = py::isinstance<py::str>(object) || py::isinstance<py::bytes>(object);
-    const double number = isText ? 0 : PyFloat_AsDouble(object.ptr());
-    if (isText || (number == -1.0 && PyErr_Occurred())) {
-        PyErr_Clear();
-        refuse(argument.name, wordsFor(object), fmt::format("a real number {}", accepted(argument)));
-    }
-    return number;
+    if (const auto number = realNumberOf(object)) return *number;
+    const std::string bounds = accepted(argument);
+    refuse(argument.name, wordsFor(object), "a real number" + (bounds.empty() ? "" : " " + bounds));
 }
 
 Value booleanOf(const Argument& argument, const py::object& object)
 {
-    const bool isNumPyBool = typeName(object) == "bool_";
-    if (!isNumPyBool && !py::isinstance<py::bool_>(object))
+    const py::object numPyBool = py::module_::import("numpy").attr("bool_");
+    if (!py::isinstance(object, numPyBool) && !py::isinstance<py::bool_>(object))
         refuse(argument.name, wordsFor(object), "True or False");
     return py::bool_(object).cast<bool>();
 }
@@ -212,15 +250,9 @@ Value textOf(const Argument& argument, py::object object)
         object = py::module_::import("os").attr("fsdecode")(object);
     }
     // Names of files may hold bytes that are not UTF-8; Python keeps them as lone surrogates.
-    const auto bytes =
-        py::reinterpret_steal<py::bytes>(PyUnicode_AsEncodedString(object.ptr(), "utf-8", "surrogateescape"));
-    if (!bytes) {
-        PyErr_Clear();
-        refuse(argument.name, wordsFor(object), expected);
-    }
-    const std::string text = bytes;
-    if (text.find('\0') != std::string::npos) refuse(argument.name, wordsFor(object), expected);
-    return text;
+    auto text = encoded(object, argument.isPath ? "surrogateescape" : "strict");
+    if (!text || text->find('\0') != std::string::npos) refuse(argument.name, wordsFor(object), expected);
+    return std::move(*text);
 }
 
 // --- tensors and arrays ---------------------------------------------------------------------------------
@@ -230,12 +262,29 @@ std::vector<int64_t> dimensionsOf(const py::array& array)
     return { array.shape(), array.shape() + array.ndim() };
 }
 
+/// An array of objects as one of numbers, which those of a computer-algebra system are to NumPy; nothing
+/// when one of them is none.
+template <typename Number>
+std::optional<py::array> numbersOf(const py::array& objects, std::optional<Number> (*read)(const py::handle&))
+{
+    py::array_t<Number> numbers(std::vector<py::ssize_t>(objects.shape(), objects.shape() + objects.ndim()));
+    Number* next = numbers.mutable_data();
+    for (const py::handle object : objects.attr("flat")) {
+        const auto number = read(object);
+        if (!number) return {};
+        *next++ = *number;
+    }
+    return numbers;
+}
+
 /// The array of reals or integers that an object stands for; exact conversions only.
 py::array elementsOf(std::string_view name, Kind kind, const py::object& object)
 {
     const bool reals = kind == Kind::RealTensor;
     const std::string expected = reals ? "an array of real numbers" : "an array of integers";
     py::array given = anyArray(name, object, expected);
+    if (given.dtype().kind() == 'O')
+        given = (reals ? numbersOf(given, realNumberOf) : numbersOf(given, wholeNumberOf)).value_or(given);
     const char type = given.dtype().kind();
     const bool isNumber = type == 'b' || type == 'i' || type == 'u' || type == 'f';
     if (!isNumber) refuse(name, given.ndim() == 0 ? wordsFor(object) : describeArray(given), expected);
@@ -330,8 +379,8 @@ ImagePointer imageOf(const std::string& name, const ImageRule& rule, const py::o
     }
     const ImageShape shape = shapeOf(name, rule, given, expected);
     const py::array samples = plain(given);
-    return wrapImage(shape, *type, colorSpaceOf(name, colorSpace, shape.channels), shape.channels > 1,
-                     const_cast<void*>(samples.data()), keeper(samples));
+    return wrapImage(shape, *type, colorSpaceOf(colorSpaceFor(name, colorSpace), shape.channels),
+                     shape.channels > 1, const_cast<void*>(samples.data()), keeper(samples));
 }
 
 TensorPointer tensorOf(const std::string& name, Kind kind, const py::object& object)

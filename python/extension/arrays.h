@@ -12,8 +12,8 @@
 /// Python objects as values of a call, and results of a call as NumPy arrays.
 namespace miravex::python {
 
-/// An argument that can't be handed to the library. pybind11 makes it Python's ValueError, as every
-/// std::invalid_argument.
+/// An argument that can't be handed to the library; becomes Python's ValueError, as every
+/// std::invalid_argument does.
 class Refused : public std::invalid_argument {
 public:
     using std::invalid_argument::invalid_argument;

@@ -5,6 +5,7 @@
 #include "host/arguments.h"
 #include "host/catalog.h"
 #include "host/draw.h"
+#include "host/explain.h"
 #include "host/library.h"
 #include "host/results.h"
 
@@ -12,6 +13,8 @@
 #include <fmt/ranges.h>
 #include <opencv2/core/utility.hpp>
 #include <pybind11/stl.h>
+
+#include <cstring>
 
 namespace py = pybind11;
 
@@ -22,7 +25,7 @@ namespace {
 /// Never unloaded: arrays and OpenCV's threads may outlive the interpreter's last look at this module.
 const Library& library()
 {
-    static const Library* const loaded = new Library;
+    static const Library* const loaded = new Library(Library::defaultPath(MIRAVEX_LIBRARY_FROM_PACKAGE));
     return *loaded;
 }
 
@@ -31,6 +34,13 @@ const Operation& operationOf(std::string_view name)
     const Operation* found = findOperation(name);
     if (!found) throw Refused(fmt::format("there is no operation \"{}\"", name));
     return *found;
+}
+
+Layout layoutOf(std::string_view name)
+{
+    const auto layout = layoutNamed(name);
+    if (!layout) throw Refused(fmt::format("there is no layout \"{}\"", name));
+    return *layout;
 }
 
 void refuseAny(const Operation& operation, const std::vector<Refusal>& refusals)
@@ -63,11 +73,29 @@ std::vector<Value> valuesOf(const Operation& operation, const py::dict& argument
     return std::move(completed.values);
 }
 
-[[noreturn]] void fail(const Operation& operation, const Outcome& outcome)
+PyObject* failure = nullptr; ///< MiravexError, as long as the process lives
+
+/// Texts may quote names of files, which need not be UTF-8.
+void setError(PyObject* type, const char* text)
 {
-    const std::string reason =
-        outcome.openCvError.empty() ? "the library refused the call" : outcome.openCvError;
-    throw Failed(fmt::format("{}: {}", snakeCase(operation.name), reason));
+    const auto length = static_cast<Py_ssize_t>(std::strlen(text));
+    const auto message =
+        py::reinterpret_steal<py::object>(PyUnicode_DecodeUTF8(text, length, "backslashreplace"));
+    if (message) PyErr_SetObject(type, message.ptr());
+}
+
+void addErrors(py::module_& module)
+{
+    failure = py::exception<Failed>(module, "MiravexError", PyExc_RuntimeError).release().ptr();
+    py::register_exception_translator([](std::exception_ptr thrown) {
+        try {
+            if (thrown) std::rethrow_exception(thrown);
+        } catch (const Refused& refused) {
+            setError(PyExc_ValueError, refused.what());
+        } catch (const Failed& failed) {
+            setError(failure, failed.what());
+        }
+    });
 }
 
 /// Calls an operation by name: its result as an array or float, and the name of its layout.
@@ -81,11 +109,13 @@ py::tuple callByName(std::string_view name, const py::dict& arguments, const py:
         const py::gil_scoped_release unlocked;
         outcome = call(library(), operation, values);
     }
-    if (!outcome.ok()) fail(operation, outcome);
+    if (!outcome.ok())
+        throw Failed(
+            fmt::format("{}: {}", snakeCase(operation.name), explain(operation, values, outcome).message()));
     if (!outcome.accounting.clean())
         throw Failed(
             fmt::format("{}: {}", snakeCase(operation.name), fmt::join(outcome.accounting.violations, "; ")));
-    return py::make_tuple(objectOf(outcome.result), layoutName(resultOf(operation, values).layout));
+    return py::make_tuple(objectOf(outcome.result), nameOf(resultOf(operation, values).layout));
 }
 
 /// A picture to draw on.
@@ -144,7 +174,8 @@ PYBIND11_MODULE(_miravex, module)
     using namespace miravex::python;
 
     module.doc() = "The embedded host of the Miravex library, for the package miravex.";
-    py::register_exception<Failed>(module, "MiravexError", PyExc_RuntimeError);
+    module.attr("version") = MIRAVEX_VERSION;
+    addErrors(module);
     try {
         library();
     } catch (const std::exception& error) {

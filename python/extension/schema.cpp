@@ -2,48 +2,14 @@
 
 #include "host/arguments.h"
 #include "host/catalog.h"
-#include "host/results.h"
 
 #include <pybind11/stl.h>
-
-#include <algorithm>
-#include <array>
-#include <stdexcept>
 
 namespace py = pybind11;
 
 namespace miravex::python {
 
 namespace {
-
-struct LayoutName {
-    Layout layout;
-    std::string_view name;
-};
-
-constexpr std::array layouts {
-    LayoutName { Layout::Plain, "Plain" },
-    LayoutName { Layout::Keypoints, "Keypoints" },
-    LayoutName { Layout::Descriptors, "Descriptors" },
-    LayoutName { Layout::KeypointsAndDescriptors, "KeypointsAndDescriptors" },
-    LayoutName { Layout::Regions, "Regions" },
-    LayoutName { Layout::Labels, "Labels" },
-    LayoutName { Layout::Matches, "Matches" },
-    LayoutName { Layout::PolarLines, "PolarLines" },
-    LayoutName { Layout::BorderLines, "BorderLines" },
-    LayoutName { Layout::Segments, "Segments" },
-    LayoutName { Layout::WideSegments, "WideSegments" },
-    LayoutName { Layout::Circles, "Circles" },
-    LayoutName { Layout::Contours, "Contours" },
-    LayoutName { Layout::ChainCodes, "ChainCodes" },
-    LayoutName { Layout::FaceBoxes, "FaceBoxes" },
-    LayoutName { Layout::Flow, "Flow" },
-    LayoutName { Layout::FlowAndValidity, "FlowAndValidity" },
-    LayoutName { Layout::ResponseCurve, "ResponseCurve" },
-    LayoutName { Layout::Transport, "Transport" },
-    LayoutName { Layout::Shift, "Shift" },
-    LayoutName { Layout::Positions, "Positions" },
-};
 
 /// References to the elements of a record's list, which live as long as the process.
 template <typename Element> py::tuple tupleOf(std::span<const Element> elements)
@@ -107,12 +73,10 @@ std::string_view derivedText(const Argument& argument)
     return derived ? derived->text : std::string_view();
 }
 
-/// One size of a tensor as (what it follows, number, argument): ("exactly", 7, ""), ("rows", 0, "image").
+/// One size of a tensor as (what it follows, number, argument): ("exactly", 7, ""), ("rowsOf", 0, "image").
 py::tuple extentOf(const Extent& extent)
 {
-    constexpr std::array<std::string_view, 9> names { "exactly", "at least", "rows",  "columns", "channels",
-                                                      "slices",  "length",   "first", "second" };
-    return py::make_tuple(names.at(static_cast<std::size_t>(extent.of)), extent.count, extent.argument);
+    return py::make_tuple(nameOf(extent.of), extent.count, extent.argument);
 }
 
 py::tuple shapeOf(const Argument& argument)
@@ -194,25 +158,13 @@ void addOperation(py::module_& module)
 
 } // namespace
 
-std::string_view layoutName(Layout layout)
-{
-    return std::ranges::find(layouts, layout, &LayoutName::layout)->name;
-}
-
-Layout layoutOf(std::string_view name)
-{
-    const auto found = std::ranges::find(layouts, name, &LayoutName::name);
-    if (found == layouts.end()) throw std::invalid_argument("there is no layout " + std::string(name));
-    return found->layout;
-}
-
 void addSchema(py::module_& module)
 {
     addArgument(module);
     py::class_<Result>(module, "Result", "What an operation gives back, in one of its modes.")
         .def_property_readonly("kind", [](const Result& r) { return nameOf(r.kind); })
         .def_readonly("summary", &Result::summary)
-        .def_property_readonly("layout", [](const Result& r) { return layoutName(r.layout); })
+        .def_property_readonly("layout", [](const Result& r) { return nameOf(r.layout); })
         .def_property_readonly("when", [](const Result& r) { return conditionOf(r.when); });
     addOperation(module);
     module.def("catalog", records, "Every operation's record, by name.");

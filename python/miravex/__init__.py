@@ -15,11 +15,10 @@ from __future__ import annotations
 
 from . import draw, results
 from ._miravex import MiravexError, get_threads, set_threads
+from ._miravex import version as __version__
 from ._operations import *
 from ._operations import __all__ as _functions
 from .loading import load_images
-
-__version__ = "1.0.0"
 
 __all__ = ["MiravexError", "draw", "get_threads", "load_images", "results", "set_threads", *_functions]
 

@@ -5,6 +5,8 @@ from typing import Any
 
 import numpy.typing as npt
 
+version: str
+
 class MiravexError(RuntimeError): ...
 
 class Argument:

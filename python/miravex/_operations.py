@@ -3,13 +3,15 @@
 from __future__ import annotations
 
 import inspect
-from typing import Any, Callable
+from collections.abc import Callable, Mapping
+from typing import Any
 
 import numpy as np
 
 from . import _miravex
 from ._miravex import Argument, Operation
 from ._signatures import COLORSPACE, INPLACE, docstring, parameter_name, shown, signature
+from ._words import hint
 from .results import unpacked
 
 __all__ = ["catalog"]
@@ -24,9 +26,26 @@ def _check_names(record: Operation, known: inspect.Signature, given: dict[str, A
     """Python's own error for an unknown argument, with the name that may have been meant."""
     for name in given:
         if name not in known.parameters:
-            near = _miravex.closest(name, list(known.parameters))
-            hint = f" (try {near[0]})" if near else ""
-            raise TypeError(f"{record.function}() got an unexpected keyword argument {name!r}{hint}")
+            meant = hint(name, list(known.parameters))
+            raise TypeError(f"{record.function}() got an unexpected keyword argument {name!r}{meant}")
+
+
+def _colour_spaces(record: Operation, given: Any) -> Any:
+    """Those by argument as a dictionary; a name of no image would go unnoticed."""
+    if not isinstance(given, Mapping):
+        return given
+    images = [argument.name for argument in record.arguments if argument.kind == "image"]
+    for name in given:
+        if name not in images:
+            expected = f"expected one of {', '.join(images)}{hint(name, images)}"
+            raise ValueError(f"{record.function}: colorspace names the argument {name!r}, {expected}")
+    return dict(given)
+
+
+def _flag(record: Operation, name: str, given: Any) -> bool:
+    if not isinstance(given, (bool, np.bool_)):
+        raise ValueError(f"{record.function}: {name} is {given!r}, expected True or False")
+    return bool(given)
 
 
 def _fitted(argument: Argument, value: Any) -> Any:
@@ -46,8 +65,8 @@ def _function(record: Operation) -> Callable[..., Any]:
     def operation(*args: Any, **kwargs: Any) -> Any:
         _check_names(record, known, kwargs)
         given = known.bind(*args, **kwargs).arguments
-        colorspace = given.pop(COLORSPACE.name, None)
-        inplace = given.pop(INPLACE.name, False)
+        colorspace = _colour_spaces(record, given.pop(COLORSPACE.name, None))
+        inplace = _flag(record, INPLACE.name, given.pop(INPLACE.name, False))
         values = {arguments[name].name: _fitted(arguments[name], value) for name, value in given.items()}
         return unpacked(*_miravex.call(record.name, values, colorspace, inplace))
 

@@ -153,7 +153,7 @@ def docstring(record: Operation) -> str:
     lines += _indented(["An argument is not acceptable; the message says which, and what is."])
     for name, text in record.constraints:
         lines += _indented([f"{name} must be: {text}."])
-    lines += ["MiravexError", *_indented(["The operation failed; the message is OpenCV's, if it gave one."])]
+    lines += ["MiravexError", *_indented(["The operation failed; the message says why, as far as OpenCV or the files tell."])]
     if record.limits:
         lines += ["", "Notes", "-----"]
         for text in record.limits:

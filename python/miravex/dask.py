@@ -13,6 +13,7 @@ Dask's scheduler distributes the work, on the threads of this process or on the 
 
 from __future__ import annotations
 
+import operator
 import threading
 from collections import Counter
 from collections.abc import Iterable, Iterator, Sequence
@@ -80,6 +81,16 @@ def _positions(starts: Sequence[int], failed: Sequence[Sequence[int]]) -> list[i
     return [start + position for start, chunk in zip(starts, failed) for position in chunk]
 
 
+def _count(name: str, value: Any) -> int:
+    try:
+        count = operator.index(value)
+    except TypeError:
+        count = 0
+    if count < 1:
+        raise ValueError(f"{name} is {value!r}, expected a whole number of at least 1")
+    return count
+
+
 def load_images(
     paths: Path | Iterable[Path],
     size: tuple[int, int] = (224, 224),
@@ -102,10 +113,8 @@ def load_images(
     """
     names = paths_of(paths)
     batch = batch_of(size, layout, colour, mean, std)
-    if chunk < 1:
-        raise ValueError(f"chunk is {chunk}, expected at least 1")
-    if threads is not None and threads < 1:
-        raise ValueError(f"threads is {threads}, expected at least 1")
+    chunk = _count("chunk", chunk)
+    threads = None if threads is None else _count("threads", threads)
     together = tasks_at_once()
     load = delayed(_load, pure=False, nout=2)
     parts = []

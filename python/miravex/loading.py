@@ -14,6 +14,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _miravex
+from ._words import hint, plain
 
 Path = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 Layout = Literal["channels_first", "channels_last"]
@@ -69,8 +70,8 @@ def _sides(size: Any) -> tuple[int, int]:
         height, width = (operator.index(side) for side in size)
     except (TypeError, ValueError):
         height, width = 0, 0
-    if height < 1 or width < 1:
-        raise ValueError(f"size is {size!r}, expected (height, width), each at least 1")
+    if not (1 <= height < 2**31 and 1 <= width < 2**31):
+        raise ValueError(f"size is {size!r}, expected (height, width), each at least 1 and less than 2**31")
     return height, width
 
 
@@ -78,13 +79,17 @@ def _numbers(name: str, value: npt.ArrayLike | None, slot: tuple[int, int, int],
     """A number, one number per channel or a whole slot."""
     if value is None:
         return None
+    numbers: Array | None = None
     try:
-        array: Array = np.asarray(value, dtype=np.float32)
-    except (TypeError, ValueError):
-        array = np.zeros((0, 0))
-    if array.shape not in ((), (channels,), slot):
+        given = np.asarray(value)
+        if given.dtype.kind in "buifO":  # words that read as numbers are none
+            with np.errstate(over="ignore"):  # infinity is refused below
+                numbers = given.astype(np.float32)
+    except (TypeError, ValueError, OverflowError):
+        pass
+    if numbers is None or numbers.shape not in ((), (channels,), slot):
         raise ValueError(f"{name} is {value!r}, expected a number, {channels} numbers or an array of shape {slot}")
-    return array
+    return numbers
 
 
 def batch_of(
@@ -98,10 +103,8 @@ def batch_of(
     height, width = _sides(size)
     layouts = ["channels_first", "channels_last"]
     if layout not in layouts:
-        near = _miravex.closest(str(layout), layouts)
-        hint = f" (try {near[0]})" if near else ""
-        raise ValueError(f"layout is {layout!r}, expected one of {', '.join(layouts)}{hint}")
-    bare = Batch(height, width, layout, str(colour), None, None)
+        raise ValueError(f"layout is {layout!r}, expected one of {', '.join(layouts)}{hint(layout, layouts)}")
+    bare = Batch(height, width, layout, plain(colour), None, None)
     channels = bare.options().channels
     batch = replace(
         bare,
@@ -121,8 +124,12 @@ def paths_of(paths: Path | Iterable[Path]) -> list[str]:
     except TypeError as error:
         raise ValueError(f"paths holds something that is no path: {error}") from None
     for name in names:
-        if "\0" in name:
-            raise ValueError(f"paths holds {name!r}, which has a null character")
+        try:
+            unusable = b"\0" in os.fsencode(name)
+        except UnicodeEncodeError:
+            unusable = True
+        if unusable:
+            raise ValueError(f"paths holds {name!r}, which no file can be named")
     return names
 
 
@@ -151,7 +158,7 @@ class _Progress:
 
     def __init__(self, total: int, wanted: bool) -> None:
         self._total = total
-        self._shown = wanted and total > FILES_PER_CHUNK and sys.stderr.isatty()
+        self._shown = wanted and total > FILES_PER_CHUNK and sys.stderr is not None and sys.stderr.isatty()
         self._start = time.perf_counter()
 
     def at(self, done: int) -> None:

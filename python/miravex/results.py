@@ -48,6 +48,17 @@ class Table:
     def __array__(self, dtype: npt.DTypeLike = None) -> Array:
         return np.asarray(self.rows, dtype=dtype)
 
+    def __reduce__(self) -> tuple[Any, ...]:
+        others = {name: value for name, value in self.__dict__.items() if name != "_rows"}
+        return _table_over, (type(self), self.rows, others)
+
+
+def _table_over(kind: type[T], rows: Array, others: dict[str, Any]) -> T:
+    """A copied or unpickled table, whose columns are again views of its rows."""
+    table = kind.over(rows)
+    table.__dict__.update(others)
+    return table
+
 
 class Keypoints(
     Table,
@@ -139,7 +150,7 @@ class Faces(
     Table,
     NamedTuple(
         "Faces",
-        [("xmin", Array), ("ymin", Array), ("xmax", Array), ("ymax", Array), ("score", Array)],
+        [("left", Array), ("bottom", Array), ("right", Array), ("top", Array), ("score", Array)],
     ),
 ):
     """Boxes around faces, each with its score: a confidence, or the number of detections merged."""
@@ -170,17 +181,21 @@ class Shift(NamedTuple):
 # --- from and to the library's own form -----------------------------------------------------------------
 
 
-def _regrouped(table: type[T]) -> Callable[[Array], T]:
-    """Reads a flat list of numbers as rows."""
-    return lambda flat: table.over(flat.reshape(-1, len(table.columns())))
+def _as(kind: type[T], rows: T | npt.ArrayLike) -> T:
+    return rows if isinstance(rows, kind) else kind.over(rows)
 
 
-def _features(rows: Array) -> Features:
+def _read_features(rows: Array) -> Features:
     width = len(Keypoints.columns())
     return Features(Keypoints.over(rows[:, :width]), rows[:, width:])
 
 
-def _matches(packed: Array) -> Matches:
+def _write_features(features: Features) -> Array:
+    both: Array = np.hstack([_as(Keypoints, features.keypoints).rows, features.descriptors])
+    return both
+
+
+def _read_matches(packed: Array) -> Matches:
     queries = int(packed[0])
     counts = packed[1 : 1 + queries]
     pairs = np.empty((len(packed) - 1 - queries, 2), dtype=np.int64)
@@ -191,7 +206,15 @@ def _matches(packed: Array) -> Matches:
     return matches
 
 
-def _contours(packed: Array) -> Contours:
+def _write_matches(rows: Matches | npt.ArrayLike) -> Array:
+    matches = _as(Matches, rows)
+    counts = matches.counts
+    by_query = np.argsort(matches.query, kind="stable")
+    packed: Array = np.concatenate([[len(counts)], counts, matches.train[by_query] + 1])
+    return packed.astype(np.int64)
+
+
+def _read_contours(packed: Array) -> Contours:
     count = int(packed[0])
     lengths = packed[1 : 1 + count]
     ends = np.cumsum(lengths)
@@ -202,115 +225,100 @@ def _contours(packed: Array) -> Contours:
     return Contours([points[end - n : end] for n, end in zip(lengths, ends)], hierarchy)
 
 
-def _chain_codes(packed: Array) -> ChainCodes:
+def _write_contours(contours: Contours) -> Array:
+    lengths = [len(points) for points in contours.points]
+    points = [np.ravel(outline) for outline in contours.points]
+    parts: Sequence[npt.ArrayLike] = [[len(lengths)], lengths, *points, np.ravel(contours.hierarchy)]
+    return np.concatenate([np.asarray(part, dtype=np.int64) for part in parts])
+
+
+def _read_chain_codes(packed: Array) -> ChainCodes:
     rest = packed[1:]
     starts = np.flatnonzero(rest == -1)
     ends = np.append(starts[1:], len(rest))
     return ChainCodes([rest[start + 1 : end] for start, end in zip(starts, ends)])
 
 
-def _faces(packed: Array) -> Faces:
+def _write_chain_codes(chains: ChainCodes) -> Array:
+    parts = [np.concatenate([[-1], codes]) for codes in chains.codes]
+    packed: Array = np.concatenate([[len(parts)], *parts])
+    return packed.astype(np.int64)
+
+
+def _read_faces(packed: Array) -> Faces:
     count = int(packed[0])
     boxes = packed[1 : 1 + 4 * count].reshape(count, 4)
     return Faces(boxes[:, 0], boxes[:, 1], boxes[:, 2], boxes[:, 3], packed[1 + 4 * count :])
 
 
-def _flow(field: Array) -> Flow:
-    return Flow(field[..., 0], field[..., 1])
+def _write_faces(boxes: Faces | npt.ArrayLike) -> Array:
+    rows = _as(Faces, boxes).rows
+    return np.concatenate([[len(rows)], rows[:, :4].ravel(), rows[:, 4]])
 
 
-def _valid_flow(field: Array) -> ValidFlow:
-    return ValidFlow(field[..., 0], field[..., 1], field[..., 2])
-
-
-def _shift(pair: Array) -> Shift:
+def _read_shift(pair: Array) -> Shift:
     return Shift(float(pair[0]), float(pair[1]))
 
 
-_READERS: dict[str, Callable[[Array], object]] = {
-    "Keypoints": Keypoints.over,
-    "KeypointsAndDescriptors": _features,
-    "Regions": Regions.over,
-    "Matches": _matches,
-    "PolarLines": _regrouped(PolarLines),
-    "BorderLines": _regrouped(Lines),
-    "Segments": _regrouped(Lines),
-    "WideSegments": _regrouped(WideLines),
-    "Circles": _regrouped(Circles),
-    "Contours": _contours,
-    "ChainCodes": _chain_codes,
-    "FaceBoxes": _faces,
-    "Flow": _flow,
-    "FlowAndValidity": _valid_flow,
-    "ResponseCurve": lambda flat: flat.reshape(256, -1),
-    "Shift": _shift,
-    "Positions": lambda positions: positions - 1,
+def _write_field(field: Flow | ValidFlow) -> Array:
+    return np.stack(field, axis=-1)
+
+
+class _Form(NamedTuple):
+    """How a layout of the library's is read and written, and the type of what is read; None for an array."""
+
+    read: Callable[[Array], Any]
+    write: Callable[[Any], Any]
+    result: type[Any] | None
+
+
+def _rows(table: type[Any]) -> _Form:
+    """Rows as they stand."""
+    return _Form(table.over, lambda rows: _as(table, rows).rows, table)
+
+
+def _list(table: type[Any]) -> _Form:
+    """A flat list of all numbers, row by row."""
+    width = len(table.columns())
+    return _Form(lambda flat: table.over(flat.reshape(-1, width)), lambda rows: _as(table, rows).rows.ravel(), table)
+
+
+_FORMS: dict[str, _Form] = {
+    "keypoints": _rows(Keypoints),
+    "keypoints-and-descriptors": _Form(_read_features, _write_features, Features),
+    "regions": _rows(Regions),
+    "matches": _Form(_read_matches, _write_matches, Matches),
+    "polar-lines": _list(PolarLines),
+    "border-lines": _list(Lines),
+    "segments": _list(Lines),
+    "wide-segments": _list(WideLines),
+    "circles": _list(Circles),
+    "contours": _Form(_read_contours, _write_contours, Contours),
+    "chain-codes": _Form(_read_chain_codes, _write_chain_codes, ChainCodes),
+    "face-boxes": _Form(_read_faces, _write_faces, Faces),
+    "flow": _Form(lambda field: Flow(*np.moveaxis(field, -1, 0)), _write_field, Flow),
+    "flow-and-validity": _Form(lambda field: ValidFlow(*np.moveaxis(field, -1, 0)), _write_field, ValidFlow),
+    "response-curve": _Form(lambda flat: flat.reshape(256, -1), np.ravel, None),
+    "shift": _Form(_read_shift, np.asarray, Shift),
+    "positions": _Form(lambda positions: positions - 1, lambda positions: np.asarray(positions) + 1, None),
 }
 
 #: The Python type of each layout, for signatures; an array where none is named.
-TYPES: dict[str, str] = {
-    "Keypoints": "Keypoints",
-    "KeypointsAndDescriptors": "Features",
-    "Regions": "Regions",
-    "Matches": "Matches",
-    "PolarLines": "PolarLines",
-    "BorderLines": "Lines",
-    "Segments": "Lines",
-    "WideSegments": "WideLines",
-    "Circles": "Circles",
-    "Contours": "Contours",
-    "ChainCodes": "ChainCodes",
-    "FaceBoxes": "Faces",
-    "Flow": "Flow",
-    "FlowAndValidity": "ValidFlow",
-    "Shift": "Shift",
-}
+TYPES: dict[str, str] = {layout: form.result.__name__ for layout, form in _FORMS.items() if form.result}
 
 
 def unpacked(value: Any, layout: str) -> Any:
     """A result of the library in the form in which Python's users read it."""
-    reader = _READERS.get(layout)
-    return reader(value) if reader and isinstance(value, np.ndarray) else value
+    form = _FORMS.get(layout)
+    return form.read(value) if form and isinstance(value, np.ndarray) else value
 
 
-def _pack_matches(matches: Matches) -> Array:
-    counts = matches.counts
-    return np.concatenate([[len(counts)], counts, matches.train + 1]).astype(np.int64)
-
-
-def _pack_contours(contours: Contours) -> Array:
-    lengths = [len(points) for points in contours.points]
-    points = [np.asarray(outline).ravel() for outline in contours.points]
-    parts: Sequence[npt.ArrayLike] = [[len(lengths)], lengths, *points, np.ravel(contours.hierarchy)]
-    return np.concatenate([np.asarray(part, dtype=np.int64) for part in parts])
-
-
-def _pack_faces(faces: Faces) -> Array:
-    rows = faces.rows
-    return np.concatenate([[len(rows)], rows[:, :4].ravel(), rows[:, 4]])
-
-
-def packed(value: Any, layout: str) -> Array:
-    """The reverse of :func:`unpacked`."""
-    if layout == "Matches":
-        return _pack_matches(value)
-    if layout == "Contours":
-        return _pack_contours(value)
-    if layout == "ChainCodes":
-        parts = [np.concatenate([[-1], codes]) for codes in value.codes]
-        outlines: Array = np.concatenate([[len(parts)], *parts]).astype(np.int64)
-        return outlines
-    if layout == "FaceBoxes":
-        return _pack_faces(value)
-    if layout == "KeypointsAndDescriptors":
-        features: Features = value
-        both: Array = np.hstack([features.keypoints.rows, features.descriptors])
-        return both
-    if layout in ("Flow", "FlowAndValidity"):
-        field: Array = np.stack(value, axis=-1)
-        return field
-    if layout == "Positions":
-        return np.asarray(value) + 1
-    rows = np.asarray(value)
-    flat = layout in ("PolarLines", "BorderLines", "Segments", "WideSegments", "Circles", "ResponseCurve")
-    return rows.ravel() if flat else rows
+def packed(value: Any, layout: str, name: str = "value") -> Array:
+    """The reverse of :func:`unpacked`; a table may also be given as an array of its rows. ``name`` is what an
+    error calls the value."""
+    form = _FORMS.get(layout)
+    if form is None:
+        return np.asarray(value)
+    if form.result and not issubclass(form.result, Table) and not isinstance(value, form.result):
+        raise ValueError(f"{name} is of type {type(value).__name__}, expected {form.result.__name__}")
+    return np.asarray(form.write(value))

@@ -44,6 +44,18 @@ TEST_F(Gallery, ShowsOperationsWithTheirPictures)
     succeed({ "gallery", "g", "pyr-up" }); // again, over itself
 }
 
+TEST_F(Gallery, ShowsTheFirstNumbersOfTables)
+{
+    succeed({ "gallery", "g", "earth-mover-distance-flow-matrix" });
+    const json exhibit = json::parse(contentsOf(path("g/gallery.json"))).at(0);
+    EXPECT_EQ(exhibit["table"]["columns"], (json { "c0", "c1" }));
+    EXPECT_EQ(exhibit["table"]["rowsInAll"], 3);
+    double moved = 0;
+    for (const json& row : exhibit["table"]["rows"])
+        for (const json& number : row) moved += number.get<double>();
+    EXPECT_NEAR(moved, 4, 1e-6); // all of the mass
+}
+
 TEST_F(Gallery, RefusesAForeignFolder)
 {
     std::filesystem::create_directory(path("mine"));

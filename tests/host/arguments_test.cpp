@@ -156,7 +156,7 @@ TEST(Check, LooksAtImages)
     EXPECT_THAT(
         complaints("mask", picture(4, 6, CV_8U)),
         ElementsAre(
-            "mask is 6 x 4 byte image with 1 channel (gray), expected a 2D image of 1 channels, of the "
+            "mask is 6 x 4 byte image with 1 channel (gray), expected a 2D image of 1 channel, of the "
             "same size as image"));
 }
 
@@ -172,6 +172,13 @@ TEST(Check, LooksAtTensors)
     EXPECT_THAT(complaints("weights", weights(1.5)), ElementsAre("weights is a list with 1.5, " + accepted));
     EXPECT_THAT(complaints("weights", makeIntegerTensor({ 4, 2 })),
                 ElementsAre("weights is 4 x 2 integers, expected reals (" + accepted.substr(9) + ")"));
+}
+
+TEST(Words, ForListsAsLongAsSomethingElse)
+{
+    EXPECT_EQ(accepted(findOperation("MergeDebevec")->arguments[1]),
+              "as many reals as there are frames in frames, each more than 0");
+    EXPECT_EQ(accepted(findOperation("Orb")->arguments[0]), "a 2D image of 1 channel, pixel type byte");
 }
 
 TEST(Check, IgnoresArgumentsThatAreNotUsed)

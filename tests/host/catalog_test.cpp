@@ -118,6 +118,43 @@ TEST(Names, AreSuggested)
     EXPECT_THAT(near("pyr-dwon", { "pyr-up", "pyr-down" }).front(), "pyr-down");
 }
 
+// Readers of `miravex schema` and of the Python package know layouts by these names.
+TEST(Names, OfLayoutsStandFirm)
+{
+    constexpr auto all = std::to_array<std::string_view>({
+        "plain",
+        "keypoints",
+        "descriptors",
+        "keypoints-and-descriptors",
+        "regions",
+        "labels",
+        "matches",
+        "polar-lines",
+        "border-lines",
+        "segments",
+        "wide-segments",
+        "circles",
+        "contours",
+        "chain-codes",
+        "face-boxes",
+        "flow",
+        "flow-and-validity",
+        "response-curve",
+        "transport",
+        "shift",
+        "positions",
+    });
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        EXPECT_EQ(nameOf(static_cast<Layout>(i)), all[i]);
+        EXPECT_EQ(layoutNamed(all[i]), static_cast<Layout>(i));
+    }
+    for (const char* unknown : { "", "Keypoints", "keypoint", "face_boxes" })
+        EXPECT_EQ(layoutNamed(unknown), std::nullopt) << unknown;
+    for (const Operation* operation : catalog())
+        for (const Result& result : operation->results)
+            EXPECT_NE(nameOf(result.layout), "") << operation->name;
+}
+
 TEST(Catalogue, IsOrderedAndWithoutDoubles)
 {
     std::set<std::string> seen;

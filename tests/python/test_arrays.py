@@ -4,7 +4,10 @@ from __future__ import annotations
 
 import gc
 import sys
+import types
 import weakref
+from decimal import Decimal
+from fractions import Fraction
 
 import miravex
 import numpy as np
@@ -125,6 +128,60 @@ def test_inputs_are_let_go_after_the_call() -> None:
     assert result.shape == (8, 8)
 
 
+def test_rewritten_arrays_are_copied_unless_wanted_in_place(noise: np.ndarray) -> None:
+    across, down = np.array([1.0, 2.0, 4.0]), np.array([3.0, 5.0])
+    expected = miravex.image_convolve(noise, across, down)
+    assert across.tolist() == [1, 2, 4] and down.tolist() == [3, 5]
+    assert np.array_equal(miravex.image_convolve(noise, across, down, inplace=True), expected)
+    assert across.tolist() == [4, 2, 1] and down.tolist() == [5, 3]  # reversed by the library
+    homography = np.array([[1.0, 0, 5], [0, 1, 3], [0, 0, 1]])
+    before = homography.copy()
+    miravex.image_perspective_transformation(noise, homography, [0, 0, 0])
+    assert np.array_equal(homography, before)
+    miravex.image_perspective_transformation(noise, homography, [0, 0, 0], inplace=True)
+    assert not np.array_equal(homography, before)
+
+
+def test_only_arrays_that_can_be_rewritten_are_taken_in_place(noise: np.ndarray) -> None:
+    fixed = np.ones(3)
+    fixed.flags.writeable = False
+    for kernel in ([1.0, 2.0], np.ones(3, np.float32), np.ones(3, int), np.ones(3, ">f8"), np.ones(6)[::2], fixed):
+        with pytest.raises(ValueError, match="horizontal is .*writeable C-contiguous float64"):
+            miravex.image_convolve(noise, kernel, np.ones(3), inplace=True)
+        miravex.image_convolve(noise, kernel, np.ones(3))
+    assert fixed.tolist() == [1, 1, 1]
+
+
+def test_numbers_of_other_systems_are_numbers(noise: np.ndarray) -> None:
+    class Ratio:
+        """A number as a computer-algebra system has it."""
+
+        def __init__(self, value: float) -> None:
+            self.value = value
+
+        def __float__(self) -> float:
+            return self.value
+
+    third = miravex.image_convolve(noise, [1 / 3] * 3, [0.5])
+    assert np.array_equal(miravex.image_convolve(noise, [Fraction(1, 3)] * 3, [Decimal("0.5")]), third)
+    assert np.array_equal(miravex.image_convolve(noise, [Ratio(1 / 3)] * 3, [Ratio(0.5)]), third)
+    for kernel in ([Fraction(1, 3), "3"], [Fraction(1, 3), None], [Fraction(1, 3), 1j], [Ratio(1), [1, 2]], {1, 2}):
+        with pytest.raises(ValueError, match="horizontal is"):
+            miravex.image_convolve(noise, kernel, [1])
+
+
+def test_integers_in_arrays_may_be_of_another_type_if_nothing_is_lost() -> None:
+    rows = np.eye(3)
+    allowed = np.array([[0, 1, 0], [1, 0, 0], [0, 0, 1]])
+    expected = miravex.descriptor_matcher(rows, rows, allowed)
+    for kind in (bool, np.int8, np.uint64, np.float32, float, object):
+        assert np.array_equal(miravex.descriptor_matcher(rows, rows, allowed.astype(kind)).rows, expected.rows)
+    too_large = np.full((3, 3), 2**63, np.uint64)
+    for mask in (allowed + 0.5, allowed * np.nan, allowed * 1e300, too_large, too_large.astype(object), allowed * 1j):
+        with pytest.raises(ValueError, match="mask is .*expected an array of .*integers"):
+            miravex.descriptor_matcher(rows, rows, mask)
+
+
 def test_ndarray_subclasses_and_array_likes_are_read() -> None:
     class Wrapped:
         def __init__(self, array: np.ndarray) -> None:
@@ -139,7 +196,10 @@ def test_ndarray_subclasses_and_array_likes_are_read() -> None:
     assert np.array_equal(miravex.median_filter(np.ma.masked_array(picture)), expected)
 
 
-@pytest.mark.parametrize("space", ["gray", "RGB", "unspecified", 8, 5, {"image": "RGB"}, {}, None])
+SPACES = ["gray", "RGB", "unspecified", 8, 5, {"image": "RGB"}, {}, None, types.MappingProxyType({"image": 8})]
+
+
+@pytest.mark.parametrize("space", SPACES)
 def test_colour_space_can_be_given(space: object) -> None:
     picture = np.zeros((8, 8, 3), np.uint8)
     assert miravex.median_filter(picture, colorspace=space).shape == picture.shape

@@ -14,9 +14,6 @@ import pytest
 
 dask = pytest.importorskip("dask")
 distributed = pytest.importorskip("distributed")
-pytestmark = pytest.mark.skipif(
-    not hasattr(miravex, "load_images_from_path_into"), reason="the library has no batch loader"
-)
 
 
 @pytest.fixture(scope="module")
@@ -66,7 +63,8 @@ def test_threads_of_this_process(files: list[Path], expected: np.ndarray) -> Non
 def test_wrong_arguments_are_named_at_once() -> None:
     import miravex.dask
 
-    for arguments in ({"chunk": 0}, {"threads": 0}, {"colour": "rgb"}, {"size": 3}):
+    counts = [{"chunk": 0}, {"chunk": "64"}, {"chunk": 1.5}, {"chunk": None}, {"threads": 0}, {"threads": 2.0}]
+    for arguments in (*counts, {"colour": "rgb"}, {"size": 3}):
         with pytest.raises(ValueError, match=f"{next(iter(arguments))} is"):
             miravex.dask.load_images(["a.jpg"], **arguments)
 

@@ -33,6 +33,7 @@ def test_unknown_names_get_a_suggestion() -> None:
     assert "try radius" in message(TypeError, PICTURE, raduis=1)
     assert "image" in message(TypeError)
     message(TypeError, PICTURE, 1, 2)
+    assert "unexpected keyword argument" in message(TypeError, PICTURE, **{"\ud800": 1})
     with pytest.raises(TypeError):
         miravex.median_filter(PICTURE, image=PICTURE)
 
@@ -103,15 +104,51 @@ def test_other_reals_are_refused_or_left_to_the_default(radius: object) -> None:
         miravex.pyr_mean_shift_filter(colour, spatial_radius=radius)
 
 
-@pytest.mark.parametrize("word", [5, b"Fixed", "Fixed\0", "\ud800", [], "x" * 10000])
+@pytest.mark.parametrize("word", [5, b"Fixed", "Fixed\0", "\ud800", "\udcff", [], "x" * 10000])
 def test_other_words_are_refused(word: object) -> None:
     with pytest.raises(ValueError, match="padding"):
         miravex.pyr_down(PICTURE, padding=word)
 
 
-@pytest.mark.parametrize("space", ["grey", "", 2**40, -1, 1.5, True, b"RGB", {"image": "grey"}])
+ENDLESS: dict[str, object] = {}
+ENDLESS["image"] = ENDLESS
+
+
+WRONG_SPACES = ["grey", "", "\ud800", 2**40, -1, 1.5, True, b"RGB"]
+WRONG_SPACES += [{"image": "grey"}, {"image": {"image": "RGB"}}, ENDLESS]
+
+
+@pytest.mark.parametrize("space", WRONG_SPACES)
 def test_other_colour_spaces_are_refused(space: object) -> None:
     assert "colorspace" in message(ValueError, PICTURE, colorspace=space)
+
+
+@pytest.mark.parametrize("name", ["imgae", "radius", "", 5, None, "\ud800", ()])
+def test_colour_spaces_of_no_image_are_refused(name: object) -> None:
+    text = message(ValueError, PICTURE, colorspace={name: "RGB"})
+    assert f"colorspace names the argument {name!r}, expected one of image" in text
+    assert ("(try image)" in text) == (name == "imgae")
+
+
+@pytest.mark.parametrize("flag", [1, 0, "yes", None, [], np.array([True, False])])
+def test_other_flags_are_refused(flag: object) -> None:
+    with pytest.raises(ValueError, match="inplace is .*expected True or False"):
+        miravex.image_convolve(PICTURE, [1], [1], inplace=flag)
+    with pytest.raises(ValueError, match="chain_code is"):
+        miravex.find_contours(PICTURE, chain_code=[] if flag is None else flag)
+
+
+def test_flags_of_numpy_are_flags() -> None:
+    assert type(miravex.find_contours(PICTURE, chain_code=np.True_)) is miravex.results.ChainCodes
+    kernel = np.array([1.0, 2.0])
+    miravex.image_convolve(PICTURE, kernel, np.ones(1), inplace=np.True_)
+    assert kernel.tolist() == [2, 1]
+
+
+@pytest.mark.parametrize("name", ["absent.xml", "fehlt-ü.xml", b"\xff.xml", "\udcff.xml"])
+def test_failures_say_what_is_wrong_with_a_file(name: object) -> None:
+    with pytest.raises(miravex.MiravexError, match="face_detection: cascade .*there is no such file"):
+        miravex.face_detection(np.zeros((64, 64), np.uint8), name)
 
 
 def test_failures_carry_the_words_of_opencv() -> None:
@@ -139,10 +176,20 @@ def test_objects_that_misbehave() -> None:
     assert "radius" in message(ValueError, PICTURE, radius=Rude())
 
 
-def test_an_interrupt_while_reading_an_argument_is_not_swallowed() -> None:
+@pytest.mark.parametrize("kind", [KeyboardInterrupt, SystemExit, MemoryError])
+def test_an_interrupt_while_reading_an_argument_is_not_swallowed(kind: type[BaseException]) -> None:
     class Interrupting:
-        def __array__(self, dtype: object = None) -> np.ndarray:
-            raise KeyboardInterrupt
+        def interrupt(self, *args: object) -> None:
+            raise kind
 
-    with pytest.raises(KeyboardInterrupt):
-        miravex.median_filter(Interrupting())
+        __array__ = __index__ = __float__ = __repr__ = interrupt  # type: ignore[assignment]
+
+    for call in (
+        lambda: miravex.median_filter(Interrupting()),
+        lambda: miravex.median_filter(PICTURE, radius=Interrupting()),
+        lambda: miravex.pyr_mean_shift_filter(np.zeros((8, 8, 3), np.uint8), spatial_radius=Interrupting()),
+        lambda: miravex.pyr_down(PICTURE, padding=Interrupting()),
+        lambda: miravex.median_filter(PICTURE, colorspace=Interrupting()),
+    ):
+        with pytest.raises(kind):
+            call()

@@ -10,6 +10,7 @@ import sys
 import zipfile
 from pathlib import Path
 
+import miravex
 import pytest
 
 BUILD = os.environ.get("MIRAVEX_BUILD", "")
@@ -26,9 +27,9 @@ print(_miravex.library_path())
 """
 
 
-def use(directory: Path, **extra: str) -> list[str]:
+def use(directory: Path) -> list[str]:
     """Imports the package from a directory, away from everything else, and gives what it found where."""
-    environment = {"PATH": "/usr/bin:/bin", "PYTHONPATH": str(directory), "HOME": str(directory), **extra}
+    environment = {"PATH": "/usr/bin:/bin", "PYTHONPATH": str(directory), "HOME": str(directory)}
     done = subprocess.run(
         [sys.executable, "-c", USE], capture_output=True, text=True, env=environment, cwd=directory
     )
@@ -36,15 +37,24 @@ def use(directory: Path, **extra: str) -> list[str]:
     return done.stdout.split()
 
 
-@pytest.fixture(scope="module")
-def wheel(tmp_path_factory: pytest.TempPathFactory) -> Path:
-    output = tmp_path_factory.mktemp("dist")
+@needs_build
+def test_version_is_the_project_s() -> None:
+    cache = (Path(BUILD) / "CMakeCache.txt").read_text()
+    assert f"CMAKE_PROJECT_VERSION:STATIC={miravex.__version__}\n" in cache
+
+
+def pack(output: Path) -> Path:
     built = Path(BUILD)
     extension = next((built / "python/miravex").glob("_miravex.*.so"))
     command = [sys.executable, str(ROOT / "python/make_wheel.py"), "--package", str(ROOT / "python/miravex")]
     command += ["--extension", str(extension), "--library", str(built / "lib/libmiravex.so")]
     command += ["--version", "1.0.0", "--output", str(output)]
     return Path(subprocess.run(command, check=True, capture_output=True, text=True).stdout.strip())
+
+
+@pytest.fixture(scope="module")
+def wheel(tmp_path_factory: pytest.TempPathFactory) -> Path:
+    return pack(tmp_path_factory.mktemp("dist"))
 
 
 @needs_build
@@ -54,6 +64,21 @@ def test_wheel_works_where_it_is_unpacked(wheel: Path, tmp_path: Path) -> None:
     module, library = use(tmp_path)
     assert Path(module) == tmp_path / "miravex/__init__.py"
     assert Path(library) == tmp_path / "miravex/libmiravex.so"
+
+
+@needs_build
+def test_without_the_library_the_import_says_so(wheel: Path, tmp_path: Path) -> None:
+    with zipfile.ZipFile(wheel) as archive:
+        archive.extractall(tmp_path)
+    (tmp_path / "miravex/libmiravex.so").unlink()
+    environment = {"PATH": "/usr/bin:/bin", "PYTHONPATH": str(tmp_path)}
+    for named in ({}, {"MIRAVEX_LIBRARY": str(tmp_path / "other.so")}):
+        done = subprocess.run(
+            [sys.executable, "-c", "import miravex"], capture_output=True, text=True, env={**environment, **named}
+        )
+        wanted = named.get("MIRAVEX_LIBRARY", "libmiravex.so")
+        assert done.returncode == 1
+        assert f"ImportError: cannot use the library {wanted}" in done.stderr
 
 
 @needs_build
@@ -74,12 +99,7 @@ def test_wheel_lists_its_files(wheel: Path) -> None:
 
 @needs_build
 def test_wheel_is_the_same_each_time(wheel: Path, tmp_path: Path) -> None:
-    built = Path(BUILD)
-    extension = next((built / "python/miravex").glob("_miravex.*.so"))
-    command = [sys.executable, str(ROOT / "python/make_wheel.py"), "--package", str(ROOT / "python/miravex")]
-    command += ["--extension", str(extension), "--library", str(built / "lib/libmiravex.so")]
-    command += ["--version", "1.0.0", "--output", str(tmp_path)]
-    again = Path(subprocess.run(command, check=True, capture_output=True, text=True).stdout.strip())
+    again = pack(tmp_path)
     assert again.name == wheel.name and again.read_bytes() == wheel.read_bytes()
 
 
@@ -92,7 +112,8 @@ def test_cmake_installs_the_package(tmp_path: Path) -> None:
             capture_output=True,
         )
     package = next(tmp_path.rglob("miravex/__init__.py")).parent
-    library = next(tmp_path.rglob("libmiravex.so"))
-    module, used = use(package.parent, MIRAVEX_LIBRARY=str(library))
+    moved = tmp_path.rename(tmp_path.with_name("moved"))  # it finds the library wherever it stands
+    package = moved / package.relative_to(tmp_path)
+    module, used = use(package.parent)
     assert Path(module) == package / "__init__.py"
-    assert Path(used) == library
+    assert Path(used) == next(moved.rglob("libmiravex.so"))

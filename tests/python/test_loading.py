@@ -8,15 +8,13 @@ import signal
 import subprocess
 import sys
 import time
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 import miravex
 import numpy as np
 import pytest
-
-pytestmark = pytest.mark.skipif(
-    not hasattr(miravex, "load_images_from_path_into"), reason="the library has no batch loader"
-)
+from miravex import loading
 
 
 def test_shapes_and_types(photos: list[Path]) -> None:
@@ -85,6 +83,22 @@ def test_any_file_name(photos: list[Path], tmp_path: Path) -> None:
     assert failed == []
 
 
+def test_progress_is_shown_on_terminals_alone(
+    photos: list[Path], monkeypatch: pytest.MonkeyPatch, capsys: pytest.CaptureFixture[str]
+) -> None:
+    names = [photos[0]] * (loading.FILES_PER_CHUNK + 1)
+    miravex.load_images(names, (2, 2))
+    assert capsys.readouterr().err == ""
+    monkeypatch.setattr(sys.stderr, "isatty", lambda: True)
+    miravex.load_images(names, (2, 2), progress=False)
+    assert capsys.readouterr().err == ""
+    miravex.load_images(names, (2, 2))
+    shown = capsys.readouterr().err
+    assert f"{len(names)} of {len(names)} files" in shown and shown.endswith("\n")
+    monkeypatch.setattr(sys, "stderr", None)
+    assert miravex.load_images(names, (2, 2))[1] == []
+
+
 def test_no_files_and_one_file(photos: list[Path]) -> None:
     array, failed = miravex.load_images([], (5, 6))
     assert array.shape == (0, 3, 5, 6) and failed == []
@@ -100,17 +114,30 @@ def test_no_files_and_one_file(photos: list[Path]) -> None:
         ({"size": (5, 5, 5)}, "size is"),
         ({"size": (5.5, 5)}, "size is"),
         ({"size": None}, "size is"),
+        ({"size": (2**70, 5)}, "size is"),
+        ({"size": (65535, 65535)}, "size is .*at most"),
+        ({"size": "55"}, "size is"),
+        ({"layout": "\ud800"}, "layout is"),
+        ({"layout": None}, "layout is"),
+        ({"colour": "\ud800"}, "colour is"),
+        ({"colour": None}, 'colour is "None"'),
         ({"layout": "channels_frist"}, "layout is .*try channels_first"),
         ({"colour": "rgb"}, 'colour is "rgb".*try RGB'),
         ({"colour": "Greyscale"}, "try Grayscale"),
         ({"mean": [1, 2]}, "mean is"),
         ({"mean": "grey"}, "mean is"),
+        ({"mean": "0.5"}, "mean is"),
+        ({"mean": ["0.4", "0.5", "0.6"]}, "mean is"),
+        ({"mean": 0.5j}, "mean is"),
+        ({"mean": [[1], [2, 3]]}, "mean is"),
+        ({"std": 1e300}, "std is .*finite"),
         ({"std": 0}, "std is .*0, expected finite numbers above 0"),
         ({"std": [1, 0, 1]}, "std is"),
         ({"mean": float("nan")}, "mean is .*finite"),
         ({"colour": "Grayscale", "mean": [1, 2, 3]}, "mean is"),
         ({"paths": [5]}, "paths holds"),
-        ({"paths": ["a\0b"]}, "null character"),
+        ({"paths": ["a\0b"]}, "no file can be named"),
+        ({"paths": ["\ud800"]}, "no file can be named"),
         ({"paths": 5}, "paths holds"),
     ],
 )
@@ -125,9 +152,50 @@ def test_the_destination_is_filled_in_place(photos: list[Path]) -> None:
     failed = miravex.load_images_from_path_into(destination, path, [len(path.encode())])
     assert failed.tolist() == []
     assert np.array_equal(destination, miravex.load_images(path, (8, 8), "channels_last")[0])
-    for wrong in (destination.astype(float), destination[:, ::2], destination.tolist()):
+    fixed = np.zeros((1, 8, 8, 3), np.float32)
+    fixed.flags.writeable = False
+    for wrong in (destination.astype(float), destination[:, ::2], destination.tolist(), fixed):
         with pytest.raises(ValueError, match="destination is .*float32"):
             miravex.load_images_from_path_into(wrong, path, [len(path)])
+
+
+def test_what_progress_raises_ends_the_batch(photos: list[Path]) -> None:
+    heard = []
+
+    def stop(done: int) -> None:
+        heard.append(done)
+        raise LookupError("enough")
+
+    batch = loading.batch_of((2, 2), "channels_first", "RGB", None, None)
+    names = [str(photos[0])] * (3 * loading.FILES_PER_CHUNK)
+    with pytest.raises(LookupError, match="enough"):
+        loading.load_into(np.empty((len(names), *batch.slot), np.float32), names, batch, stop)
+    assert heard == [loading.FILES_PER_CHUNK]
+
+
+def test_arrays_that_hold_no_slot_per_file_are_refused(photos: list[Path]) -> None:
+    batch = loading.batch_of((4, 4), "channels_first", "RGB", None, None)
+    fixed = np.empty((1, 3, 4, 4), np.float32)
+    fixed.flags.writeable = False
+    gaps = np.empty((1, 3, 4, 8), np.float32)[..., ::2]
+    for array in (np.empty((2, 3, 4, 4), np.float32), np.empty((1, 3, 4, 4)), gaps, fixed):
+        with pytest.raises(ValueError, match="one float32 slot per file"):
+            loading.load_into(array, [str(photos[0])], batch)
+
+
+def test_other_threads_run_while_a_batch_loads(photos: list[Path]) -> None:
+    names = [photos[0]] * 60
+    start = time.perf_counter()
+    with ThreadPoolExecutor(1) as pool:
+        batch = pool.submit(miravex.load_images, names, (64, 64), progress=False)
+        longest, last = 0.0, start
+        while not batch.done():
+            time.sleep(0.001)
+            now = time.perf_counter()
+            longest, last = max(longest, now - last), now
+    took = time.perf_counter() - start
+    assert took > 0.05, "the batch is too short to show anything"
+    assert longest < took / 2
 
 
 BATCH = """

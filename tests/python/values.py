@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import os
 from pathlib import Path
 from typing import Any
 
@@ -17,9 +18,25 @@ TYPES = {
     "real32": np.float32,
     "real": np.float64,
 }
+NETWORK = Path(os.environ.get("MIRAVEX_TEST_DATA", "")) / "face-network"
 FILES = {
     "cascade": Path("/usr/share/opencv4/haarcascades/haarcascade_frontalface_default.xml"),
+    "description": NETWORK / "deploy.prototxt",
+    "weights": NETWORK / "weights.caffemodel",
 }
+
+
+def write_film(path: Path) -> Path:
+    """Eight frames of a bright box on its way over noise, as uncompressed video, and the film's place."""
+    noise = np.random.default_rng(8).integers(0, 60, (12, 16), dtype=np.uint8)
+    colourless = np.full((2, 6, 8), 128, np.uint8).tobytes()
+    with path.open("wb") as film:
+        film.write(b"YUV4MPEG2 W16 H12 F10:1 C420jpeg\n")
+        for i in range(8):
+            frame = noise.copy()
+            frame[3:9, 1 + i : 7 + i] += 150
+            film.write(b"FRAME\n" + frame.tobytes() + colourless)
+    return path
 
 
 def samples(shape: tuple[int, ...], type_name: str, seed: int = 7) -> np.ndarray:
@@ -60,17 +77,17 @@ def picture(argument: Argument, given: dict[str, Any], type_name: str = "", chan
 def extent(kind: str, count: int, of: str, given: dict[str, Any]) -> int:
     if kind == "exactly":
         return count
-    if kind == "at least":
+    if kind == "atLeast":
         return max(count, 4)
     other = given.get(of)
     if other is None:
         return 4
-    if kind == "length":
+    if kind == "lengthOf":
         return int(np.size(other))
-    if kind in ("first", "second"):
-        return int(np.shape(other)[0 if kind == "first" else 1])
+    if kind in ("firstOf", "secondOf"):
+        return int(np.shape(other)[0 if kind == "firstOf" else 1])
     sequence = other.ndim == 4
-    axis = {"slices": 0, "rows": 1, "columns": 2, "channels": 3}[kind] - (0 if sequence else 1)
+    axis = {"slicesOf": 0, "rowsOf": 1, "columnsOf": 2, "channelsOf": 3}[kind] - (0 if sequence else 1)
     return other.shape[axis] if axis < other.ndim else 1
 
 
