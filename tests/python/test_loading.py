@@ -14,10 +14,6 @@ import miravex
 import numpy as np
 import pytest
 
-pytestmark = pytest.mark.skipif(
-    not hasattr(miravex, "load_images_from_path_into"), reason="the library has no batch loader"
-)
-
 
 def test_shapes_and_types(photos: list[Path]) -> None:
     array, failed = miravex.load_images(photos[:3])
