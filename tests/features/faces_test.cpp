@@ -99,6 +99,10 @@ TEST(FaceDetection, MatchesOpenCvOnAPortrait)
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(searched(searching(picture, { { "min_neighbors", int64_t { 0 } } })),
                   flat(all, picture.rows));
+    const auto coarse = cascadeFaces(picture, 1.3, 1, {}, picture.size());
+    EXPECT_EQ(searched(searching(picture, { { "scale_factor", 1.3 }, { "min_neighbors", int64_t { 1 } } })),
+              flat(coarse, picture.rows));
+    EXPECT_NE(flat(coarse, picture.rows), flat(expected, picture.rows));
     EXPECT_EQ(searched(searching(picture,
                                  { { "min_width", int64_t { 100 } },
                                    { "min_height", int64_t { 90 } },
@@ -375,6 +379,15 @@ TEST(FaceDetectionDNN, MatchesOpenCvOnAPortrait)
             asking(picture, description, weights,
                    { { "size_ratio", int64_t { ratio } }, { "alternative_mean", int64_t { alternative } } });
         EXPECT_EQ(listOf(succeed("FaceDetectionDNN", values).tensor()), flat(expected, picture.rows));
+        if (!alternative) continue; // any number but 0 asks for it
+        EXPECT_EQ(listOf(succeed("FaceDetectionDNN",
+                                 with("FaceDetectionDNN", values, "alternative_mean", int64_t { -2 }))
+                             .tensor()),
+                  flat(expected, picture.rows));
+        EXPECT_NE(listOf(succeed("FaceDetectionDNN",
+                                 with("FaceDetectionDNN", values, "alternative_mean", int64_t { 0 }))
+                             .tensor()),
+                  flat(expected, picture.rows));
     }
 }
 

@@ -112,10 +112,13 @@ TEST(Fast, MatchesOpenCvWithAndWithoutMask)
     mask.colRange(0, 60).setTo(0);
     for (const int threshold : { 0, 10, 60, 255 }) {
         for (const bool masked : { false, true }) {
+            const bool suppress = threshold != 10;
             std::vector<cv::KeyPoint> expected;
-            cv::FastFeatureDetector::create(threshold, true, cv::FastFeatureDetector::TYPE_9_16)
+            cv::FastFeatureDetector::create(threshold, suppress, cv::FastFeatureDetector::TYPE_9_16)
                 ->detect(picture, expected, masked ? mask : cv::Mat());
-            NamedValues given { { "image", imageOf(picture) }, { "threshold", int64_t { threshold } } };
+            NamedValues given { { "image", imageOf(picture) },
+                                { "threshold", int64_t { threshold } },
+                                { "nonmax_suppression", suppress } };
             if (masked) given["mask"] = bitImageOf(mask);
             EXPECT_TRUE(sameBits(matrixOf(succeed("Fast", arguments("Fast", given)).tensor()),
                                  rowsOf(expected, picture.rows)))
@@ -198,6 +201,10 @@ TEST(Kaze, MatchesOpenCv)
     for (const auto& [name, diffusivity] : diffusivities)
         expectLikeOpenCv("Kaze", { { "diffusivity", name } }, picture, mask,
                          cv::KAZE::create(false, false, 0.001F, 4, 4, diffusivity));
+    expectLikeOpenCv("Kaze", { { "extended", true } }, picture, {},
+                     cv::KAZE::create(true, false, 0.001F, 4, 4, cv::KAZE::DIFF_PM_G2));
+    expectLikeOpenCv("Kaze", { { "upright", true } }, picture, {},
+                     cv::KAZE::create(false, true, 0.001F, 4, 4, cv::KAZE::DIFF_PM_G2));
     expectLikeOpenCv("Kaze",
                      { { "extended", true },
                        { "upright", true },
