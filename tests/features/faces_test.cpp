@@ -151,6 +151,25 @@ TEST(FaceDetection, SearchesAShrunkPictureAndScalesBack)
     }
 }
 
+TEST(FaceDetection, RoundsWantedSizesOfShrunkPicturesUp)
+{
+    const cv::Mat picture = portrait(true);
+    SKIP_WITHOUT_FACES(picture);
+    cv::Mat half;
+    cv::resize(picture, half, cv::Size(), 0.5, 0.5, cv::INTER_LINEAR);
+    // The cascade's windows are 75 pixels wide at one step, which half of 151, rounded down, would include.
+    const auto atLeast = [&](int side) {
+        return flat(cascadeFaces(half, 1.1, 0, { side, side }, half.size()), half.rows, 2);
+    };
+    const auto found = searched(searching(picture,
+                                          { { "target_size", int64_t { 200 } },
+                                            { "min_neighbors", int64_t { 0 } },
+                                            { "min_width", int64_t { 151 } },
+                                            { "min_height", int64_t { 151 } } }));
+    EXPECT_EQ(found, atLeast(76));
+    EXPECT_NE(found, atLeast(75));
+}
+
 TEST(FaceDetection, FindsNobodyInNothing)
 {
     if (!std::filesystem::exists(frontal)) GTEST_SKIP() << "opencv-data is not installed";

@@ -175,6 +175,25 @@ TEST(HoughLines, LeavesZerosForALineThatOnlyTouchesACorner) // by hand
     EXPECT_THAT(std::vector<double>(borders.begin() + 4, borders.end()), ::testing::Each(0));
 }
 
+TEST(HoughLines, SkipsALineOfThreeBorderPoints) // by hand: through the top right corner but for a rounding
+{
+    // Meeting the top 3e-14 pixels before the corner and the right side in it, and the bottom near 97.
+    const double theta = 0x1.cc7d0ap-1, rho = 0x1.15735ap+7;
+    const double slope = -(std::cos(theta) / std::sin(theta)), intercept = rho / std::sin(theta);
+    ASSERT_LT(-(intercept / slope), 223);
+    ASSERT_EQ(223 * slope + intercept, 0);
+    // These three pixels lie on it, at steps of that distance and angle, and on the left side.
+    cv::Mat picture(100, 223, CV_8U, cv::Scalar(0));
+    for (const int x : { 59, 60, 61 }) picture.at<uchar>(99, x) = 255;
+    const NamedValues given { { "rho", rho }, { "theta", theta }, { "threshold", int64_t { 2 } } };
+    NamedValues asEquations = given;
+    asEquations["form"] = "Equation";
+    EXPECT_THAT(listOf(succeed("HoughLines", lines(picture, asEquations)).tensor()),
+                ::testing::ElementsAre(0, 0, rho, theta));
+    EXPECT_THAT(listOf(succeed("HoughLines", lines(picture, given)).tensor()),
+                ::testing::ElementsAre(0, 100, 0, 0, 0, 0, 0, 0));
+}
+
 TEST(HoughLines, AcceptsBitsAndFindsNothingInNothing)
 {
     const cv::Mat picture = edges(50, 60);

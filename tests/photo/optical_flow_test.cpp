@@ -279,9 +279,9 @@ TEST(OpticalFlow, ReplacesUnusableVectors)
 {
     // Flat frames leave an initial flow as it is, but for what smoothing makes of it at the edges.
     const cv::Mat flat(40, 40, CV_8U, cv::Scalar(90));
-    const auto replacedBy = [&](double start) {
+    const auto replacedBy = [&](double start, std::size_t component = 1) {
         std::vector<double> elements(40 * 40 * 2, 0.25);
-        for (std::size_t i = 0; i < elements.size(); i += 2) elements[i + 1] = start;
+        for (std::size_t i = 0; i < elements.size(); i += 2) elements[i + component] = start;
         return flowOf(dual, sequenceOf({ flat, flat }),
                       { { "use_initial_flow", true },
                         { "initial_flow", makeRealTensor({ 40, 40, 2 }, elements) },
@@ -300,13 +300,15 @@ TEST(OpticalFlow, ReplacesUnusableVectors)
     // Flat frames keep it exactly: the bound is 1e9 itself, in either direction.
     const double below = static_cast<double>(std::nextafter(1e9F, 0.0F));
     for (const double sign : { 1.0, -1.0 }) {
-        const auto vector = [&](double start) {
-            const Outcome outcome = succeed(dual, replacedBy(sign * start));
+        const auto vector = [&](double start, std::size_t component) {
+            const Outcome outcome = succeed(dual, replacedBy(sign * start, component));
             const auto found = outcome.tensor().reals().subspan(3 * (20 * 40 + 20), 3);
             return std::vector<double>(found.begin(), found.end());
         };
-        EXPECT_THAT(vector(1e9), ::testing::ElementsAre(-7.5, -7.5, 0));
-        EXPECT_THAT(vector(below), ::testing::ElementsAre(0.25, sign * below, 1));
+        for (const std::size_t component : { 0, 1 })
+            EXPECT_THAT(vector(1e9, component), ::testing::ElementsAre(-7.5, -7.5, 0));
+        EXPECT_THAT(vector(below, 0), ::testing::ElementsAre(sign * below, 0.25, 1));
+        EXPECT_THAT(vector(below, 1), ::testing::ElementsAre(0.25, sign * below, 1));
     }
     for (const double start : { 9e8, 3.0, -4.0 }) {
         const Outcome outcome = succeed(dual, replacedBy(start));
