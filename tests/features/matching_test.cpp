@@ -61,6 +61,10 @@ TEST(DescriptorMatcher, MasksByTheLowestByte) // by hand
     EXPECT_EQ(masked({ 256, 257, 1, 1, 1, 0, -1, 1, 1, 1, 512, 1 }),
               (std::vector<double> { 3, 1, 1, 1, 2, 1, 2 }));
     EXPECT_EQ(masked(std::vector<int64_t>(12, 256)), (std::vector<double> { 3, 0, 0, 0 }));
+    // Within 12 lie 1 and 11; 11, 1 and 22; 22 and 11. The nearest of the first and the last are forbidden.
+    values = matching(query(), train(), { { "mode", "Radius Match" }, { "parameter", 12.0 } });
+    EXPECT_EQ(masked({ 0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 256, 1 }),
+              (std::vector<double> { 3, 1, 3, 1, 2, 2, 1, 3, 2 }));
 }
 
 TEST(DescriptorMatcher, KnowsItsMatchers)

@@ -156,8 +156,12 @@ TEST(MserDetect, ChecksPicturesWordsAndRanges)
     expectRefused("MserDetect", with("MserDetect", good, "image", imageOf(noise(40, 50, CV_8UC2))));
     expectRefused("MserDetect", with("MserDetect", good, "image", imageOf(noise(40, 50, CV_8UC(5)))));
     expectRefused("MserDetect", with("MserDetect", good, "image", imageOf(noise(40, 50, CV_16U))));
-    expectRefused("MserDetect", with("MserDetect", good, "image", imageOf(noise(1, 50, CV_8U))));
-    expectRefused("MserDetect", with("MserDetect", good, "image", imageOf(noise(40, 1, CV_8U))));
+    for (const cv::Size size : { cv::Size(50, 1), cv::Size(1, 40) }) {
+        const ImagePointer thin = imageOf(noise(size.height, size.width, CV_8U));
+        const Outcome outcome = invoke("MserDetect", with("MserDetect", good, "image", thin));
+        EXPECT_EQ(outcome.status, StatusFunctionError) << size;
+        EXPECT_TRUE(outcome.openCvError.empty()) << "refused before OpenCV is called";
+    }
     expectRefused("MserDetect", with("MserDetect", good, "image", sequenceOf({ picture, picture })));
     expectRefused("MserDetect", with("MserDetect", good, "image", imageOf(noise(2, 2, CV_8U)))); // by OpenCV
     succeed("MserDetect", with("MserDetect", good, "image", imageOf(noise(3, 3, CV_8U))));

@@ -151,7 +151,8 @@ TEST(OpticalFlow, RefusesOtherFrames)
     };
     for (const char* operation : { farneback, dual })
         for (const ImagePointer& frames :
-             { two(CV_8UC3), two(CV_16U), two(CV_32F), two(CV_64F), two(CV_8UC2), two(CV_8U, ColorSpaceRGB),
+             { two(CV_8UC3), two(CV_8UC3, ColorSpaceGray), two(CV_8UC2, ColorSpaceGray), two(CV_16U),
+               two(CV_32F), two(CV_64F), two(CV_8UC2), two(CV_8U, ColorSpaceRGB),
                two(CV_8U, ColorSpaceUnspecified), imageOf(noise(40, 40, CV_8U)), ImagePointer() })
             expectRefused(operation, flowOf(operation, frames, quick(operation)));
 }

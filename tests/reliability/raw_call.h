@@ -25,6 +25,19 @@ struct RawCall {
         return function(table, static_cast<int64_t>(slots.size()), slots.data(), &result);
     }
 
+    /// What a successful call put into the result slot, taken from the ledger of the call.
+    [[nodiscard]] Value take(ResultKind kind, Ledger& ledger) const
+    {
+        switch (kind) {
+        case ResultKind::Image:
+        case ResultKind::Sequence: return ledger.takeImage(result.image);
+        case ResultKind::RealTensor:
+        case ResultKind::IntegerTensor: return ledger.takeTensor(result.tensor);
+        case ResultKind::Real: return result.real;
+        }
+        return {};
+    }
+
     MiravexOperation function;
     Values values;
     std::vector<ValueCell> cells;
@@ -49,5 +62,17 @@ private:
         if (const auto* array = std::get_if<ArrayPointer>(&value)) cell.numericArray = array->get();
     }
 };
+
+/// The bytes of a result.
+inline std::string bytesOfResult(const Value& value)
+{
+    const auto held = [](const Block& block) {
+        return std::string(reinterpret_cast<const char*>(block.data()), block.size());
+    };
+    if (const auto* image = std::get_if<ImagePointer>(&value)) return held((*image)->block);
+    if (const auto* tensor = std::get_if<TensorPointer>(&value)) return held((*tensor)->block);
+    if (const auto* real = std::get_if<double>(&value)) return std::to_string(*real);
+    return {};
+}
 
 } // namespace miravex::test

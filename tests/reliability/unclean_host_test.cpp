@@ -70,13 +70,7 @@ Value answer(std::string_view name, const Values& values, double real, unsigned 
     }
     Value result;
     if (call.make(&table) == StatusOk) {
-        switch (operation.results.front().kind) {
-        case ResultKind::Image:
-        case ResultKind::Sequence: result = ledger.takeImage(call.result.image); break;
-        case ResultKind::RealTensor:
-        case ResultKind::IntegerTensor: result = ledger.takeTensor(call.result.tensor); break;
-        case ResultKind::Real: result = call.result.real; break;
-        }
+        result = call.take(operation.results.front().kind, ledger);
     } else {
         EXPECT_EQ(call.result.integer, RawCall::untouched) << name;
     }
@@ -92,16 +86,6 @@ std::vector<double> realsOf(const Value& value)
         return {};
     }
     return { (*tensor)->reals().begin(), (*tensor)->reals().end() };
-}
-
-std::string bytesOf(const Value& value)
-{
-    const auto held = [](const Block& block) {
-        return std::string(reinterpret_cast<const char*>(block.data()), block.size());
-    };
-    if (const auto* image = std::get_if<ImagePointer>(&value)) return held((*image)->block);
-    if (const auto* tensor = std::get_if<TensorPointer>(&value)) return held((*tensor)->block);
-    return {};
 }
 
 class UncleanHost : public ::testing::TestWithParam<const Operation*> { };
@@ -130,7 +114,7 @@ TEST_P(UncleanHost, GetsTheSameResult)
         const Value one = answer(operation.name, ownCopy(values), 7.5, 0xA5);
         const Value other = answer(operation.name, ownCopy(values), -1e300, 0x5A);
         ASSERT_NE(one.index(), 0U) << fuzz::describeCall(operation, values) << " was refused";
-        EXPECT_TRUE(leaves || bytesOf(one) == bytesOf(other))
+        EXPECT_TRUE(leaves || bytesOfResult(one) == bytesOfResult(other))
             << fuzz::describeCall(operation, values) << " leaves something to the host";
     }
 }
@@ -183,9 +167,9 @@ TEST(NewObjects, OfNaNGetNoDebevecCurve) // the guard is on what is overwritten
     const Values robertson(debevec.begin(), debevec.begin() + 2);
     Values whole = robertson;
     whole.insert(whole.end(), { int64_t { 2 }, 0.01 });
-    EXPECT_EQ(bytesOf(answer("CalibrateRobertson", whole, std::nan(""))),
-              bytesOf(answer("CalibrateRobertson", whole, 0)));
-    EXPECT_FALSE(bytesOf(answer("CalibrateRobertson", whole, std::nan(""))).empty());
+    EXPECT_EQ(bytesOfResult(answer("CalibrateRobertson", whole, std::nan(""))),
+              bytesOfResult(answer("CalibrateRobertson", whole, 0)));
+    EXPECT_FALSE(bytesOfResult(answer("CalibrateRobertson", whole, std::nan(""))).empty());
 }
 
 } // namespace miravex::test
