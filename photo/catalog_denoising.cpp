@@ -48,7 +48,7 @@ constexpr Argument temporalWindow =
 bool templateFits(const CallView& call, std::string_view image)
 {
     const int64_t side = call.integer("template_window");
-    return limits::product({ side, side, 255 * 255, call.channels(image) }) <= limits::denoisingDistance;
+    return limits::product({ side, side, 255, 255, call.channels(image) }) <= limits::denoisingDistance;
 }
 
 int64_t weights(const CallView& call)

@@ -38,7 +38,7 @@ struct Windows {
         const int64_t area = limits::product({ patch, patch });
         const int64_t columns = frame.cols;
         return weights <= limits::denoisingWeights
-            && limits::product({ area, 255 * 255, channels }) <= limits::denoisingDistance
+            && limits::product({ area, 255, 255, channels }) <= limits::denoisingDistance
             && limits::product({ weights, columns + patch + 1 }) <= limits::denoisingScratch
             && limits::product({ weights, frame.rows, columns + area }) <= limits::work;
     }

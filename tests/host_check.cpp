@@ -1,5 +1,7 @@
 #include "tests/host_check.h"
 
+#include "tests/temporary_folder.h"
+
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -70,6 +72,30 @@ const Operation& record(std::string_view name)
     return *found;
 }
 
+namespace {
+
+/// Makes a call in a child process, limited in time and memory, and ends the process with 0 when it came to
+/// the status that was expected.
+[[noreturn]] void exitAfter(HostErrorCode expected, std::string_view name, const Values& values)
+{
+    const Library& loaded = library();
+    alarm(sanitized ? 60 : 10);
+    if (!sanitized) {
+        // Two gibibytes on top of what the loaded libraries map already.
+        std::ifstream statm("/proc/self/statm");
+        rlim_t pages = 0;
+        statm >> pages;
+        const rlim_t bytes = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (rlim_t { 2 } << 30);
+        const rlimit limit { bytes, bytes };
+        setrlimit(RLIMIT_AS, &limit);
+    }
+    const Outcome outcome = call(loaded, record(name), values);
+    TemporaryFolder::removeAll();
+    std::_Exit(outcome.status == expected && outcome.accounting.clean() ? 0 : 1);
+}
+
+} // namespace
+
 Outcome invoke(std::string_view name, const Values& values, Faults faults)
 {
     const Operation& operation = record(name);
@@ -129,20 +155,10 @@ Values arguments(std::string_view name, NamedValues given)
 
 void exitAfterRefusal(std::string_view name, const Values& values)
 {
-    const Library& loaded = library();
-    alarm(sanitized ? 60 : 10);
-    if (!sanitized) {
-        // Two gibibytes on top of what the loaded libraries map already.
-        std::ifstream statm("/proc/self/statm");
-        rlim_t pages = 0;
-        statm >> pages;
-        const rlim_t bytes = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (rlim_t { 2 } << 30);
-        const rlimit limit { bytes, bytes };
-        setrlimit(RLIMIT_AS, &limit);
-    }
-    const Outcome outcome = call(loaded, record(name), values);
-    std::_Exit(outcome.status == StatusFunctionError && outcome.accounting.clean() ? 0 : 1);
+    exitAfter(StatusFunctionError, name, values);
 }
+
+void exitAfterSuccess(std::string_view name, const Values& values) { exitAfter(StatusOk, name, values); }
 
 ImagePointer imageOf(const cv::Mat& matrix, std::optional<ColorSpace> colorSpace)
 {

@@ -48,6 +48,9 @@ Values arguments(std::string_view operation, NamedValues given);
 /// sanitizer needs more), makes the call, and ends the process with 0 when it was refused cleanly.
 [[noreturn]] void exitAfterRefusal(std::string_view operation, const Values& values);
 
+/// The same for EXPECT_ACCEPTED_IN_CHILD: 0 when the call succeeded cleanly within those limits.
+[[noreturn]] void exitAfterSuccess(std::string_view operation, const Values& values);
+
 // --- pictures -------------------------------------------------------------------------------------------
 
 /// A host image that holds the samples of a matrix: gray or RGB by its channels unless told otherwise.
@@ -93,6 +96,12 @@ double largestDifference(const cv::Mat& a, const cv::Mat& b);
 /// The call is refused with status 6, in a process of its own that may take 10 s and 2 GiB.
 #define EXPECT_REFUSED_IN_CHILD(operation, ...)                                                              \
     EXPECT_EXIT(::miravex::test::exitAfterRefusal(operation, __VA_ARGS__), ::testing::ExitedWithCode(0), "") \
+        << operation
+
+/// The call succeeds, in a process of its own that may take 10 s and 2 GiB: for values that OpenCV alone
+/// would never be done with, clipped where the result is the same.
+#define EXPECT_ACCEPTED_IN_CHILD(operation, ...)                                                             \
+    EXPECT_EXIT(::miravex::test::exitAfterSuccess(operation, __VA_ARGS__), ::testing::ExitedWithCode(0), "") \
         << operation
 
 /// Ends the test, as skipped, when a picture of opencv-doc is missing.

@@ -5,7 +5,6 @@
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 #include <google/protobuf/wire_format_lite.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <stdexcept>
@@ -92,30 +91,16 @@ void write(const std::filesystem::path& path, const std::string& contents)
     if (!file.flush()) throw std::runtime_error("can't write " + path.string());
 }
 
-std::filesystem::path newFolder()
-{
-    std::string name = (std::filesystem::temp_directory_path() / "miravex-network-XXXXXX").string();
-    if (!mkdtemp(name.data())) throw std::runtime_error("can't make a folder like " + name);
-    return name;
-}
-
 } // namespace
 
 CaffeNetwork::CaffeNetwork(const std::vector<std::array<float, 7>>& rows, std::vector<int> shape,
                            const std::string& output)
-    : folder_(newFolder())
 {
     if (shape.empty()) shape = { 1, 1, static_cast<int>(rows.size()), 7 };
     std::vector<float> biases;
     for (const auto& row : rows) biases.insert(biases.end(), row.begin(), row.end());
     write(description(), descriptionOf(biases.size(), shape, output));
     write(weights(), weightsOf(biases));
-}
-
-CaffeNetwork::~CaffeNetwork()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
 }
 
 } // namespace miravex::test

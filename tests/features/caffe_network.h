@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/temporary_folder.h"
+
 #include <array>
 #include <filesystem>
 #include <string>
@@ -14,15 +16,12 @@ public:
     /// The output has `shape`, or {1, 1, rows, 7} when that is empty, and comes from the layer `output`.
     explicit CaffeNetwork(const std::vector<std::array<float, 7>>& rows, std::vector<int> shape = {},
                           const std::string& output = "detection_out");
-    ~CaffeNetwork();
-    CaffeNetwork(const CaffeNetwork&) = delete;
-    CaffeNetwork& operator=(const CaffeNetwork&) = delete;
 
-    [[nodiscard]] std::filesystem::path description() const { return folder_ / "network.prototxt"; }
-    [[nodiscard]] std::filesystem::path weights() const { return folder_ / "network.caffemodel"; }
+    [[nodiscard]] std::filesystem::path description() const { return folder_.file("network.prototxt"); }
+    [[nodiscard]] std::filesystem::path weights() const { return folder_.file("network.caffemodel"); }
 
 private:
-    std::filesystem::path folder_;
+    TemporaryFolder folder_;
 };
 
 } // namespace miravex::test

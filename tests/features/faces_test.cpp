@@ -99,6 +99,10 @@ TEST(FaceDetection, MatchesOpenCvOnAPortrait)
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(searched(searching(picture, { { "min_neighbors", int64_t { 0 } } })),
                   flat(all, picture.rows));
+    const auto coarse = cascadeFaces(picture, 1.3, 1, {}, picture.size());
+    EXPECT_EQ(searched(searching(picture, { { "scale_factor", 1.3 }, { "min_neighbors", int64_t { 1 } } })),
+              flat(coarse, picture.rows));
+    EXPECT_NE(flat(coarse, picture.rows), flat(expected, picture.rows));
     EXPECT_EQ(searched(searching(picture,
                                  { { "min_width", int64_t { 100 } },
                                    { "min_height", int64_t { 90 } },
@@ -145,6 +149,25 @@ TEST(FaceDetection, SearchesAShrunkPictureAndScalesBack)
                   flat(expected, small.rows, factor))
             << target;
     }
+}
+
+TEST(FaceDetection, RoundsWantedSizesOfShrunkPicturesUp)
+{
+    const cv::Mat picture = portrait(true);
+    SKIP_WITHOUT_FACES(picture);
+    cv::Mat half;
+    cv::resize(picture, half, cv::Size(), 0.5, 0.5, cv::INTER_LINEAR);
+    // The cascade's windows are 75 pixels wide at one step, which half of 151, rounded down, would include.
+    const auto atLeast = [&](int side) {
+        return flat(cascadeFaces(half, 1.1, 0, { side, side }, half.size()), half.rows, 2);
+    };
+    const auto found = searched(searching(picture,
+                                          { { "target_size", int64_t { 200 } },
+                                            { "min_neighbors", int64_t { 0 } },
+                                            { "min_width", int64_t { 151 } },
+                                            { "min_height", int64_t { 151 } } }));
+    EXPECT_EQ(found, atLeast(76));
+    EXPECT_NE(found, atLeast(75));
 }
 
 TEST(FaceDetection, FindsNobodyInNothing)
@@ -199,6 +222,8 @@ TEST(Hostile, CascadeScalesAreBounded)
     // Beyond 8.9e7 OpenCV's window sizes would overflow; one step of that size finds nobody anyway.
     for (const double factor : { 2000.0, 8.9e7, 9e7, 1e300, std::numeric_limits<double>::infinity() })
         EXPECT_EQ(searched(searching(picture, { { "scale_factor", factor } })), (std::vector<double> { 0 }));
+    for (const double factor : { 8.9e7, 1e300, std::numeric_limits<double>::infinity() })
+        EXPECT_ACCEPTED_IN_CHILD("FaceDetection", searching(picture, { { "scale_factor", factor } }));
     for (const int64_t neighbors : { INT64_MIN, INT64_MAX })
         succeed("FaceDetection", searching(picture, { { "min_neighbors", neighbors } }));
 }
@@ -294,7 +319,8 @@ TEST_F(Candidates, OfOtherShapesAreRefused)
     for (const std::vector<int>& shape : { std::vector<int> { 1, 1, 7, 1 }, std::vector<int> { 1, 7 },
                                            std::vector<int> { 1, 1, 7 }, std::vector<int> { 7, 1, 1, 1 } }) {
         const CaffeNetwork network({ row }, shape);
-        expectRefused("FaceDetectionDNN", asking(picture, network.description(), network.weights()));
+        EXPECT_REFUSED_IN_CHILD("FaceDetectionDNN",
+                                asking(picture, network.description(), network.weights()));
     }
     const CaffeNetwork elsewhere({ row }, {}, "somewhere_else");
     expectRefused("FaceDetectionDNN", asking(picture, elsewhere.description(), elsewhere.weights()));
@@ -372,6 +398,15 @@ TEST(FaceDetectionDNN, MatchesOpenCvOnAPortrait)
             asking(picture, description, weights,
                    { { "size_ratio", int64_t { ratio } }, { "alternative_mean", int64_t { alternative } } });
         EXPECT_EQ(listOf(succeed("FaceDetectionDNN", values).tensor()), flat(expected, picture.rows));
+        if (!alternative) continue; // any number but 0 asks for it
+        EXPECT_EQ(listOf(succeed("FaceDetectionDNN",
+                                 with("FaceDetectionDNN", values, "alternative_mean", int64_t { -2 }))
+                             .tensor()),
+                  flat(expected, picture.rows));
+        EXPECT_NE(listOf(succeed("FaceDetectionDNN",
+                                 with("FaceDetectionDNN", values, "alternative_mean", int64_t { 0 }))
+                             .tensor()),
+                  flat(expected, picture.rows));
     }
 }
 

@@ -61,6 +61,10 @@ TEST(DescriptorMatcher, MasksByTheLowestByte) // by hand
     EXPECT_EQ(masked({ 256, 257, 1, 1, 1, 0, -1, 1, 1, 1, 512, 1 }),
               (std::vector<double> { 3, 1, 1, 1, 2, 1, 2 }));
     EXPECT_EQ(masked(std::vector<int64_t>(12, 256)), (std::vector<double> { 3, 0, 0, 0 }));
+    // Within 12 lie 1 and 11; 11, 1 and 22; 22 and 11. The nearest of the first and the last are forbidden.
+    values = matching(query(), train(), { { "mode", "Radius Match" }, { "parameter", 12.0 } });
+    EXPECT_EQ(masked({ 0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 256, 1 }),
+              (std::vector<double> { 3, 1, 3, 1, 2, 2, 1, 3, 2 }));
 }
 
 TEST(DescriptorMatcher, KnowsItsMatchers)
@@ -132,20 +136,35 @@ TEST(Hostile, MatchesAreBounded)
     EXPECT_REFUSED_IN_CHILD("DescriptorMatcher", matching(many, many, { { "parameter", 10000.0 } }));
     EXPECT_REFUSED_IN_CHILD("DescriptorMatcher",
                             matching(many, many, { { "mode", "Radius Match" }, { "parameter", 1e30 } }));
+    // Without elements nothing is compared, and OpenCV makes no lists although there are queries.
+    for (const char* mode : { "Best Match", "Radius Match" })
+        EXPECT_REFUSED_IN_CHILD("DescriptorMatcher",
+                                matching(makeRealTensor({ 3, 0 }), makeRealTensor({ 4, 0 }),
+                                         { { "mode", mode }, { "parameter", 1.0 } }));
     // What can't be compared has no order, but harms nobody.
     const double nan = std::nan("");
-    for (const char* matcher : { "BruteForce", "BruteForce-L1", "FlannBased" })
-        for (const double value : { nan, 1e300, -1e300 })
-            invoke("DescriptorMatcher",
-                   matching(realRows({ 2, 2 }, { value, 1, 2, value }),
-                            realRows({ 3, 2 }, { 1, 2, value, value, 3, 4 }), { { "matcher", matcher } }));
+    for (const char* matcher : { "BruteForce", "BruteForce-L1", "FlannBased" }) {
+        for (const double value : { nan, 1e300, -1e300 }) {
+            const Outcome outcome = invoke("DescriptorMatcher",
+                                           matching(realRows({ 2, 2 }, { value, 1, 2, value }),
+                                                    realRows({ 3, 2 }, { 1, 2, value, value, 3, 4 }),
+                                                    { { "matcher", matcher } }));
+            if (!outcome.ok()) {
+                EXPECT_STREQ(matcher, "FlannBased") << value;
+                EXPECT_FALSE(outcome.openCvError.empty()) << value;
+                continue;
+            }
+            const std::vector<double> list = listOf(outcome.tensor());
+            ASSERT_GE(list.size(), 3U);
+            EXPECT_EQ(list[0], 2);
+            EXPECT_EQ(static_cast<double>(list.size()), 3 + list[1] + list[2]) << matcher << " of " << value;
+        }
+    }
 }
 
 // --- earth mover ----------------------------------------------------------------------------------------
 
 namespace {
-
-const std::vector<double> noCost;
 
 Values moving(const std::vector<double>& points1, const std::vector<double>& weights1,
               const std::vector<double>& points2, const std::vector<double>& weights2,
@@ -175,6 +194,19 @@ TEST(EarthMover, MeasuresTwoPoints) // by hand
         expectRefused("EarthMoverDistance", moving({ 0, 0 }, { 1 }, { 3, 4 }, { 1 }, name));
         expectRefused("EarthMoverDistance",
                       moving({ 0, 0 }, { 1 }, { 3, 4 }, { 1 }, name, realRows({ 1, 1 }, { 2 })));
+    }
+}
+
+TEST(EarthMover, LeavesUnknownNamesWithoutACostToOpenCv) // which knows no distance of type 0
+{
+    for (const char* name : { "euclideanDistance", "custom", "" }) {
+        const Outcome outcome = invoke("EarthMoverDistance", moving({ 0, 0 }, { 1 }, { 3, 4 }, { 1 }, name));
+        EXPECT_EQ(outcome.status, StatusFunctionError) << name;
+        EXPECT_FALSE(outcome.openCvError.empty()) << name << " was refused before OpenCV was asked";
+        const Outcome withCost = invoke(
+            "EarthMoverDistance", moving({ 0, 0 }, { 1 }, { 3, 4 }, { 1 }, name, realRows({ 1, 1 }, { 2 })));
+        EXPECT_EQ(withCost.status, StatusFunctionError) << name;
+        EXPECT_TRUE(withCost.openCvError.empty()) << name;
     }
 }
 

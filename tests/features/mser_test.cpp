@@ -66,6 +66,55 @@ TEST(MserDetect, MatchesOpenCv)
     }
 }
 
+TEST(MserDetect, PassesEveryParameter)
+{
+    // Each differs from the record's default alone, and changes what is found.
+    struct Parameters {
+        int delta = 5, minArea = 60, maxArea = 14400;
+        double maxVariation = 0.25, minDiversity = 0.2;
+        int maxEvolution = 200;
+        double areaThreshold = 1.01, minMargin = 0.003;
+        int edgeBlur = 5;
+    };
+    const auto compare = [](const char* changed, const cv::Mat& picture, const Parameters& p) {
+        SCOPED_TRACE(changed);
+        Found expected;
+        cv::MSER::create(p.delta, p.minArea, p.maxArea, p.maxVariation, p.minDiversity, p.maxEvolution,
+                         p.areaThreshold, p.minMargin, p.edgeBlur)
+            ->detectRegions(picture, expected.points, expected.boxes);
+        const Values values = regions(picture,
+                                      { { "delta", int64_t { p.delta } },
+                                        { "min_area", int64_t { p.minArea } },
+                                        { "max_area", int64_t { p.maxArea } },
+                                        { "max_variation", p.maxVariation },
+                                        { "min_diversity", p.minDiversity },
+                                        { "max_evolution", int64_t { p.maxEvolution } },
+                                        { "area_threshold", p.areaThreshold },
+                                        { "min_margin", p.minMargin },
+                                        { "edge_blur_size", int64_t { p.edgeBlur } } });
+        const cv::Mat rows = matrixOf(succeed("MserDetect", values).tensor());
+        ASSERT_EQ(static_cast<std::size_t>(rows.rows), expected.boxes.size());
+        for (int i = 0; i < rows.rows; ++i) {
+            const cv::Rect& box = expected.boxes[static_cast<std::size_t>(i)];
+            EXPECT_EQ(rows.at<double>(i, 1), box.x);
+            EXPECT_EQ(rows.at<double>(i, 2), picture.rows - box.y);
+            EXPECT_EQ(rows.at<double>(i, 3), box.x + box.width);
+            EXPECT_EQ(rows.at<double>(i, 4), picture.rows - box.y - box.height);
+        }
+        EXPECT_TRUE(expected.points != found(picture).points) << "as with the defaults";
+    };
+    const cv::Mat gray = scene(90, 120), rgb = colors(60, 80, 3);
+    compare("delta", gray, { .delta = 2 });
+    compare("minArea", gray, { .minArea = 150 });
+    compare("maxArea", gray, { .maxArea = 300 });
+    compare("maxVariation", gray, { .maxVariation = 0.05 });
+    compare("minDiversity", rgb, { .minDiversity = 0.8 });
+    compare("maxEvolution", rgb, { .maxEvolution = 20 });
+    compare("areaThreshold", rgb, { .areaThreshold = 1.3 });
+    compare("minMargin", rgb, { .minMargin = 0.1 });
+    compare("edgeBlur", rgb, { .edgeBlur = 1 });
+}
+
 TEST(MserDetect, CountsRowsFromTheBottomWithoutHalfPixels) // by hand
 {
     // A dark block of columns 2 to 5 and rows 3 to 7 in 20 rows.
@@ -107,8 +156,12 @@ TEST(MserDetect, ChecksPicturesWordsAndRanges)
     expectRefused("MserDetect", with("MserDetect", good, "image", imageOf(noise(40, 50, CV_8UC2))));
     expectRefused("MserDetect", with("MserDetect", good, "image", imageOf(noise(40, 50, CV_8UC(5)))));
     expectRefused("MserDetect", with("MserDetect", good, "image", imageOf(noise(40, 50, CV_16U))));
-    expectRefused("MserDetect", with("MserDetect", good, "image", imageOf(noise(1, 50, CV_8U))));
-    expectRefused("MserDetect", with("MserDetect", good, "image", imageOf(noise(40, 1, CV_8U))));
+    for (const cv::Size size : { cv::Size(50, 1), cv::Size(1, 40) }) {
+        const ImagePointer thin = imageOf(noise(size.height, size.width, CV_8U));
+        const Outcome outcome = invoke("MserDetect", with("MserDetect", good, "image", thin));
+        EXPECT_EQ(outcome.status, StatusFunctionError) << size;
+        EXPECT_TRUE(outcome.openCvError.empty()) << "refused before OpenCV is called";
+    }
     expectRefused("MserDetect", with("MserDetect", good, "image", sequenceOf({ picture, picture })));
     expectRefused("MserDetect", with("MserDetect", good, "image", imageOf(noise(2, 2, CV_8U)))); // by OpenCV
     succeed("MserDetect", with("MserDetect", good, "image", imageOf(noise(3, 3, CV_8U))));

@@ -188,6 +188,31 @@ TEST(LocalAdaptiveBinarize, AsksTheHostOncePerPixelRowByRow)
     EXPECT_TRUE(sameBits(matrixOf(outcome.image()), (cv::Mat_<uchar>(2, 3) << 0, 0, 1, 1, 1, 1)));
 }
 
+TEST(LocalAdaptiveBinarize, MeanSeesPeriodicPaddingAndDeviationDoesNot) // by hand
+{
+    // Where the row repeats, the first pixel lies between 9 and 0: mean 3. The mean of squares reflects: 0 on
+    // both sides, and 0 - 9 has no root. Had it been periodic too, 27 - 9 would have one.
+    const ImagePointer row = imageOf((cv::Mat_<double>(1, 3) << 0, 0, 9));
+    const auto first = [&](double c0, double c1, double c2) {
+        const Outcome outcome =
+            succeed("LocalAdaptiveBinarize", binarize(row, 1, realList({ c0, c1, c2 }), "Periodic"));
+        return static_cast<int>(matrixOf(outcome.image()).at<uchar>(0, 0));
+    };
+    EXPECT_EQ(first(1, 0, -3.01), 1);
+    EXPECT_EQ(first(1, 0, -2.99), 0);
+    EXPECT_EQ(first(0, 1, -1e300), 0);
+}
+
+TEST(LocalAdaptiveBinarize, CutsTheRadiusToItsLow32Bits)
+{
+    const ImagePointer picture = imageOf(noise(9, 11, CV_8U));
+    const auto bits = [&](int64_t radius) {
+        const Values values = binarize(picture, radius, realList({ 1, 1, 0 }), "Fixed");
+        return matrixOf(succeed("LocalAdaptiveBinarize", values).image());
+    };
+    EXPECT_TRUE(sameBits(bits((int64_t { 1 } << 32) + 2), bits(2)));
+}
+
 TEST(LocalAdaptiveBinarize, RefusesWithoutAComparison)
 {
     initializeWith(nullptr);

@@ -109,6 +109,24 @@ TEST(ImageCorrelate, PadsToTheSizeOfThePicture) // padded by hand, then the defi
     EXPECT_EQ(matrixOf(whole.image()).size(), cv::Size(10, 8));
 }
 
+TEST(ImageCorrelate, GivesCosinesAndCorrelationsAsDistances) // by hand
+{
+    // Below the kernel (1, 2) come (2, 4), (4, 2) and (2, 1): their cosines are 1, 0.8 and 0.8; the first
+    // pair rises as the kernel does, the others fall.
+    const cv::Mat picture = (cv::Mat_<float>(1, 4) << 2, 4, 2, 1), kernel = (cv::Mat_<float>(1, 2) << 1, 2);
+    const auto result = [&](const char* distance) {
+        return matrixOf(
+            succeed("ImageCorrelate", correlate(imageOf(picture), imageOf(kernel), distance, "None"))
+                .image());
+    };
+    EXPECT_LE(largestDifference(result("CosineDistance"), (cv::Mat_<float>(1, 3) << 0, 0.2F, 0.2F)), 1e-6);
+    EXPECT_LE(largestDifference(result("CorrelationDistance"), (cv::Mat_<float>(1, 3) << 0, 2, 2)), 1e-6);
+    // Reals are summed as they are.
+    EXPECT_LE(largestDifference(result("Dot"), (cv::Mat_<float>(1, 3) << 10, 8, 4)), 1e-6);
+    EXPECT_LE(largestDifference(result("SquaredEuclideanDistance"), (cv::Mat_<float>(1, 3) << 5, 9, 2)),
+              1e-6);
+}
+
 TEST(ImageCorrelate, FindsAPieceOfAPhoto)
 {
     const cv::Mat picture = photo("home.jpg", true);

@@ -85,6 +85,21 @@ TEST(Dilation, LargeRadiiReachTheWholePicture)
     EXPECT_EQ(succeed("Dilation", dilate(imageOf(noise(1, 1, CV_8U)), 1)).image().shape.rows, 1);
 }
 
+TEST(Dilation, OfLargeRadiiTakesNoMoreThanThePicture)
+{
+    // OpenCV alone takes 3.6 GB for this element, and never ends with the next.
+    for (const int64_t radius : { int64_t { 30000 }, int64_t { 1000000 }, int64_t { INT32_MAX } })
+        EXPECT_ACCEPTED_IN_CHILD("Dilation", dilate(imageOf(noise(60, 80, CV_8UC3)), radius));
+}
+
+TEST(Dilation, CutsTheRadiusToItsLow32Bits)
+{
+    const cv::Mat picture = noise(9, 11, CV_8U);
+    const int64_t radius = (int64_t { 1 } << 32) + 2;
+    EXPECT_TRUE(sameBits(matrixOf(succeed("Dilation", dilate(imageOf(picture), radius)).image()),
+                         maximaOf(picture, 2)));
+}
+
 TEST(Dilation, RefusesWhatItCannotDilate)
 {
     const ImagePointer good = imageOf(noise(8, 8, CV_8U));

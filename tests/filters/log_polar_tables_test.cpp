@@ -112,6 +112,34 @@ TEST(LogPolarTables, InverseEntriesAreThePlainFormulaWithinAUnit)
     RecordProperty("entries_that_differ", std::to_string(different) + " of " + std::to_string(entries));
 }
 
+TEST(LogPolarTables, ForwardEntriesOfASmallPicture) // by hand: angles of 45, 135, 225 and 315 degrees
+{
+    const auto [mapX, mapY] = tablesOf<ForwardLogPolarTables>({ cv::Size(4, 2), cv::Point2d(2, 1), 1 }, 2);
+    // exp(1.5) - 1 = 3.48169 in the top row and exp(0.5) - 1 = 0.64872 in the bottom one, times 0.70711; from
+    // the matrix position (1.5, 0.5) of the centre. The first column leads down and to the left.
+    const cv::Mat x = (cv::Mat_<float>(2, 4) << -0.96193F, 3.96193F, 3.96193F, -0.96193F, //
+                       1.04128F, 1.95872F, 1.95872F, 1.04128F);
+    const cv::Mat y = (cv::Mat_<float>(2, 4) << 2.96193F, 2.96193F, -1.96193F, -1.96193F, //
+                       0.95872F, 0.95872F, 0.04128F, 0.04128F);
+    EXPECT_LT(largestDifference(mapX, x), 1e-5);
+    EXPECT_LT(largestDifference(mapY, y), 1e-5);
+}
+
+TEST(LogPolarTables, LeadBackToTheSameColumnAtEvenWidths) // by hand: half a turn between the two tables
+{
+    // The pixels diagonally beside the centre lie at 45 degrees: in the forward tables' columns 0 (down and
+    // left), 1 (down, right), 2 (up, right) and 3 (up, left), at log(1 + sqrt 2) from the bottom.
+    const auto [mapX, mapY] =
+        tablesOf<InverseLogPolarTables>({ cv::Size(4, 4), cv::Point2d(1.5, 2.5), 1 }, 4);
+    const std::pair<cv::Point, float> pixels[] = {
+        { { 0, 2 }, 0 }, { { 2, 2 }, 1 }, { { 2, 0 }, 2 }, { { 0, 0 }, 3 }
+    };
+    for (const auto& [pixel, column] : pixels) {
+        EXPECT_NEAR(mapX.at<float>(pixel), column, 1e-6) << pixel;
+        EXPECT_NEAR(mapY.at<float>(pixel), 3.5 - std::log(1 + std::sqrt(2.0)), 1e-6) << pixel;
+    }
+}
+
 TEST(LogPolarTables, LeftOfTheCentreTheAngleIsHalfATurnUp) // by hand: y is +0 there, never -0
 {
     const Case c { cv::Size(9, 9), cv::Point2d(4.5, 4.5), 3 };

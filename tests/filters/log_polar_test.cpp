@@ -188,6 +188,16 @@ TEST(LogPolarRemap, ThereAndBackReturnsTheDisc)
     EXPECT_EQ(returned.at<cv::Vec3b>(0, 0), cv::Vec3b(10, 20, 30)); // outside the disc
 }
 
+TEST(LogPolarRemap, FillsFourChannelsWithThreeComponentsAndZero) // by hand: far outside of the picture
+{
+    const cv::Mat picture(4, 5, CV_8UC4, cv::Scalar::all(99));
+    const Outcome outcome = succeed(
+        "LogPolarRemap",
+        byTables(imageOf(picture), realList({ 1000, 1000 }), 100, "Nearest", "Constant", color(), false));
+    EXPECT_TRUE(
+        sameBits(matrixOf(outcome.image()), cv::Mat(picture.size(), CV_8UC4, cv::Scalar(10, 20, 30, 0))));
+}
+
 TEST(LogPolarRemap, PassesNoneOnToOpenCv)
 {
     const ImagePointer picture = imageOf(noise(20, 20, CV_8U));
@@ -227,6 +237,22 @@ TEST(LogPolar, BothRefuseTheSame)
         refused(good, emptyList(), magnitude, "Linear");
     for (const char* name : { "linear", "Line", "Linear ", "Lanczos", "" })
         refused(good, emptyList(), 5, name);
+}
+
+TEST(LogPolar, BothTakeAnyTensorWithoutElementsAsNoCentre)
+{
+    const ImagePointer picture = imageOf(noise(8, 9, CV_8U));
+    for (const auto& shape : { std::vector<int64_t> { 0 }, { 0, 2 }, { 2, 0 } }) {
+        const TensorPointer none = makeRealTensor(shape), middle = realList({ 4.5, 4 });
+        EXPECT_TRUE(sameBits(
+            matrixOf(succeed("LogPolarCV", byOpenCv(picture, none, 5, "Linear", true, false)).image()),
+            matrixOf(succeed("LogPolarCV", byOpenCv(picture, middle, 5, "Linear", true, false)).image())));
+        EXPECT_TRUE(sameBits(
+            matrixOf(succeed("LogPolarRemap", byTables(picture, none, 5, "Linear", "Fixed", color(), true))
+                         .image()),
+            matrixOf(succeed("LogPolarRemap", byTables(picture, middle, 5, "Linear", "Fixed", color(), true))
+                         .image())));
+    }
 }
 
 TEST(LogPolar, BothCopeWithStrangeCentresAndSmallPictures)

@@ -159,11 +159,21 @@ TEST(ImagePad, RefusesEndlessAndHugeMargins)
         EXPECT_REFUSED_IN_CHILD("ImagePad", pad(tiny, { 20000000, 20000000, 20000000, 20000000 }, padding));
         EXPECT_REFUSED_IN_CHILD("ImagePad", pad(pixel, { most, 0, 0, 0 }, padding));
     }
+    for (const char* padding : { "Reflected", "Reversed" })
+        EXPECT_ACCEPTED_IN_CHILD("ImagePad", pad(tiny, { 0, 0, 20000000, 0 }, padding));
     // What fits is made, and at once.
     const cv::Mat wide = padded((cv::Mat_<uchar>(1, 2) << 3, 5), { 0, 0, 20000000, 1 }, "Reflected");
     EXPECT_EQ(wide.cols, 20000003);
     EXPECT_EQ(wide.at<uchar>(0, 0), 3);
     EXPECT_EQ(wide.at<uchar>(0, 1), 5);
+}
+
+TEST(ImagePad, CutsMarginsToTheirLow32Bits)
+{
+    constexpr int64_t beyond = int64_t { 1 } << 32;
+    const cv::Mat picture = noise(3, 4, CV_8U);
+    EXPECT_TRUE(sameBits(padded(picture, { beyond + 1, beyond, 2 * beyond + 3, beyond + 2 }, "Fixed"),
+                         padded(picture, { 1, 0, 3, 2 }, "Fixed")));
 }
 
 TEST(ImagePad, SurvivesFaults)

@@ -56,6 +56,36 @@ TEST(MedianFilter, FiltersOtherTypesAsBytesAndReturnsTheirOwn)
     EXPECT_EQ(bits.image().colorSpace, ColorSpaceUnspecified);
 }
 
+TEST(MedianFilter, ReturnsBytesOnTheScaleOfTheirTypes) // by hand: 13107 and 0.2 are the byte 51
+{
+    const auto filtered = [](const cv::Mat& picture) {
+        return matrixOf(succeed("MedianFilter", median(imageOf(picture), 1)).image());
+    };
+    // Bytes become words times 255, not times 257.
+    EXPECT_TRUE(sameBits(filtered(cv::Mat(4, 5, CV_16U, cv::Scalar(13107))),
+                         cv::Mat(4, 5, CV_16U, cv::Scalar(51 * 255))));
+    EXPECT_TRUE(sameBits(filtered(cv::Mat(4, 5, CV_64F, cv::Scalar(0.2))),
+                         cv::Mat(4, 5, CV_64F, cv::Scalar(51 * (1 / 255.0)))));
+    // Five bits of nine are set, the middle one is not.
+    const cv::Mat bits = (cv::Mat_<uchar>(3, 3) << 1, 1, 1, 1, 0, 1, 0, 0, 0);
+    EXPECT_EQ(matrixOf(succeed("MedianFilter", median(bitImageOf(bits), 1)).image()).at<uchar>(1, 1), 1);
+}
+
+TEST(MedianFilter, CutsTheRadiusToItsLow32Bits)
+{
+    const cv::Mat picture = noise(12, 15, CV_8U);
+    const int64_t beyond = int64_t { 1 } << 32;
+    EXPECT_TRUE(sameBits(matrixOf(succeed("MedianFilter", median(imageOf(picture), beyond + 2)).image()),
+                         matrixOf(succeed("MedianFilter", median(imageOf(picture), 2)).image())));
+    expectRefused("MedianFilter", median(imageOf(picture), beyond));
+}
+
+TEST(MedianFilter, RefusesHugeRadii)
+{
+    for (const int64_t radius : { int64_t { 1000000 }, int64_t { 1073741823 }, int64_t { INT32_MAX } })
+        EXPECT_REFUSED_IN_CHILD("MedianFilter", median(imageOf(noise(20, 20, CV_8U)), radius));
+}
+
 TEST(MedianFilter, RefusesWhatItCannotFilter)
 {
     const ImagePointer gray = imageOf(noise(8, 8, CV_8U));
@@ -112,8 +142,11 @@ TEST(PyrDown, KnowsItsPaddings)
         const Outcome outcome = succeed("PyrDown", pyrDown(imageOf(picture), name, 15, 10));
         EXPECT_TRUE(sameBits(matrixOf(outcome.image()), expected)) << name;
     }
-    for (const char* name : { "Constant", "reflected", "Reflecte", "Reflected ", "" })
-        expectRefused("PyrDown", pyrDown(imageOf(picture), name, 15, 10));
+    for (const char* name : { "Constant", "reflected", "Reflecte", "Reflected ", "" }) {
+        const Outcome outcome = invoke("PyrDown", pyrDown(imageOf(picture), name, 15, 10));
+        EXPECT_EQ(outcome.status, StatusFunctionError) << name;
+        EXPECT_TRUE(outcome.openCvError.empty()) << "refused before OpenCV is called";
+    }
 }
 
 TEST(PyrDown, PassesNoneOnToOpenCvWhichRefusesIt)
@@ -181,6 +214,13 @@ TEST(PyrUp,
     }
 }
 
+TEST(PyrUp, CutsSizesToTheirLow32Bits)
+{
+    constexpr int64_t beyond = int64_t { 1 } << 32;
+    const Outcome outcome = succeed("PyrUp", { imageOf(noise(5, 6, CV_8U)), beyond + 13, 3 * beyond + 10 });
+    EXPECT_EQ(outcome.image().shape, (ImageShape { .rows = 10, .columns = 13 }));
+}
+
 TEST(PyrUp, KeepsTypeAndColourSpaceAndSurvivesFaults)
 {
     const Outcome outcome =
@@ -208,6 +248,17 @@ TEST(PyrMeanShiftFilter, PassesTheColourRadiusInBytes)
         EXPECT_EQ(outcome.image().colorSpace, ColorSpaceUnspecified);
         EXPECT_EQ(outcome.image().pixelType, PixelTypeByte);
     }
+}
+
+TEST(PyrMeanShiftFilter, CutsCountsToTheirLow32Bits)
+{
+    const cv::Mat picture = noise(24, 32, CV_8UC3);
+    constexpr int64_t beyond = int64_t { 1 } << 32;
+    const auto filtered = [&](int64_t level, int64_t iterations) {
+        return matrixOf(
+            succeed("PyrMeanShiftFilter", { imageOf(picture), 4.0, 0.1, level, iterations }).image());
+    };
+    EXPECT_TRUE(sameBits(filtered(beyond + 1, beyond + 2), filtered(1, 2)));
 }
 
 TEST(PyrMeanShiftFilter, RefusesOtherImagesAndNegativeParameters)

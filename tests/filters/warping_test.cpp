@@ -116,6 +116,17 @@ TEST(ImagePerspectiveTransformation, MovesUpwardForPositiveY) // by hand, with t
     EXPECT_EQ(matrixOf(outcome.image()).at<uchar>(6 - 2 - 1, 2 + 4), 200);
 }
 
+TEST(ImagePerspectiveTransformation,
+     FillsFourChannelsWithThreeComponentsAndZero) // by hand: moved out of sight
+{
+    const cv::Mat picture(4, 5, CV_8UC4, cv::Scalar::all(99));
+    const Outcome outcome =
+        succeed("ImagePerspectiveTransformation",
+                warp(imageOf(picture), tensor({ 1, 0, 100, 0, 1, 0, 0, 0, 1 }), "Nearest"));
+    EXPECT_TRUE(
+        sameBits(matrixOf(outcome.image()), cv::Mat(picture.size(), CV_8UC4, cv::Scalar(10, 20, 30, 0))));
+}
+
 TEST(ImagePerspectiveTransformation, RewritesTheHomographyAlsoWhenTheWarpFails)
 {
     const ImagePointer tooWide = imageOf(cv::Mat(2, 40000, CV_8U, cv::Scalar(1))); // OpenCV's own bound
@@ -208,6 +219,26 @@ TEST(RemapTensor, MatchesOpenCvWithNarrowedTables)
         }
         ++interpolation;
     }
+}
+
+TEST(RemapTensor, CountsColumnsAndRowsFromTheTop) // by hand
+{
+    const cv::Mat picture = (cv::Mat_<uchar>(2, 3) << 10, 20, 30, 40, 50, 60);
+    const cv::Mat x = (cv::Mat_<double>(2, 3) << 2, 1, 0, 0, 0.5, 9),
+                  y = (cv::Mat_<double>(2, 3) << //
+                           0,
+                       0, 1, 0, 1, 0);
+    const Outcome outcome = succeed("RemapTensor", look(imageOf(picture), tensorOf(x), tensorOf(y)));
+    EXPECT_TRUE(sameBits(matrixOf(outcome.image()), (cv::Mat_<uchar>(2, 3) << 30, 20, 40, 10, 45, 10)));
+}
+
+TEST(RemapTensor, FillsFourChannelsWithThreeComponentsAndZero) // by hand: all positions outside
+{
+    const cv::Mat picture(4, 5, CV_8UC4, cv::Scalar::all(99)), outside(4, 5, CV_64F, cv::Scalar(-100));
+    const Outcome outcome =
+        succeed("RemapTensor", look(imageOf(picture), tensorOf(outside), tensorOf(outside)));
+    EXPECT_TRUE(
+        sameBits(matrixOf(outcome.image()), cv::Mat(picture.size(), CV_8UC4, cv::Scalar(10, 20, 30, 0))));
 }
 
 TEST(RemapTensor, PassesNoneOnToOpenCv)

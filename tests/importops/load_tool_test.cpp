@@ -195,10 +195,12 @@ TEST_F(LoadTool, ExplainsWhatItRefuses)
 
 TEST_F(LoadTool, EndsOnAnInterruptWithoutLeavings)
 {
+    // Minutes of work for one core, so that a second is too little for any machine.
+    writeJpeg(folder.file("large.jpg"), scene(1000, 1000, 4), {});
     std::string list;
-    for (int i = 0; i < 200000; ++i) list += "a.jpg\n";
+    for (int i = 0; i < 20000; ++i) list += "large.jpg\n";
     writeFile(folder.file("list.txt"), list);
-    const Ran ran = load(folder, "list.txt -o out.npy --size 8x8", "timeout --preserve-status -s INT 1");
+    const Ran ran = load(folder, "list.txt -o out.npy --size 256x256", "timeout --preserve-status -s INT 1");
     EXPECT_EQ(ran.status, 130);
     EXPECT_FALSE(std::filesystem::exists(folder.file("out.npy")));
     for (const auto& entry : std::filesystem::directory_iterator(folder.path()))

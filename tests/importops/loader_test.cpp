@@ -319,6 +319,19 @@ TEST(LoadImages, KeepsTheOrderOfChannelsLastButForRgb) // by hand
     EXPECT_NEAR(floatsOf(values)[24 * 32], 0, 0.01);
 }
 
+TEST(LoadImages, TakesAnyNumberBut0ForChannelsLast)
+{
+    const TemporaryFolder folder;
+    const Request request = onePicture(folder, { 51, 102, 204 });
+    for (const int64_t flag : { int64_t { -7 }, int64_t { 2 }, int64_t { 1 } << 32 }) {
+        Values values = request.values();
+        values[9] = flag;
+        succeed(operation, values);
+        EXPECT_FLOAT_EQ(floatsOf(values)[0], 204.0F / 255) << flag;
+        EXPECT_FLOAT_EQ(floatsOf(values)[1], 102.0F / 255) << flag;
+    }
+}
+
 TEST(LoadImages, TurnsColorPlanesGrayInTheFirstPlaneOnly)
 {
     const TemporaryFolder folder;

@@ -86,19 +86,6 @@ cv::Mat samplesOf(const cv::Mat& picture, const JpegOptions& options)
 
 } // namespace
 
-TemporaryFolder::TemporaryFolder()
-{
-    std::string pattern = (std::filesystem::temp_directory_path() / "miravex-test-XXXXXX").string();
-    if (!mkdtemp(pattern.data())) throw std::runtime_error("no temporary folder");
-    path_ = pattern;
-}
-
-TemporaryFolder::~TemporaryFolder()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
 void writeJpeg(const std::string& path, const cv::Mat& picture, const JpegOptions& options)
 {
     std::FILE* file = std::fopen(path.c_str(), "wb");

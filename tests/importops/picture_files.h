@@ -1,29 +1,15 @@
 #pragma once
 
+#include "tests/temporary_folder.h"
+
 #include <opencv2/core.hpp>
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
 
 /// Picture files made on the spot, in every flavour that a JPEG comes in.
 namespace miravex::test {
-
-/// A folder for the files of one test, removed with them.
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    [[nodiscard]] std::string file(const std::string& name) const { return (path_ / name).string(); }
-    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-};
 
 struct JpegOptions {
     int horizontal = 2; ///< luma samples per chroma sample

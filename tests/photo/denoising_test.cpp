@@ -98,6 +98,8 @@ TEST(FastNlMeansDenoising, RefusesEvenWindows)
     expectRefused("FastNlMeansDenoising", gray(image, 10, 6, 21));
     expectRefused("FastNlMeansDenoising", gray(image, 10, 7, 20));
     expectRefused("FastNlMeansDenoising", gray(image, 10, 0, 0));
+    cv::Mat result; // OpenCV itself takes them
+    EXPECT_NO_THROW(cv::fastNlMeansDenoising(noise(12, 12, CV_8U), result, 10.0F, 6, 20));
 }
 
 TEST(FastNlMeansDenoising, CutsWindowsTo32Bits)
@@ -249,6 +251,38 @@ TEST(FastNlMeansDenoisingMulti, LeavesTheFrameBehindTheLastToOpenCv)
     EXPECT_TRUE(invoke("FastNlMeansDenoisingMulti", multi(five, 6, 3, 10, 3, 5)).openCvError.empty());
 }
 
+TEST(FastNlMeansDenoisingColoredMulti, ChecksTheTemporalRangeLikeTheOther)
+{
+    const ImagePointer five = sequenceOf(frames(5, CV_8UC3));
+    const auto at = [&](int64_t frame, int64_t temporal) {
+        return coloredMulti(five, frame, temporal, 10, 10, 3, 5);
+    };
+    for (const auto& values : { at(1, 3), at(0, 1), at(INT64_MIN, 1), at(6, 3), at(2, 5) }) {
+        const Outcome outcome = invoke("FastNlMeansDenoisingColoredMulti", values);
+        EXPECT_EQ(outcome.status, StatusFunctionError);
+        EXPECT_TRUE(outcome.openCvError.empty()) << "refused before OpenCV is called";
+    }
+    for (const auto& values : { at(1, 1), at(5, 1), at(2, 3), at(3, 5) })
+        succeed("FastNlMeansDenoisingColoredMulti", values);
+    const Outcome behind = invoke("FastNlMeansDenoisingColoredMulti", at(5, 3));
+    EXPECT_EQ(behind.status, StatusFunctionError);
+    EXPECT_THAT(behind.openCvError, ::testing::HasSubstr("temporalWindowSize"));
+}
+
+TEST(FastNlMeansDenoisingColoredMulti, ChecksItsWindows)
+{
+    const ImagePointer flat = sequenceOf(frames(3, CV_8UC3, 16, 40));
+    const auto at = [&](int64_t temporal, int64_t patch, int64_t search) {
+        return coloredMulti(flat, 2, temporal, 10, 10, patch, search);
+    };
+    for (const auto& values : { at(3, 7, 21), at(3, 17, 5), at(2, 3, 5), at(3, 4, 5), at(3, 3, 6) }) {
+        const Outcome outcome = invoke("FastNlMeansDenoisingColoredMulti", values);
+        EXPECT_EQ(outcome.status, StatusFunctionError);
+        EXPECT_TRUE(outcome.openCvError.empty()) << "refused before OpenCV is called";
+    }
+    succeed("FastNlMeansDenoisingColoredMulti", at(3, 15, 15));
+}
+
 TEST(FastNlMeansDenoisingMulti, ChecksWindowsAgainstTheFrames)
 {
     const ImagePointer flat = sequenceOf(frames(3, CV_8U, 16, 40));
@@ -278,6 +312,8 @@ TEST(FastNlMeansDenoisingMulti, RefusesOtherImages)
                   coloredMulti(sequenceOf(frames(3, CV_8U)), 2, 3, 10, 10, 3, 5));
     expectRefused("FastNlMeansDenoisingColoredMulti",
                   coloredMulti(sequenceOf(frames(3, CV_16UC3)), 2, 3, 10, 10, 3, 5));
+    expectRefused("FastNlMeansDenoisingColoredMulti",
+                  coloredMulti(sequenceOf(frames(3, CV_32FC3)), 2, 3, 10, 10, 3, 5));
     expectRefused("FastNlMeansDenoisingColoredMulti", coloredMulti(nullptr, 1, 1, 10, 10, 3, 5));
 }
 

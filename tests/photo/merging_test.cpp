@@ -83,6 +83,24 @@ TEST(Merges, TakeTheReciprocalsOfExposureTimes) // by hand: half the exposure va
     }
 }
 
+TEST(Merges, RoundReciprocalsOnce) // the double's, not the float's
+{
+    const std::vector<cv::Mat> frames = bracket(3);
+    const std::vector<double> exposures { 6.7, 2.3, 1.1 };
+    std::vector<float> times, roundedTwice;
+    for (const double exposure : exposures) {
+        times.push_back(static_cast<float>(1.0 / exposure));
+        roundedTwice.push_back(1.0F / static_cast<float>(exposure));
+    }
+    cv::Mat expected, other;
+    cv::createMergeDebevec()->process(frames, expected, times);
+    cv::createMergeDebevec()->process(frames, other, roundedTwice);
+    ASSERT_FALSE(sameBits(other, expected));
+    const Outcome outcome =
+        succeed("MergeDebevec", merge(sequenceOf(frames), makeRealTensor({ 3 }, exposures), noResponse()));
+    EXPECT_TRUE(sameBits(matrixOf(outcome.image()), expected));
+}
+
 TEST(Merges, AcceptTheCurvesOfTheCalibrations)
 {
     const ImagePointer frames = sequenceOf(bracket(3));

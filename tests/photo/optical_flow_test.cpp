@@ -151,7 +151,8 @@ TEST(OpticalFlow, RefusesOtherFrames)
     };
     for (const char* operation : { farneback, dual })
         for (const ImagePointer& frames :
-             { two(CV_8UC3), two(CV_16U), two(CV_32F), two(CV_64F), two(CV_8UC2), two(CV_8U, ColorSpaceRGB),
+             { two(CV_8UC3), two(CV_8UC3, ColorSpaceGray), two(CV_8UC2, ColorSpaceGray), two(CV_16U),
+               two(CV_32F), two(CV_64F), two(CV_8UC2), two(CV_8U, ColorSpaceRGB),
                two(CV_8U, ColorSpaceUnspecified), imageOf(noise(40, 40, CV_8U)), ImagePointer() })
             expectRefused(operation, flowOf(operation, frames, quick(operation)));
 }
@@ -258,10 +259,20 @@ TEST(OpticalFlow, SurvivesWildInitialFlows)
     const ImagePointer frames = sequenceOf(movingScene(2, 1, 1));
     for (const double wild : { std::nan(""), HUGE_VAL, -1e300, 1e30, -1e30, 2e9 }) {
         const TensorPointer initial = makeRealTensor({ 48, 60, 2 }, std::vector<double>(48 * 60 * 2, wild));
-        for (const char* operation : { farneback, dual })
-            invoke(operation,
-                   flowOf(operation, frames,
-                          with(with(quick(operation), "use_initial_flow", true), "initial_flow", initial)));
+        for (const char* operation : { farneback, dual }) {
+            NamedValues given = with(quick(operation), "use_initial_flow", true);
+            given = with(with(given, "initial_flow", initial), "replacement", 2e10);
+            const Outcome outcome = succeed(operation, flowOf(operation, frames, given));
+            // Whatever comes of it, both components are usable or both are replaced.
+            const auto elements = outcome.tensor().reals();
+            const auto each = static_cast<std::size_t>(outcome.tensor().dimensions.back());
+            for (std::size_t i = 0; i < elements.size(); i += each) {
+                const bool replaced = elements[i] == 2e10 && elements[i + 1] == 2e10;
+                ASSERT_TRUE(replaced || (std::abs(elements[i]) < 1e9 && std::abs(elements[i + 1]) < 1e9))
+                    << operation << " from " << wild << ": " << elements[i] << ", " << elements[i + 1];
+                ASSERT_TRUE(each == 2 || elements[i + 2] == (replaced ? 0 : 1)) << elements[i + 2];
+            }
+        }
     }
 }
 
@@ -269,9 +280,9 @@ TEST(OpticalFlow, ReplacesUnusableVectors)
 {
     // Flat frames leave an initial flow as it is, but for what smoothing makes of it at the edges.
     const cv::Mat flat(40, 40, CV_8U, cv::Scalar(90));
-    const auto replacedBy = [&](double start) {
+    const auto replacedBy = [&](double start, std::size_t component = 1) {
         std::vector<double> elements(40 * 40 * 2, 0.25);
-        for (std::size_t i = 0; i < elements.size(); i += 2) elements[i + 1] = start;
+        for (std::size_t i = 0; i < elements.size(); i += 2) elements[i + component] = start;
         return flowOf(dual, sequenceOf({ flat, flat }),
                       { { "use_initial_flow", true },
                         { "initial_flow", makeRealTensor({ 40, 40, 2 }, elements) },
@@ -286,6 +297,19 @@ TEST(OpticalFlow, ReplacesUnusableVectors)
         EXPECT_EQ(vector[0], -7.5) << start;
         EXPECT_EQ(vector[1], -7.5) << start;
         EXPECT_EQ(vector[2], 0) << start;
+    }
+    // Flat frames keep it exactly: the bound is 1e9 itself, in either direction.
+    const double below = static_cast<double>(std::nextafter(1e9F, 0.0F));
+    for (const double sign : { 1.0, -1.0 }) {
+        const auto vector = [&](double start, std::size_t component) {
+            const Outcome outcome = succeed(dual, replacedBy(sign * start, component));
+            const auto found = outcome.tensor().reals().subspan(3 * (20 * 40 + 20), 3);
+            return std::vector<double>(found.begin(), found.end());
+        };
+        for (const std::size_t component : { 0, 1 })
+            EXPECT_THAT(vector(1e9, component), ::testing::ElementsAre(-7.5, -7.5, 0));
+        EXPECT_THAT(vector(below, 0), ::testing::ElementsAre(sign * below, 0.25, 1));
+        EXPECT_THAT(vector(below, 1), ::testing::ElementsAre(0.25, sign * below, 1));
     }
     for (const double start : { 9e8, 3.0, -4.0 }) {
         const Outcome outcome = succeed(dual, replacedBy(start));
@@ -360,6 +384,22 @@ TEST(OpticalFlowFarneback, ChecksItsNumbers)
         succeed(farneback, values);
 }
 
+TEST(OpticalFlow, CutsCountsToTheirLow32Bits)
+{
+    const ImagePointer frames = sequenceOf(movingScene(2, 1, 0));
+    constexpr int64_t beyond = int64_t { 1 } << 32;
+    const auto flow = [&](const std::string& operation, int64_t added) {
+        Values values = flowOf(operation, frames, quick(operation));
+        for (const char* name : { "iterations", "levels", "neighbourhood", "scales", "warpings" }) {
+            const int index = argumentIndex(record(operation), name);
+            if (index >= 0) std::get<int64_t>(values[static_cast<std::size_t>(index)]) += added;
+        }
+        return matricesOf(succeed(operation, values).tensor()).front();
+    };
+    for (const char* operation : { farneback, dual })
+        EXPECT_TRUE(sameBits(flow(operation, beyond), flow(operation, 0))) << operation;
+}
+
 TEST(OpticalFlowFarneback, LeavesAPyramidScaleOf1ToOpenCv)
 {
     const Outcome outcome =
@@ -386,6 +426,8 @@ TEST(OpticalFlowFarneback, RefusesWhatOpenCvDoesNotSurvive)
     const Values level =
         replaced(farneback, at("levels", int64_t { INT32_MAX }), "pyramid_scale", 0.999999999);
     EXPECT_REFUSED_IN_CHILD(farneback, level);
+    for (const int64_t levels : { int64_t { INT32_MAX }, INT64_MAX })
+        EXPECT_ACCEPTED_IN_CHILD(farneback, at("levels", levels));
     succeed(farneback, at("neighbourhood", int64_t { 1000 }));
     succeed(farneback, replaced(farneback, at("window", 65536.0), "iterations", int64_t { 1 }));
 }
@@ -467,6 +509,7 @@ TEST(OpticalFlowDualTVL1, ClipsScalesWithoutAnotherResult)
         return matricesOf(succeed(dual, replaced(dual, good, "scales", scales)).tensor());
     };
     EXPECT_TRUE(sameBits(at(INT32_MAX).front(), at(100).front()));
+    EXPECT_ACCEPTED_IN_CHILD(dual, replaced(dual, good, "scales", int64_t { INT32_MAX }));
 }
 
 TEST(OpticalFlowDualTVL1, RefusesWhatOpenCvDoesNotSurvive)

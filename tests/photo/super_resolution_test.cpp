@@ -1,11 +1,11 @@
 #include "tests/host_check.h"
+#include "tests/temporary_folder.h"
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 #include <opencv2/superres.hpp>
 #include <opencv2/videoio.hpp>
 
-#include <cstdlib>
 #include <fstream>
 
 namespace miravex::test {
@@ -13,24 +13,6 @@ namespace miravex::test {
 // Expected values: OpenCV called directly with the stated arguments.
 
 namespace {
-
-/// A folder of its own that goes away with the test.
-class Folder {
-public:
-    Folder()
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "miravex-film-XXXXXX").string();
-        path_ = mkdtemp(pattern.data());
-    }
-    ~Folder() { std::filesystem::remove_all(path_); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    [[nodiscard]] std::string operator/(const std::string& name) const { return (path_ / name).string(); }
-
-private:
-    std::filesystem::path path_;
-};
 
 /// Writes a film of a scene that moves by a pixel per frame; false where OpenCV can't.
 bool writeFilm(const std::string& path, int frames, cv::Size size = { 20, 16 })
@@ -68,8 +50,8 @@ cv::Mat direct(const std::string& path, const cv::Ptr<cv::superres::DenseOptical
 
 TEST(SuperResolution, MatchesOpenCvOnTheShortestFilm)
 {
-    const Folder folder;
-    const std::string film = folder / "film.avi";
+    const TemporaryFolder folder;
+    const std::string film = folder.file("film.avi");
     WRITE_FILM_OR_SKIP(film, 6);
     const Outcome outcome = succeed("SuperResolution", enlarge(film, "Farneback", 2));
     EXPECT_TRUE(
@@ -82,8 +64,8 @@ TEST(SuperResolution, MatchesOpenCvOnTheShortestFilm)
 
 TEST(SuperResolution, MatchesOpenCvWithDualTvl1)
 {
-    const Folder folder;
-    const std::string film = folder / "film.avi";
+    const TemporaryFolder folder;
+    const std::string film = folder.file("film.avi");
     WRITE_FILM_OR_SKIP(film, 7, { 12, 10 });
     const Outcome outcome = succeed("SuperResolution", enlarge(film, "DualTVL1", 3));
     EXPECT_TRUE(sameBits(matrixOf(outcome.image()), direct(film, cv::superres::createOptFlow_DualTVL1(), 3)));
@@ -91,19 +73,21 @@ TEST(SuperResolution, MatchesOpenCvWithDualTvl1)
 
 TEST(SuperResolution, BoundsItsScale)
 {
-    const Folder folder;
-    const std::string film = folder / "film.avi";
+    const TemporaryFolder folder;
+    const std::string film = folder.file("film.avi");
     WRITE_FILM_OR_SKIP(film, 6);
     for (const int64_t scale : { int64_t { 1 }, int64_t { 0 }, int64_t { -2 }, INT64_MIN, int64_t { 10 },
                                  int64_t { INT32_MAX }, int64_t { 1 } << 32 })
         expectRefused("SuperResolution", enlarge(film, "Farneback", scale));
     EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge(film, "Farneback", 10));
+    const Outcome cut = succeed("SuperResolution", enlarge(film, "Farneback", (int64_t { 1 } << 32) + 2));
+    EXPECT_EQ(cut.image().shape.columns, 2 * 20 - 14);
 }
 
 TEST(SuperResolution, KnowsItsFlows)
 {
-    const Folder folder;
-    const std::string film = folder / "film.avi";
+    const TemporaryFolder folder;
+    const std::string film = folder.file("film.avi");
     WRITE_FILM_OR_SKIP(film, 6);
     for (const char* flow : { "farneback", "Farneback ", "dualTVL1", "DualTvl1", "DualTVL", "" })
         expectRefused("SuperResolution", enlarge(film, flow, 2));
@@ -111,13 +95,13 @@ TEST(SuperResolution, KnowsItsFlows)
 
 TEST(SuperResolution, RefusesFilmsThatAreTooShort)
 {
-    const Folder folder;
+    const TemporaryFolder folder;
     for (const int frames : { 1, 4, 5 }) {
-        const std::string film = folder / ("film" + std::to_string(frames) + ".avi");
+        const std::string film = folder.file("film" + std::to_string(frames) + ".avi");
         WRITE_FILM_OR_SKIP(film, frames);
         EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge(film, "Farneback", 2));
     }
-    const std::string picture = folder / "picture.png";
+    const std::string picture = folder.file("picture.png");
     cv::imwrite(picture, noise(30, 30, CV_8UC3));
     EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge(picture, "Farneback", 2));
 }
@@ -125,18 +109,18 @@ TEST(SuperResolution, RefusesFilmsThatAreTooShort)
 TEST(SuperResolution, RefusesFilesThatAreNoFilms)
 {
     // In processes of their own: OpenCV tries its camera backends on what is no film, and those leak.
-    const Folder folder;
-    EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge(folder / "missing.avi", "Farneback", 2));
+    const TemporaryFolder folder;
+    EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge(folder.file("missing.avi"), "Farneback", 2));
     EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge("", "Farneback", 2));
-    const std::string text = folder / "text.avi";
+    const std::string text = folder.file("text.avi");
     std::ofstream(text) << "not a film";
     EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge(text, "Farneback", 2));
 }
 
 TEST(SuperResolution, RefusesFramesSmallerThanTheirBorder)
 {
-    const Folder folder;
-    const std::string film = folder / "small.avi";
+    const TemporaryFolder folder;
+    const std::string film = folder.file("small.avi");
     WRITE_FILM_OR_SKIP(film, 6, { 8, 6 });
     EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge(film, "Farneback", 2)); // 12 rows less 14
     succeed("SuperResolution", enlarge(film, "Farneback", 3));
@@ -144,8 +128,8 @@ TEST(SuperResolution, RefusesFramesSmallerThanTheirBorder)
 
 TEST(SuperResolution, SurvivesFaults)
 {
-    const Folder folder;
-    const std::string film = folder / "film.avi";
+    const TemporaryFolder folder;
+    const std::string film = folder.file("film.avi");
     WRITE_FILM_OR_SKIP(film, 6, { 16, 12 });
     expectSurvivesFaults("SuperResolution", enlarge(film, "Farneback", 2));
 }

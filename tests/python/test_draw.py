@@ -16,7 +16,6 @@ from hypothesis.extra import numpy as arrays
 from miravex import draw, results
 
 
-
 def scene() -> np.ndarray:
     """A gray picture with two boxes, one within the other, and a disc."""
     picture = np.full((120, 160), 30, np.uint8)

@@ -4,6 +4,8 @@
 #include "fuzz/sample_files.h"
 #include "tests/host_check.h"
 
+#include <cstring>
+
 namespace miravex::test {
 
 /// Up to `count` different calls of an operation that the library accepts, drawn without leaving the record.
@@ -21,6 +23,27 @@ inline std::vector<Values> acceptedCalls(const Operation& operation, std::size_t
             accepted.push_back(std::move(values));
     }
     return accepted;
+}
+
+template <typename Held> std::shared_ptr<Held> cloneOf(const std::shared_ptr<Held>& original)
+{
+    if (!original) return nullptr;
+    auto copy = std::make_shared<Held>(*original);
+    copy->block = Block::zeroed(original->block.size());
+    std::memcpy(copy->block.data(), original->block.data(), original->block.size());
+    return copy;
+}
+
+/// The same values in objects of their own: some operations rewrite the host's.
+inline Values ownCopy(const Values& values)
+{
+    Values copies = values;
+    for (Value& value : copies) {
+        if (auto* image = std::get_if<ImagePointer>(&value)) *image = cloneOf(*image);
+        if (auto* tensor = std::get_if<TensorPointer>(&value)) *tensor = cloneOf(*tensor);
+        if (auto* array = std::get_if<ArrayPointer>(&value)) *array = cloneOf(*array);
+    }
+    return copies;
 }
 
 inline std::string nameOfParameter(const ::testing::TestParamInfo<const Operation*>& info)

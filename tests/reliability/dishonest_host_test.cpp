@@ -1,5 +1,6 @@
 #include "host/services.h"
 #include "tests/reliability/accepted_calls.h"
+#include "tests/reliability/raw_call.h"
 
 #include <algorithm>
 #include <utility>
@@ -10,45 +11,18 @@ namespace miravex::test {
 
 namespace {
 
-constexpr int64_t untouched = 0x5EED5EED5EED;
-
-/// The slots of a call, to be spoiled before it is made.
-struct Call {
+/// A call to be spoiled before it is made.
+struct Call : RawCall {
     explicit Call(const Operation& operation)
-        : function(library().operation(operation.name))
-        , values(acceptedCalls(operation, 1, { .side = 24, .elements = 64 }).at(0))
-        , cells(values.size())
+        : RawCall(operation, acceptedCalls(operation, 1, { .side = 24, .elements = 64 }).at(0))
     {
-        result.integer = untouched;
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            fill(cells[i], values[i], operation.arguments[i].kind);
-            slots.push_back(&cells[i]);
-        }
-    }
-
-    static void fill(ValueCell& cell, const Value& value, Kind kind)
-    {
-        cell.integer = 0;
-        if (const auto* integer = std::get_if<int64_t>(&value)) {
-            if (kind == Kind::Real)
-                cell.real = static_cast<double>(*integer);
-            else
-                cell.integer = *integer;
-        }
-        if (const auto* real = std::get_if<double>(&value)) cell.real = *real;
-        if (const auto* flag = std::get_if<bool>(&value)) cell.boolean = *flag;
-        if (const auto* string = std::get_if<std::string>(&value)) cell.string = string->c_str();
-        if (const auto* image = std::get_if<ImagePointer>(&value)) cell.image = image->get();
-        if (const auto* tensor = std::get_if<TensorPointer>(&value)) cell.tensor = tensor->get();
-        if (const auto* array = std::get_if<ArrayPointer>(&value)) cell.numericArray = array->get();
     }
 
     /// Makes the call with this table. What the library created is given up again by the ledger.
     HostErrorCode with(LibraryData table)
     {
         Ledger ledger;
-        const HostErrorCode status =
-            function(table, static_cast<int64_t>(slots.size()), slots.data(), &result);
+        const HostErrorCode status = make(table);
         lastViolations = ledger.close().violations;
         return status;
     }
@@ -61,11 +35,6 @@ struct Call {
             EXPECT_EQ(violation.find("leaked"), std::string::npos) << what << ": " << violation;
     }
 
-    MiravexOperation function;
-    Values values;
-    std::vector<ValueCell> cells;
-    std::vector<ArgumentSlot> slots;
-    ValueCell result;
     std::vector<std::string> lastViolations;
 };
 

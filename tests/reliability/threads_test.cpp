@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <barrier>
-#include <cstring>
 #include <thread>
 
 /// Calls on several threads at once: each works on inputs of its own and answers as if it were alone.
@@ -20,27 +19,6 @@ struct Case {
     Values values;
     std::string alone; ///< what the call answers when nothing else runs
 };
-
-template <typename Held> std::shared_ptr<Held> cloneOf(const std::shared_ptr<Held>& original)
-{
-    if (!original) return nullptr;
-    auto copy = std::make_shared<Held>(*original);
-    copy->block = Block::zeroed(original->block.size());
-    std::memcpy(copy->block.data(), original->block.data(), original->block.size());
-    return copy;
-}
-
-/// The same values in objects of their own.
-Values ownCopy(const Values& values)
-{
-    Values copies = values;
-    for (Value& value : copies) {
-        if (auto* image = std::get_if<ImagePointer>(&value)) *image = cloneOf(*image);
-        if (auto* tensor = std::get_if<TensorPointer>(&value)) *tensor = cloneOf(*tensor);
-        if (auto* array = std::get_if<ArrayPointer>(&value)) *array = cloneOf(*array);
-    }
-    return copies;
-}
 
 template <typename Held> std::string bytesOf(const Held& held)
 {
