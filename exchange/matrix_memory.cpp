@@ -3,6 +3,8 @@
 #include "exchange/large_pages.h"
 #include "exchange/opencv_compat.h"
 
+#include <cstring>
+
 namespace miravex {
 
 namespace {
@@ -10,12 +12,18 @@ namespace {
 /// OpenCV's own allocator, and advice on what it gives. It stays the owner: matrices are freed without us.
 class LargePageAllocator final : public cv::MatAllocator {
 public:
+    explicit LargePageAllocator(bool clears)
+        : clears_(clears)
+    {
+    }
     cv::UMatData* allocate(int dimensions, const int* sizes, int type, void* data, std::size_t* steps,
                            compat::AccessFlags access, cv::UMatUsageFlags usage) const override
     {
         cv::UMatData* memory =
             cv::Mat::getStdAllocator()->allocate(dimensions, sizes, type, data, steps, access, usage);
-        if (!data) adviseLargePages(memory->data, memory->size);
+        if (data) return memory;
+        adviseLargePages(memory->data, memory->size);
+        if (clears_) std::memset(memory->data, 0, memory->size);
         return memory;
     }
     bool allocate(cv::UMatData* memory, compat::AccessFlags access, cv::UMatUsageFlags usage) const override
@@ -23,13 +31,16 @@ public:
         return cv::Mat::getStdAllocator()->allocate(memory, access, usage);
     }
     void deallocate(cv::UMatData* memory) const override { cv::Mat::getStdAllocator()->deallocate(memory); }
+
+private:
+    bool clears_;
 };
 
 } // namespace
 
 void useLargePages(cv::Mat& matrix)
 {
-    static LargePageAllocator allocator;
+    static LargePageAllocator allocator(false);
     matrix.allocator = &allocator;
 }
 
@@ -37,6 +48,14 @@ cv::Mat resultMatrix()
 {
     cv::Mat matrix;
     useLargePages(matrix);
+    return matrix;
+}
+
+cv::Mat clearedResultMatrix()
+{
+    static LargePageAllocator allocator(true);
+    cv::Mat matrix;
+    matrix.allocator = &allocator;
     return matrix;
 }
 

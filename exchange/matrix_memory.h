@@ -11,4 +11,7 @@ void useLargePages(cv::Mat& matrix);
 /// An empty matrix for OpenCV to write a result into, in large pages.
 cv::Mat resultMatrix();
 
+/// The same whose samples start as 0, for what OpenCV leaves unwritten in some places.
+cv::Mat clearedResultMatrix();
+
 } // namespace miravex

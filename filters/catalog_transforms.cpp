@@ -60,7 +60,10 @@ constexpr Argument logPolarCvArguments[] = {
                        return static_cast<double>(call.columns("image")) / std::log(reach(call) + 1);
                    }),
     interpolationArgument,
-    boolean("fill_outliers", "make what comes from outside the picture 0").byDefault(true),
+    boolean("fill_outliers",
+            "make what comes from outside the picture 0; otherwise it stays as it was in its place (0 in the "
+            "inverse)")
+        .byDefault(true),
     inverseArgument,
 };
 constexpr Constraint logPolarCvConstraints[] = {

@@ -64,10 +64,11 @@ HostErrorCode logPolarCV(LibraryData data, KImage image, KTensor centre, double 
         return StatusFunctionError;
 
     const ImageServices& images = *data->imageServices;
-    cv::Mat matrix, polar = resultMatrix();
+    // Pixels from outside the picture that are not filled stay what the picture has in their places. Not so
+    // in the inverse, where OpenCV leaves them as it found its memory.
+    cv::Mat matrix, polar = inverse ? clearedResultMatrix() : resultMatrix();
     if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
-    // Pixels from outside the picture that are not filled stay what the picture has in their places.
-    if (!fillOutliers) matrix.copyTo(polar);
+    if (!inverse && !fillOutliers) matrix.copyTo(polar);
     cv::logPolar(matrix, polar, cv::Point2f(checked->centre), static_cast<float>(magnitude), flags);
     return matToImage(images, polar, result, anyType, ColorSpaceUnspecified) ? StatusOk : StatusFunctionError;
 }

@@ -61,6 +61,16 @@ TEST(MatrixMemory, StaysLargeWhenAnOperationMakesTheMatrixAnew)
     EXPECT_TRUE(advised(matrix));
 }
 
+TEST(MatrixMemory, StartsAsZeroWhereThatIsAskedFor)
+{
+    for (int i = 0; i < 3; ++i) {
+        cv::Mat(400, 500, CV_8U, cv::Scalar(200)).release(); // leaves its samples in the memory
+        cv::Mat cleared = clearedResultMatrix();
+        cleared.create(400, 500, CV_8U);
+        EXPECT_EQ(cv::countNonZero(cleared), 0);
+    }
+}
+
 TEST(MatrixMemory, IsOpenCvsOwnToFree)
 {
     cv::Mat matrix = resultMatrix();
