@@ -93,8 +93,8 @@ HostErrorCode localAdaptiveBinarize(LibraryData data, KImage image, int64_t radi
 /// Image: 2D, at most 4 channels; the result has its size and ColorSpaceUnspecified (bit images become
 /// bytes). Centre: {x, y} in OpenCV's coordinates, y downward, or the empty list for the middle. Magnitude:
 /// above 0, and like the centre within single precision. Interpolation: any known name. `fillOutliers` makes
-/// what comes from outside the picture 0. Source: E. Schwartz, "Spatial mapping in the primate sensory
-/// projection", 1977.
+/// what comes from outside the picture 0; without it the picture's own pixel stays in its place (0 in the
+/// inverse). Source: E. Schwartz, "Spatial mapping in the primate sensory projection", 1977.
 HostErrorCode logPolarCV(LibraryData data, KImage image, KTensor centre, double magnitude,
                          const char* interpolation, HostBoolean fillOutliers, HostBoolean inverse,
                          KImage* result);
