@@ -14,12 +14,11 @@ namespace miravex {
 inline void adviseLargePages(void* memory, std::size_t bytes) noexcept
 {
     constexpr std::size_t least = std::size_t { 4 } << 20U;
-    constexpr std::uintptr_t page = 4096;
+    constexpr std::size_t page = 4096;
     if (bytes < least) return;
-    const auto start = reinterpret_cast<std::uintptr_t>(memory);
-    const std::uintptr_t first = (start + page - 1) / page * page;
-    const std::uintptr_t end = (start + bytes) / page * page;
-    madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+    // Advice is given for whole pages of the usual size.
+    const std::size_t before = (page - reinterpret_cast<std::uintptr_t>(memory) % page) % page;
+    madvise(static_cast<std::byte*>(memory) + before, (bytes - before) / page * page, MADV_HUGEPAGE);
 }
 
 } // namespace miravex

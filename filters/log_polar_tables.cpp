@@ -45,7 +45,8 @@ ForwardLogPolarTables::ForwardLogPolarTables(cv::Size size, cv::Point2d centre, 
 void ForwardLogPolarTables::operator()(int first, cv::Mat& mapX, cv::Mat& mapY) const
 {
     for (int i = 0; i < mapX.rows; ++i) {
-        const double radius = radii_[static_cast<std::size_t>(first + i)];
+        const int row = first + i;
+        const double radius = radii_[static_cast<std::size_t>(row)];
         writeLine(mapX.ptr<float>(i), cosines_.data(), radius, origin_.x, mapX.cols);
         writeLine(mapY.ptr<float>(i), sines_.data(), radius, origin_.y, mapX.cols);
     }
