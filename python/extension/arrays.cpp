@@ -2,6 +2,7 @@
 
 #include "host/arguments.h"
 #include "host/catalog.h"
+#include "host/matrices.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -144,12 +145,6 @@ ImageShape shapeOf(std::string_view name, const ImageRule& rule, const py::array
     shape.channels = axes == own + 3 ? array.shape(own + 2) : 1;
     if (shape.channels == 0) refuse(name, describeArray(array), expected);
     return shape;
-}
-
-ColorSpace usualColorSpace(int64_t channels)
-{
-    if (channels == 1) return ColorSpaceGray;
-    return channels == 3 ? ColorSpaceRGB : ColorSpaceUnspecified;
 }
 
 std::optional<std::string> encoded(const py::object& text, const char* errors)
