@@ -82,6 +82,9 @@ TEST(Threads, AnswerAsIfAlone)
 
 TEST(Threads, AnswerAlikeForAnySizeOfThePool) // a host that uses OpenCV itself may set it at any time
 {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "OpenCV's pool is not instrumented: what it hands to its workers passes for a race";
+#endif
     const int usual = cv::getNumThreads();
     for (const int size : { 1, 2, 5 }) {
         cv::setNumThreads(size);
