@@ -1,6 +1,7 @@
 #include "filters/filters.h"
 
 #include "exchange/mat_to_image.h"
+#include "exchange/matrix_memory.h"
 #include "filters/flat_image.h"
 #include "filters/log_polar_tables.h"
 #include "filters/named_methods.h"
