@@ -1,7 +1,7 @@
 #include "bench/ratio.h"
 
-#include "filters/local_statistics.h"
 #include "host/services.h"
+#include "ops/filters/local_statistics.h"
 
 #include <fmt/format.h>
 #include <opencv2/imgproc.hpp>

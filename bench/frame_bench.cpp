@@ -1,6 +1,6 @@
 #include "bench/ratio.h"
 
-#include "frame/export.h"
+#include "abi/export.h"
 #include "host/services.h"
 
 #include <opencv2/imgproc.hpp>

@@ -8,10 +8,10 @@
 //
 // Pictures are crops of opencv-doc's colour photos, written to a folder of their own first.
 
-#include "host/catalog.h"
+#include "catalog/catalog.h"
 #include "host/library.h"
-#include "importops/direct_jpeg.h"
-#include "tests/importops/plain_steps.h"
+#include "ops/loading/direct_jpeg.h"
+#include "tests/ops/loading/plain_steps.h"
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>

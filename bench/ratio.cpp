@@ -1,7 +1,7 @@
 #include "bench/ratio.h"
 
-#include "host/arguments.h"
-#include "host/catalog.h"
+#include "catalog/arguments.h"
+#include "catalog/catalog.h"
 
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>

@@ -1,7 +1,7 @@
 # What `cmake --install` lays out: the library, its header, a CMake package, a pkg-config file.
 
 install(TARGETS miravex EXPORT MiravexTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
-install(FILES ${PROJECT_SOURCE_DIR}/frame/host_interface.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/miravex)
+install(FILES ${PROJECT_SOURCE_DIR}/include/miravex/host_interface.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/miravex)
 install(EXPORT MiravexTargets NAMESPACE Miravex:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Miravex)
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/MiravexConfig.cmake.in

@@ -1,8 +1,8 @@
-# The two targets that every folder adds its sources to, and what all targets share.
+# The targets that the folders add their sources to, and what all targets share.
 
 # Warnings, sanitizers and the include path of one target.
 function(miravex_options target)
-  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Werror
     -Wno-missing-field-initializers)
   if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
@@ -15,27 +15,48 @@ function(miravex_options target)
   endif()
 endfunction()
 
-# The shared library: frame, exchange and the rooms.
+# Adds all sources of the current folder to a target, so that a new file needs no line anywhere.
+function(miravex_sources target)
+  cmake_parse_arguments(ARG "" "" "EXCEPT" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  list(FILTER sources EXCLUDE REGEX "\\.record\\.cpp$")
+  foreach(exception ${ARG_EXCEPT})
+    list(REMOVE_ITEM sources ${CMAKE_CURRENT_SOURCE_DIR}/${exception})
+  endforeach()
+  target_sources(${target} PRIVATE ${sources})
+endfunction()
+
+# A room of operations: code goes to the library, records to the catalogue.
+function(miravex_room)
+  miravex_sources(miravex ${ARGN})
+  file(GLOB records CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.record.cpp)
+  target_sources(miravex_catalog PRIVATE ${records})
+endfunction()
+
+# The shared library: abi, convert and the operations of all rooms.
 add_library(miravex SHARED)
 add_library(Miravex::miravex ALIAS miravex)
 miravex_options(miravex)
 target_include_directories(miravex INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_link_libraries(miravex PRIVATE ${OpenCV_LIBS} Threads::Threads)
 target_link_options(miravex PRIVATE
-  -Wl,--version-script=${PROJECT_SOURCE_DIR}/frame/exports.map -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
+  -Wl,--version-script=${PROJECT_SOURCE_DIR}/abi/exports.map -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
 if(NOT MIRAVEX_SANITIZE)
   target_link_options(miravex PRIVATE -Wl,-z,defs)
 endif()
-set_property(TARGET miravex PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/frame/exports.map)
+set_property(TARGET miravex PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/abi/exports.map)
 
-# The embedded host: catalogue records of all rooms and everything that calls the library.
-add_library(miravex_host STATIC)
-miravex_options(miravex_host)
-target_include_directories(miravex_host PUBLIC ${PROJECT_SOURCE_DIR})
-target_link_libraries(miravex_host
-  PUBLIC ${OpenCV_LIBS} fmt::fmt nlohmann_json::nlohmann_json Threads::Threads ${CMAKE_DL_LIBS})
+# The records of all operations, and what is said and checked by them.
+add_library(miravex_catalog STATIC)
+miravex_options(miravex_catalog)
+target_link_libraries(miravex_catalog PUBLIC ${OpenCV_LIBS} fmt::fmt nlohmann_json::nlohmann_json miravex_host_core)
+
+# The embedded host: everything that calls the library.
+add_library(miravex_host_core STATIC)
+miravex_options(miravex_host_core)
+target_link_libraries(miravex_host_core PUBLIC miravex_catalog Threads::Threads ${CMAKE_DL_LIBS})
 # Relative to whatever looks for the library, so that the installed tree may be moved.
 file(RELATIVE_PATH MIRAVEX_LIBRARY_FROM_BINARIES ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-target_compile_definitions(miravex_host PRIVATE
+target_compile_definitions(miravex_host_core PRIVATE
   MIRAVEX_LIBRARY_FROM_BINARIES="${MIRAVEX_LIBRARY_FROM_BINARIES}")
-add_dependencies(miravex_host miravex)
+add_dependencies(miravex_host_core miravex)

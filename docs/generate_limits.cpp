@@ -1,4 +1,4 @@
-#include "host/catalog.h"
+#include "catalog/catalog.h"
 
 #include <fmt/format.h>
 

@@ -1,8 +1,8 @@
 // Which parts of a wall seen from the front are which parts of it seen from the side: keypoints of both views
 // are found and described, matched in both directions, drawn, and checked against the known homography.
 
+#include "draw/draw.h"
 #include "examples/example.h"
-#include "host/draw.h"
 #include "host/results.h"
 
 #include <set>

@@ -1,8 +1,8 @@
 // What moves between two real frames, found in two ways, shown on the colour wheel and checked: the second
 // frame, warped back by the flow, must look more like the first than it did.
 
+#include "draw/draw_flow.h"
 #include "examples/example.h"
-#include "host/draw_flow.h"
 
 using namespace miravex;
 using namespace miravex::example;

@@ -1,7 +1,7 @@
-#include "fuzz/bounded_memory.h"
-#include "fuzz/drawn_call.h"
-#include "fuzz/sample_files.h"
-#include "host/catalog.h"
+#include "catalog/catalog.h"
+#include "tests/support/bounded_memory.h"
+#include "tests/support/drawn_call.h"
+#include "tests/support/sample_files.h"
 
 #include <opencv2/core/utility.hpp>
 

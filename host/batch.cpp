@@ -1,8 +1,8 @@
 #include "host/batch.h"
 
-#include "exchange/handover.h"
-#include "exchange/limits.h"
-#include "host/catalog.h"
+#include "catalog/catalog.h"
+#include "convert/handover.h"
+#include "convert/limits.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "host/arguments.h"
+#include "catalog/arguments.h"
+#include "catalog/picture_file.h"
 #include "host/library.h"
-#include "host/picture_file.h"
 
 #include <functional>
 #include <span>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "catalog/record.h"
 #include "host/ledger.h"
-#include "host/record.h"
 
 #include <filesystem>
 #include <string_view>

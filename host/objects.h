@@ -1,6 +1,6 @@
 #pragma once
 
-#include "frame/host_interface.h"
+#include "miravex/host_interface.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "host/results.h"
 
-#include "host/catalog.h"
+#include "catalog/catalog.h"
 
 #include <fmt/format.h>
 

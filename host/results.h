@@ -1,8 +1,8 @@
 #pragma once
 
-#include "host/call_view.h"
+#include "catalog/call_view.h"
+#include "catalog/record.h"
 #include "host/objects.h"
-#include "host/record.h"
 
 #include <nlohmann/json.hpp>
 

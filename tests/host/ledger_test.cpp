@@ -1,6 +1,6 @@
 #include "host/ledger.h"
 #include "host/services.h"
-#include "tests/host_check.h"
+#include "tests/support/host_check.h"
 
 #include <thread>
 

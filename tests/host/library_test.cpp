@@ -1,6 +1,6 @@
 #include "host/library.h"
 
-#include "tests/host_check.h"
+#include "tests/support/host_check.h"
 
 #include <cstdlib>
 #include <filesystem>

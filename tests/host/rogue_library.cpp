@@ -1,4 +1,4 @@
-#include "frame/host_interface.h"
+#include "miravex/host_interface.h"
 
 // A library that breaks every rule on demand, for the tests of the host that must notice.
 

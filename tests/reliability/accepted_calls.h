@@ -1,8 +1,8 @@
 #pragma once
 
-#include "fuzz/drawn_call.h"
-#include "fuzz/sample_files.h"
-#include "tests/host_check.h"
+#include "tests/support/drawn_call.h"
+#include "tests/support/host_check.h"
+#include "tests/support/sample_files.h"
 
 #include <cstring>
 

@@ -4,7 +4,7 @@
  * Usage: bare_host LIBRARY local|global|unready|incomplete ROUNDS
  */
 #define _GNU_SOURCE
-#include "frame/host_interface.h"
+#include "miravex/host_interface.h"
 
 #include <dirent.h>
 #include <dlfcn.h>

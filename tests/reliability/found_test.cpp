@@ -1,5 +1,5 @@
-#include "fuzz/sample_files.h"
-#include "tests/host_check.h"
+#include "tests/support/host_check.h"
+#include "tests/support/sample_files.h"
 
 #include <cmath>
 

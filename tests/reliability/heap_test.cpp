@@ -1,4 +1,4 @@
-#include "host/catalog.h"
+#include "catalog/catalog.h"
 #include "tests/reliability/accepted_calls.h"
 #include "tests/reliability/raw_call.h"
 

@@ -1,6 +1,6 @@
-#include "fuzz/drawn_call.h"
-#include "fuzz/sample_files.h"
-#include "tests/host_check.h"
+#include "tests/support/drawn_call.h"
+#include "tests/support/host_check.h"
+#include "tests/support/sample_files.h"
 
 #include <dlfcn.h>
 #include <fmt/format.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/host_check.h"
+#include "tests/support/host_check.h"
 
 namespace miravex::test {
 

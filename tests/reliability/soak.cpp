@@ -1,6 +1,6 @@
-#include "fuzz/drawn_call.h"
-#include "fuzz/sample_files.h"
-#include "host/catalog.h"
+#include "catalog/catalog.h"
+#include "tests/support/drawn_call.h"
+#include "tests/support/sample_files.h"
 
 #include <fmt/format.h>
 #include <malloc.h>

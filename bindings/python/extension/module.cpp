@@ -1,0 +1,209 @@
+#include "bindings/python/extension/arrays.h"
+#include "bindings/python/extension/batches.h"
+#include "bindings/python/extension/schema.h"
+
+#include "catalog/arguments.h"
+#include "catalog/catalog.h"
+#include "catalog/explain.h"
+#include "draw/draw.h"
+#include "host/library.h"
+#include "host/results.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <opencv2/core/utility.hpp>
+#include <pybind11/stl.h>
+
+#include <cstring>
+
+namespace py = pybind11;
+
+namespace miravex::python {
+
+namespace {
+
+/// Never unloaded: arrays and OpenCV's threads may outlive the interpreter's last look at this module.
+const Library& library()
+{
+    static const Library* const loaded = new Library(Library::defaultPath(MIRAVEX_LIBRARY_FROM_PACKAGE));
+    return *loaded;
+}
+
+const Operation& operationOf(std::string_view name)
+{
+    const Operation* found = findOperation(name);
+    if (!found) throw Refused(fmt::format("there is no operation \"{}\"", name));
+    return *found;
+}
+
+Layout layoutOf(std::string_view name)
+{
+    const auto layout = layoutNamed(name);
+    if (!layout) throw Refused(fmt::format("there is no layout \"{}\"", name));
+    return *layout;
+}
+
+void refuseAny(const Operation& operation, const std::vector<Refusal>& refusals)
+{
+    if (refusals.empty()) return;
+    std::vector<std::string> messages;
+    for (const Refusal& refusal : refusals) messages.push_back(refusal.message());
+    throw Refused(fmt::format("{}: {}", snakeCase(operation.name), fmt::join(messages, "; ")));
+}
+
+/// Values in the library's order, complete and acceptable.
+std::vector<Value> valuesOf(const Operation& operation, const py::dict& arguments, const Reading& reading)
+{
+    NamedValues named;
+    for (const auto& [key, object] : arguments) {
+        const auto name = key.cast<std::string>();
+        const int index = argumentIndex(operation, name);
+        Value& value = named[name];
+        if (index < 0) continue;
+        try {
+            value = valueOf(operation.arguments[static_cast<std::size_t>(index)],
+                            py::reinterpret_borrow<py::object>(object), reading);
+        } catch (const Refused& refused) {
+            throw Refused(fmt::format("{}: {}", snakeCase(operation.name), refused.what()));
+        }
+    }
+    Completed completed = complete(operation, std::move(named));
+    refuseAny(operation, completed.refusals);
+    refuseAny(operation, check(operation, completed.values));
+    return std::move(completed.values);
+}
+
+PyObject* failure = nullptr; ///< MiravexError, as long as the process lives
+
+/// Texts may quote names of files, which need not be UTF-8.
+void setError(PyObject* type, const char* text)
+{
+    const auto length = static_cast<Py_ssize_t>(std::strlen(text));
+    const auto message =
+        py::reinterpret_steal<py::object>(PyUnicode_DecodeUTF8(text, length, "backslashreplace"));
+    if (message) PyErr_SetObject(type, message.ptr());
+}
+
+void addErrors(py::module_& module)
+{
+    failure = py::exception<Failed>(module, "MiravexError", PyExc_RuntimeError).release().ptr();
+    py::register_exception_translator([](std::exception_ptr thrown) {
+        try {
+            if (thrown) std::rethrow_exception(thrown);
+        } catch (const Refused& refused) {
+            setError(PyExc_ValueError, refused.what());
+        } catch (const Failed& failed) {
+            setError(failure, failed.what());
+        }
+    });
+}
+
+/// Calls an operation by name: its result as an array or float, and the name of its layout.
+py::tuple callByName(std::string_view name, const py::dict& arguments, const py::object& colorSpace,
+                     bool inPlace)
+{
+    const Operation& operation = operationOf(name);
+    std::vector<Value> values = valuesOf(operation, arguments, { colorSpace, inPlace });
+    Outcome outcome;
+    {
+        const py::gil_scoped_release unlocked;
+        outcome = call(library(), operation, values);
+    }
+    if (!outcome.ok())
+        throw Failed(
+            fmt::format("{}: {}", snakeCase(operation.name), explain(operation, values, outcome).message()));
+    if (!outcome.accounting.clean())
+        throw Failed(
+            fmt::format("{}: {}", snakeCase(operation.name), fmt::join(outcome.accounting.violations, "; ")));
+    return py::make_tuple(objectOf(outcome.result), nameOf(resultOf(operation, values).layout));
+}
+
+/// A picture to draw on.
+ImagePointer canvasOf(const std::string& name, const py::object& object)
+{
+    ImagePointer picture = imageOf(name, { .rank = 2 }, object, py::none());
+    if (picture->rank() == 2 && picture->shape.samples() > 0) return picture;
+    throw Refused(
+        Refusal { name, describe(Value(picture)), "a picture with at least one pixel", "" }.message());
+}
+
+/// Draws without the interpreter's lock. What OpenCV has against it is a failure, not a crash.
+template <typename Draw> py::array drawn(Draw draw)
+{
+    ImagePointer picture;
+    try {
+        const py::gil_scoped_release unlocked;
+        picture = draw();
+    } catch (const cv::Exception& error) {
+        throw Failed(error.what());
+    }
+    return arrayOf(picture);
+}
+
+py::array drawLayout(const py::object& image, std::string_view layout, const py::object& rows, bool integers)
+{
+    const ImagePointer picture = canvasOf("image", image);
+    const TensorPointer tensor = tensorOf("rows", integers ? Kind::IntegerTensor : Kind::RealTensor, rows);
+    return drawn([&] { return draw(*picture, layoutOf(layout), *tensor); });
+}
+
+py::array drawPairs(const py::object& first, const py::object& firstKeypoints, const py::object& second,
+                    const py::object& secondKeypoints, const py::object& matches)
+{
+    const ImagePointer left = canvasOf("first", first);
+    const ImagePointer right = canvasOf("second", second);
+    const TensorPointer leftRows = tensorOf("first_keypoints", Kind::RealTensor, firstKeypoints);
+    const TensorPointer rightRows = tensorOf("second_keypoints", Kind::RealTensor, secondKeypoints);
+    const TensorPointer pairs = tensorOf("pairs", Kind::IntegerTensor, matches);
+    return drawn([&] { return drawMatches(*left, *leftRows, *right, *rightRows, *pairs); });
+}
+
+py::tuple tableByName(std::string_view layout, const py::object& rows, bool integers)
+{
+    const Table table =
+        tableOf(layoutOf(layout), *tensorOf("rows", integers ? Kind::IntegerTensor : Kind::RealTensor, rows));
+    return py::make_tuple(table.columns, table.rows);
+}
+
+} // namespace
+
+} // namespace miravex::python
+
+PYBIND11_MODULE(_miravex, module)
+{
+    using namespace miravex::python;
+
+    module.doc() = "The embedded host of the Miravex library, for the package miravex.";
+    module.attr("version") = MIRAVEX_VERSION;
+    addErrors(module);
+    try {
+        library();
+    } catch (const std::exception& error) {
+        throw py::import_error(error.what());
+    }
+
+    addSchema(module);
+    addBatches(module, library());
+    module.def("call", callByName, py::arg("name"), py::arg("arguments"), py::arg("colorspace") = py::none(),
+               py::arg("inplace") = false);
+    module.def("can_draw", [](std::string_view layout) { return miravex::canDraw(layoutOf(layout)); });
+    module.def("draw", drawLayout, py::arg("image"), py::arg("layout"), py::arg("rows"),
+               py::arg("integers") = false);
+    module.def("draw_matches", drawPairs, py::arg("first"), py::arg("first_keypoints"), py::arg("second"),
+               py::arg("second_keypoints"), py::arg("matches"));
+    module.def("table", tableByName, py::arg("layout"), py::arg("rows"), py::arg("integers") = false);
+    module.def("address_of_image", [](const py::object& image) {
+        return reinterpret_cast<std::uintptr_t>(
+            imageOf("image", { .rank = 2 }, image, py::none())->block.data());
+    });
+    module.def("color_space_of_image", [](const py::object& image) {
+        return imageOf("image", { .rank = 2 }, image, py::none())->colorSpace;
+    });
+    module.def(
+        "get_threads", [] { return cv::getNumThreads(); }, "The number of threads that OpenCV works on.");
+    module.def(
+        "set_threads", [](int count) { cv::setNumThreads(count); }, py::arg("count"),
+        "Sets the number of threads that OpenCV works on, in this process; -1 for as many as there are "
+        "cores.");
+    module.def("library_path", [] { return library().path().string(); });
+}

@@ -1,0 +1,433 @@
+#include "catalog/arguments.h"
+
+#include "catalog/catalog.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace miravex {
+
+namespace {
+
+bool isNumber(const Value& value)
+{
+    return std::holds_alternative<int64_t>(value) || std::holds_alternative<double>(value);
+}
+
+bool hasKind(const Value& value, Kind kind)
+{
+    switch (kind) {
+    case Kind::Integer: return std::holds_alternative<int64_t>(value) || std::holds_alternative<bool>(value);
+    case Kind::Real: return isNumber(value);
+    case Kind::Boolean: return std::holds_alternative<bool>(value);
+    case Kind::String: return std::holds_alternative<std::string>(value);
+    case Kind::Image: return std::holds_alternative<ImagePointer>(value) && std::get<ImagePointer>(value);
+    case Kind::NumericArray:
+        return std::holds_alternative<ArrayPointer>(value) && std::get<ArrayPointer>(value);
+    case Kind::RealTensor:
+    case Kind::IntegerTensor: {
+        const auto* tensor = std::get_if<TensorPointer>(&value);
+        const int64_t type = kind == Kind::RealTensor ? TensorTypeReal : TensorTypeInteger;
+        return tensor && *tensor && (*tensor)->elementType == type;
+    }
+    }
+    return false;
+}
+
+std::string sizes(std::span<const int64_t> dimensions)
+{
+    return fmt::format("{}", fmt::join(dimensions, " x "));
+}
+
+std::string boundsText(const Bound& minimum, const Bound& maximum)
+{
+    std::vector<std::string> parts;
+    if (minimum.present)
+        parts.push_back((minimum.inclusive ? "at least " : "more than ") + numberText(minimum.value));
+    if (maximum.present)
+        parts.push_back((maximum.inclusive ? "at most " : "less than ") + numberText(maximum.value));
+    return fmt::format("{}", fmt::join(parts, " and "));
+}
+
+/// NaN is outside of no bound: a bound says what is too small or too large.
+bool tooSmall(double value, const Bound& bound)
+{
+    return bound.present && (bound.inclusive ? value < bound.value : value <= bound.value);
+}
+bool tooLarge(double value, const Bound& bound)
+{
+    return bound.present && (bound.inclusive ? value > bound.value : value >= bound.value);
+}
+
+/// The accepted number next to one that is out of bounds.
+std::string nearest(const Argument& argument, double value)
+{
+    const bool low = tooSmall(value, argument.minimum);
+    const Bound& bound = low ? argument.minimum : argument.maximum;
+    double best = bound.value;
+    if (argument.kind == Kind::Integer) {
+        if (!bound.inclusive) best += low ? 1 : -1;
+        if (argument.mustBeOdd && std::fmod(best, 2) == 0) best += low ? 1 : -1;
+    } else if (!bound.inclusive) {
+        const auto* usual = std::get_if<double>(&argument.defaultValue);
+        if (!usual) return "";
+        best = *usual;
+    }
+    return numberText(best);
+}
+
+std::vector<std::string> words(uint32_t mask, std::string (*name)(int))
+{
+    std::vector<std::string> names;
+    for (int i = 0; i < 32; ++i)
+        if ((mask >> i) & 1U) names.push_back(name(i));
+    return names;
+}
+
+std::string imageText(const Argument& argument)
+{
+    const ImageRule& rule = argument.image;
+    std::string text = rule.rank == 3 ? "a sequence"
+        : rule.rank == 2              ? "a 2D image"
+                                      : "an image or a sequence";
+    if (rule.channels)
+        text += fmt::format(" of {} channel{}",
+                            fmt::join(words(rule.channels, [](int i) { return std::to_string(i); }), ", "),
+                            rule.channels == 1U << 1U ? "" : "s");
+    if (rule.pixelTypes)
+        text += fmt::format(
+            ", pixel type {}",
+            fmt::join(words(rule.pixelTypes, [](int i) { return std::string(pixelTypeName(i)); }), " or "));
+    if (rule.colorSpaces)
+        text += fmt::format(", colour space {}", fmt::join(words(rule.colorSpaces, colorSpaceName), " or "));
+    if (rule.minimumRows > 1 || rule.minimumColumns > 1)
+        text += fmt::format(", at least {} rows and {} columns", rule.minimumRows, rule.minimumColumns);
+    if (rule.minimumSlices > 1) text += fmt::format(", at least {} frames", rule.minimumSlices);
+    if (!rule.sameAs.empty()) text += fmt::format(", of the same size as {}", rule.sameAs);
+    return text;
+}
+
+/// What is counted in the argument that a size follows; empty for plain numbers.
+std::string_view countedIn(Extent::Of of)
+{
+    switch (of) {
+    case Extent::Of::Rows:
+    case Extent::Of::First: return "rows";
+    case Extent::Of::Columns:
+    case Extent::Of::Second: return "columns";
+    case Extent::Of::Channels: return "channels";
+    case Extent::Of::Slices: return "frames";
+    case Extent::Of::Length: return "elements";
+    case Extent::Of::Exactly:
+    case Extent::Of::AtLeast: break;
+    }
+    return "";
+}
+
+std::string extentText(const Extent& extent)
+{
+    if (extent.of == Extent::Of::Exactly) return std::to_string(extent.count);
+    if (extent.of == Extent::Of::AtLeast)
+        return extent.count > 0 ? fmt::format("({} or more)", extent.count) : "n";
+    return fmt::format("{} of {}", countedIn(extent.of), extent.argument);
+}
+
+std::string tensorText(const Argument& argument)
+{
+    const TensorRule& rule = argument.tensor;
+    std::vector<std::string> extents;
+    for (std::size_t i = 0; i < rule.rank; ++i) extents.push_back(extentText(rule.shape[i]));
+    std::string text = std::string(nameOf(argument.kind));
+    if (rule.rank == 1 && !countedIn(rule.shape[0].of).empty())
+        text = fmt::format("as many {} as there are {} in {}", text, countedIn(rule.shape[0].of),
+                           rule.shape[0].argument);
+    else if (rule.rank > 0)
+        text = fmt::format("{} {}", fmt::join(extents, " x "), text);
+    if (rule.orEmpty) text += " or the empty list";
+    const std::string bounds = boundsText(rule.minimumElement, rule.maximumElement);
+    if (!bounds.empty()) text += ", each " + bounds;
+    return text;
+}
+
+bool imageFits(const Argument& argument, const CallView& call)
+{
+    const ImageRule& rule = argument.image;
+    const Image& given = *call.image(argument.name);
+    const ImageShape& shape = given.shape;
+    if (rule.rank != 0 && given.rank() != rule.rank) return false;
+    if (!rule.acceptsChannels(shape.channels) || !rule.acceptsPixelType(given.pixelType)
+        || !rule.acceptsColorSpace(given.colorSpace))
+        return false;
+    if (shape.rows < rule.minimumRows || shape.columns < rule.minimumColumns) return false;
+    if (given.rank() == 3 && shape.slices < rule.minimumSlices) return false;
+    return rule.sameAs.empty()
+        || (shape.rows == call.rows(rule.sameAs) && shape.columns == call.columns(rule.sameAs));
+}
+
+bool shapeFits(const Argument& argument, const CallView& call)
+{
+    const TensorRule& rule = argument.tensor;
+    const Tensor& given = *call.tensor(argument.name);
+    if (rule.orEmpty && given.length() == 0) return true;
+    if (rule.rank == 0) return true;
+    if (given.dimensions.size() != rule.rank) return false;
+    for (std::size_t i = 0; i < rule.rank; ++i) {
+        const int64_t wanted = call.resolve(rule.shape[i]);
+        const bool fits = rule.shape[i].of == Extent::Of::AtLeast ? given.dimensions[i] >= wanted
+                                                                  : given.dimensions[i] == wanted;
+        if (!fits) return false;
+    }
+    return true;
+}
+
+void checkNumber(const Argument& argument, double value, std::vector<Refusal>& refusals)
+{
+    if (tooSmall(value, argument.minimum) || tooLarge(value, argument.maximum))
+        refusals.push_back(
+            { std::string(argument.name), numberText(value), accepted(argument), nearest(argument, value) });
+    else if (argument.mustBeOdd && std::fmod(value, 2) == 0)
+        refusals.push_back(
+            { std::string(argument.name), numberText(value), "an odd number", numberText(value + 1) });
+}
+
+void checkText(const Argument& argument, std::string_view value, std::vector<Refusal>& refusals)
+{
+    if (argument.choices.empty() || std::ranges::find(argument.choices, value) != argument.choices.end())
+        return;
+    const std::vector<std::string> choices(argument.choices.begin(), argument.choices.end());
+    const auto near = closest(value, choices);
+    refusals.push_back({ std::string(argument.name), fmt::format("\"{}\"", value), accepted(argument),
+                         near.empty() ? "" : near.front() });
+}
+
+void checkElements(const Argument& argument, const CallView& call, std::vector<Refusal>& refusals)
+{
+    const TensorRule& rule = argument.tensor;
+    for (const double element : call.reals(argument.name)) {
+        if (!tooSmall(element, rule.minimumElement) && !tooLarge(element, rule.maximumElement)) continue;
+        refusals.push_back(
+            { std::string(argument.name), "a list with " + numberText(element), accepted(argument), "" });
+        return;
+    }
+}
+
+void checkArgument(const Argument& argument, const CallView& call, std::vector<Refusal>& refusals)
+{
+    const Value& value = call.value(argument.name);
+    if (!hasKind(value, argument.kind)) {
+        refusals.push_back({ std::string(argument.name), describe(value),
+                             fmt::format("{} ({})", nameOf(argument.kind), accepted(argument)), "" });
+        return;
+    }
+    switch (argument.kind) {
+    case Kind::Integer:
+    case Kind::Real: return checkNumber(argument, call.real(argument.name), refusals);
+    case Kind::String: return checkText(argument, call.text(argument.name), refusals);
+    case Kind::Image:
+        if (!imageFits(argument, call))
+            refusals.push_back({ std::string(argument.name), describe(value), accepted(argument), "" });
+        return;
+    case Kind::RealTensor:
+    case Kind::IntegerTensor:
+        if (!shapeFits(argument, call))
+            refusals.push_back({ std::string(argument.name), describe(value), accepted(argument), "" });
+        else
+            checkElements(argument, call, refusals);
+        return;
+    case Kind::Boolean:
+    case Kind::NumericArray: return;
+    }
+}
+
+Value defaultOf(const Argument& argument, const CallView& call)
+{
+    if (const auto* derived = std::get_if<DerivedDefault>(&argument.defaultValue)) {
+        const double value = derived->compute(call);
+        if (argument.kind == Kind::Integer) return static_cast<int64_t>(value);
+        return value;
+    }
+    if (const auto* integer = std::get_if<int64_t>(&argument.defaultValue)) {
+        if (argument.kind == Kind::Real) return static_cast<double>(*integer);
+        return *integer;
+    }
+    if (const auto* real = std::get_if<double>(&argument.defaultValue)) return *real;
+    if (const auto* flag = std::get_if<bool>(&argument.defaultValue)) return *flag;
+    if (const auto* word = std::get_if<std::string_view>(&argument.defaultValue)) return std::string(*word);
+    return {};
+}
+
+bool isDerived(const Argument& argument)
+{
+    return std::holds_alternative<DerivedDefault>(argument.defaultValue);
+}
+
+std::vector<std::string> argumentNames(const Operation& operation)
+{
+    std::vector<std::string> names;
+    for (const Argument& argument : operation.arguments) names.emplace_back(argument.name);
+    return names;
+}
+
+} // namespace
+
+std::string Refusal::message() const
+{
+    std::string text = argument.empty() ? value : fmt::format("{} is {}", argument, value);
+    if (!expected.empty()) text += ", expected " + expected;
+    if (!suggestion.empty()) text += fmt::format(" (try {})", suggestion);
+    return text;
+}
+
+std::string numberText(double value)
+{
+    constexpr double exactIntegers = 9007199254740992.0;
+    if (std::abs(value) < exactIntegers && value == std::floor(value)) return fmt::format("{:.0f}", value);
+    return fmt::format("{}", value);
+}
+
+std::string describe(const Value& value)
+{
+    struct Describer {
+        std::string operator()(std::monostate) const { return "missing"; }
+        std::string operator()(int64_t number) const { return std::to_string(number); }
+        std::string operator()(double number) const { return numberText(number); }
+        std::string operator()(bool flag) const { return flag ? "true" : "false"; }
+        std::string operator()(const std::string& string) const { return fmt::format("\"{}\"", string); }
+        std::string operator()(const ImagePointer& image) const
+        {
+            if (!image) return "no image";
+            const ImageShape& shape = image->shape;
+            return fmt::format(
+                "{} x {} {}{} with {} channel{} ({})", shape.columns, shape.rows,
+                pixelTypeName(image->pixelType),
+                shape.slices > 0 ? fmt::format(" sequence of {} frames", shape.slices) : " image",
+                shape.channels, shape.channels == 1 ? "" : "s", colorSpaceName(image->colorSpace));
+        }
+        std::string operator()(const TensorPointer& tensor) const
+        {
+            if (!tensor) return "no tensor";
+            if (tensor->length() == 0 && tensor->dimensions.size() == 1) return "the empty list";
+            return fmt::format("{} {}", sizes(tensor->dimensions),
+                               tensor->elementType == TensorTypeReal ? "reals" : "integers");
+        }
+        std::string operator()(const ArrayPointer& array) const
+        {
+            return array ? fmt::format("{} array", sizes(array->dimensions)) : "no array";
+        }
+    };
+    return std::visit(Describer {}, value);
+}
+
+std::string accepted(const Argument& argument)
+{
+    switch (argument.kind) {
+    case Kind::Integer:
+    case Kind::Real: {
+        std::string text = boundsText(argument.minimum, argument.maximum);
+        if (argument.mustBeOdd) text += text.empty() ? "an odd number" : ", odd";
+        return text;
+    }
+    case Kind::String:
+        if (!argument.choices.empty()) return fmt::format("one of {}", fmt::join(argument.choices, ", "));
+        return argument.isPath ? "the path of a file" : "";
+    case Kind::Image: return imageText(argument);
+    case Kind::RealTensor:
+    case Kind::IntegerTensor: return tensorText(argument);
+    case Kind::Boolean: return "true or false";
+    case Kind::NumericArray: return "an array of 32-bit floats";
+    }
+    return "";
+}
+
+Value placeholder(const Argument& argument)
+{
+    switch (argument.kind) {
+    case Kind::Integer: return int64_t { 0 };
+    case Kind::Real: return 0.0;
+    case Kind::Boolean: return false;
+    case Kind::String: return std::string();
+    case Kind::Image: return makeImage({ .rows = 1, .columns = 1 }, PixelTypeBit, ColorSpaceUnspecified);
+    case Kind::RealTensor: return emptyList();
+    case Kind::IntegerTensor: return makeIntegerTensor({ 0 });
+    case Kind::NumericArray: return makeFloatArray({ 0 });
+    }
+    return {};
+}
+
+Completed complete(const Operation& operation, NamedValues given)
+{
+    Completed completed;
+    const auto count = operation.arguments.size();
+    completed.values.resize(count);
+    std::vector<bool> wasGiven(count, false);
+    for (auto& [name, value] : given) {
+        const int index = argumentIndex(operation, name);
+        if (index < 0) {
+            const auto names = argumentNames(operation);
+            const auto near = closest(name, names);
+            completed.refusals.push_back(
+                { "", fmt::format("{} has no argument \"{}\"", kebabCase(operation.name), name),
+                  fmt::format("one of {}", fmt::join(names, ", ")), near.empty() ? "" : near.front() });
+            continue;
+        }
+        wasGiven[static_cast<std::size_t>(index)] = !std::holds_alternative<std::monostate>(value);
+        completed.values[static_cast<std::size_t>(index)] = std::move(value);
+    }
+
+    // Plain defaults and flags first: derived defaults may look at them.
+    for (const bool derived : { false, true }) {
+        for (std::size_t i = 0; i < count; ++i) {
+            const Argument& argument = operation.arguments[i];
+            if (wasGiven[i] || isDerived(argument) != derived) continue;
+            if (!argument.impliedBy.empty()) {
+                const bool set =
+                    wasGiven[static_cast<std::size_t>(argumentIndex(operation, argument.impliedBy))];
+                completed.values[i] = argument.kind == Kind::Integer ? Value(int64_t { set }) : Value(set);
+            } else {
+                completed.values[i] = defaultOf(argument, CallView(operation, completed.values));
+            }
+        }
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        const Argument& argument = operation.arguments[i];
+        if (!std::holds_alternative<std::monostate>(completed.values[i])) continue;
+        const bool needed = !argument.optional
+            || (!argument.usedWhen.argument.empty() && !argument.tensor.orEmpty
+                && CallView(operation, completed.values).holds(argument.usedWhen));
+        if (needed)
+            completed.refusals.push_back({ std::string(argument.name), "missing",
+                                           fmt::format("{} ({})", nameOf(argument.kind), accepted(argument)),
+                                           "" });
+        completed.values[i] = placeholder(argument);
+    }
+    return completed;
+}
+
+std::vector<Refusal> check(const Operation& operation, std::span<const Value> values)
+{
+    std::vector<Refusal> refusals;
+    if (values.size() != operation.arguments.size()) {
+        refusals.push_back({ "", fmt::format("{} arguments given", values.size()),
+                             std::to_string(operation.arguments.size()), "" });
+        return refusals;
+    }
+    const CallView call(operation, values);
+    for (const Argument& argument : operation.arguments) {
+        // A list that may be empty says itself when it was left out; other placeholders need not fit.
+        const bool unused = argument.optional
+            && (argument.usedWhen.argument.empty() ? !argument.tensor.orEmpty
+                                                   : !call.holds(argument.usedWhen));
+        if (!unused) checkArgument(argument, call, refusals);
+    }
+    if (!refusals.empty()) return refusals;
+    for (const Constraint& constraint : operation.constraints)
+        if (!constraint.holds(call))
+            refusals.push_back({ std::string(constraint.argument), describe(call.value(constraint.argument)),
+                                 std::string(constraint.text), "" });
+    return refusals;
+}
+
+} // namespace miravex

@@ -1,0 +1,202 @@
+#include "catalog/explain.h"
+#include "convert/film.h"
+#include "files/files.h"
+#include "files/npy.h"
+#include "files/pictures.h"
+#include "files/progress.h"
+
+#include <opencv2/imgcodecs.hpp>
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cstring>
+#include <fstream>
+
+namespace miravex::cli {
+
+namespace {
+
+using namespace std::string_view_literals;
+/// OpenCV may still read what is there.
+constexpr std::string_view truncated = "it is truncated";
+
+using Frames = std::vector<cv::Mat>;
+
+[[noreturn]] void unreadable(const std::string& file, const std::string& reason)
+{
+    const std::string name = file == standardStream ? "standard input" : file;
+    throw Failure(ExitStatus::InputUnreadable, fmt::format("cannot read {}: {}", name, reason));
+}
+
+bool startsWith(const std::string& path, std::initializer_list<std::string_view> signatures)
+{
+    std::array<char, 8> start {};
+    std::ifstream(path, std::ios::binary).read(start.data(), start.size());
+    const std::string_view bytes(start.data(), start.size());
+    return std::ranges::any_of(signatures, [&](std::string_view s) { return bytes.starts_with(s); });
+}
+
+Frames readStill(const std::string& path)
+{
+    // Unchanged keeps alpha but ignores the orientation, which only JPEGs (without alpha) commonly have.
+    const bool isJpeg = startsWith(path, { "\xFF\xD8\xFF"sv });
+    const cv::Mat picture =
+        cv::imread(path, isJpeg ? cv::IMREAD_ANYCOLOR | cv::IMREAD_ANYDEPTH : cv::IMREAD_UNCHANGED);
+    return picture.empty() ? Frames() : Frames { picture };
+}
+
+Frames readPages(const std::string& path, int64_t maximum)
+{
+    Frames pages;
+    cv::imreadmulti(path, pages, cv::IMREAD_UNCHANGED);
+    if (static_cast<int64_t>(pages.size()) > maximum) pages.resize(static_cast<std::size_t>(maximum));
+    return pages;
+}
+
+Frames readVideo(const std::string& path, int64_t maximum)
+{
+    Frames frames;
+    cv::VideoCapture video;
+    if (!openFilm(video, path)) return frames;
+    const auto promised = static_cast<int64_t>(std::max(0.0, video.get(cv::CAP_PROP_FRAME_COUNT)));
+    Progress progress("reading frames", std::min(promised, maximum));
+    for (cv::Mat frame; static_cast<int64_t>(frames.size()) < maximum && video.read(frame);) {
+        frames.push_back(frame.clone());
+        progress.advance();
+    }
+    return frames;
+}
+
+PixelType pixelTypeOf(const std::string& file, const NpyArray& array)
+{
+    if (array.kind == 'b') return PixelTypeBit;
+    if (array.kind == 'u' && array.itemBytes == 1) return PixelTypeByte;
+    if (array.kind == 'u' && array.itemBytes == 2) return PixelTypeBit16;
+    if (array.kind == 'f') return array.itemBytes == 4 ? PixelTypeReal32 : PixelTypeReal;
+    unreadable(file,
+               fmt::format("pictures hold bool, uint8, uint16, float32 or float64, not {}{}", array.kind,
+                           array.itemBytes * 8));
+}
+
+ColorSpace colorSpaceOf(int64_t channels)
+{
+    if (channels <= 2) return ColorSpaceGray;
+    return channels <= 4 ? ColorSpaceRGB : ColorSpaceUnspecified;
+}
+
+/// H x W, H x W x C, S x H x W (when the last size is no number of channels), S x H x W x C.
+ImagePointer readArrayPicture(const std::string& file)
+{
+    constexpr int64_t mostChannels = 5;
+    const NpyArray array = readNpy(file);
+    const std::vector<int64_t>& sizes = array.shape;
+    if (sizes.size() < 2 || sizes.size() > 4)
+        unreadable(file, "an array of that many dimensions is no picture");
+    const bool hasChannels = sizes.size() == 4 || (sizes.size() == 3 && sizes[2] <= mostChannels);
+    const bool hasSlices = sizes.size() == 4 || (sizes.size() == 3 && !hasChannels);
+    const std::size_t first = hasSlices ? 1 : 0;
+    const ImageShape shape { .rows = sizes[first],
+                             .columns = sizes[first + 1],
+                             .channels = hasChannels ? sizes.back() : 1,
+                             .slices = hasSlices ? sizes[0] : 0 };
+    if (shape.samples() == 0) unreadable(file, "the picture is empty");
+    ImagePointer image = makeImage(shape, pixelTypeOf(file, array), colorSpaceOf(shape.channels));
+    std::memcpy(image->block.data(), array.data.data(), array.data.size());
+    return image;
+}
+
+void checkDepth(const std::string& file, const cv::Mat& frame)
+{
+    const int depth = frame.depth();
+    if (depth != CV_8U && depth != CV_16U && depth != CV_32F && depth != CV_64F)
+        unreadable(file,
+                   fmt::format("samples of type {} have no place in an image", cv::typeToString(depth)));
+}
+
+Frames readFrames(const std::string& file, int64_t maximum)
+{
+    const InputFile input(file);
+    const std::string& path = input.path();
+    if (const std::string trouble = fileTrouble(path); !trouble.empty() && trouble != truncated)
+        unreadable(file, trouble);
+    Frames frames;
+    try {
+        const bool isTiff = startsWith(path, { "II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv });
+        frames = isTiff ? readPages(path, maximum) : readStill(path);
+        if (frames.empty()) frames = readVideo(path, maximum);
+    } catch (const cv::Exception& error) {
+        unreadable(file, error.err);
+    }
+    if (frames.empty()) {
+        const std::string trouble = fileTrouble(path);
+        unreadable(file, trouble.empty() ? "it is no picture or video that OpenCV knows" : trouble);
+    }
+    for (cv::Mat& frame : frames) {
+        checkDepth(file, frame);
+        swapRedAndBlue(frame);
+    }
+    return frames;
+}
+
+void checkAlike(const std::string& file, const cv::Mat& first, const cv::Mat& frame)
+{
+    if (frame.size() == first.size() && frame.type() == first.type()) return;
+    unreadable(file,
+               fmt::format("it is {} x {} of {}, the frames before it {} x {} of {}", frame.cols, frame.rows,
+                           cv::typeToString(frame.type()), first.cols, first.rows,
+                           cv::typeToString(first.type())));
+}
+
+Frames framesOfFile(const std::string& file, int64_t maximum)
+{
+    if (extensionOf(file) != ".npy") return readFrames(file, maximum);
+    const ImagePointer stored = readArrayPicture(file);
+    Frames frames;
+    for (const cv::Mat& frame : framesOf(*stored)) frames.push_back(frame.clone());
+    return frames;
+}
+
+} // namespace
+
+ImagePointer imageOf(const Frames& frames, bool asSequence)
+{
+    const ColorSpace space = colorSpaceOf(frames.front().channels());
+    return asSequence || frames.size() > 1 ? imageOfFrames(frames, space)
+                                           : imageOfMatrix(frames.front(), space);
+}
+
+ImagePointer readPicture(const std::string& file, int64_t maximumFrames)
+{
+    if (extensionOf(file) == ".npy") return readArrayPicture(file);
+    const Frames frames = readFrames(file, maximumFrames);
+    for (const cv::Mat& frame : frames) checkAlike(file, frames.front(), frame);
+    return imageOf(frames);
+}
+
+ImagePointer readSequence(const std::vector<std::string>& files, int64_t maximumFrames)
+{
+    Frames frames;
+    Progress progress("reading pictures", static_cast<int64_t>(files.size()));
+    for (const std::string& file : files) {
+        const int64_t left = maximumFrames - static_cast<int64_t>(frames.size());
+        if (left <= 0) break;
+        for (const cv::Mat& frame : framesOfFile(file, left)) {
+            if (!frames.empty()) checkAlike(file, frames.front(), frame);
+            frames.push_back(frame);
+        }
+        progress.advance();
+    }
+    return imageOf(frames, true);
+}
+
+ImagePointer firstFrame(const Image& sequence)
+{
+    ImageShape shape = sequence.shape;
+    shape.slices = 0;
+    ImagePointer image = makeImage(shape, sequence.pixelType, sequence.colorSpace, sequence.interleaved);
+    std::memcpy(image->block.data(), sequence.block.data(), image->block.size());
+    return image;
+}
+
+} // namespace miravex::cli

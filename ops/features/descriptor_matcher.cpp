@@ -1,0 +1,111 @@
+#include "ops/features/features.h"
+
+#include "convert/limits.h"
+#include "convert/tensors.h"
+#include "ops/features/names.h"
+
+#include <opencv2/features2d.hpp>
+
+#include <algorithm>
+#include <limits>
+#include <numeric>
+#include <vector>
+
+namespace miravex {
+
+namespace {
+
+struct Descriptors {
+    int64_t count = 0;
+    int64_t length = 0;
+};
+
+/// A set of descriptors as floats; false when its elements can't be had or no matrix holds them.
+bool copyDescriptors(LibraryData data, KTensor tensor, Descriptors size, cv::Mat& out)
+{
+    constexpr int64_t most = std::numeric_limits<int>::max();
+    const auto elements = realElements(data, tensor);
+    if (!elements || size.count > most || size.length > most) return false;
+    out.create(static_cast<int>(size.count), static_cast<int>(size.length), CV_32F);
+    if (out.total() != elements->size()) return false;
+    std::ranges::transform(*elements, out.begin<float>(),
+                           [](double element) { return static_cast<float>(element); });
+    return true;
+}
+
+/// The allowed pairs: the lowest byte of each integer, so that 256 forbids and 257 allows.
+bool copyMask(LibraryData data, KTensor tensor, const cv::Mat& query, const cv::Mat& train, cv::Mat& out)
+{
+    if (!hasDimensions(data, tensor, { query.rows, train.rows })) return false;
+    const auto elements = integerElements(data, tensor);
+    if (!elements) return false;
+    out.create(query.rows, train.rows, CV_8U);
+    if (out.total() != elements->size()) return false;
+    std::ranges::transform(*elements, out.begin<uchar>(),
+                           [](int64_t element) { return static_cast<uchar>(element & 0xFF); });
+    return true;
+}
+
+using Matches = std::vector<std::vector<cv::DMatch>>;
+
+/// q, the number of matches of each query, then their train indices from 1.
+HostErrorCode writeMatches(LibraryData data, const Matches& matches, KTensor* result)
+{
+    const int64_t total =
+        std::accumulate(matches.begin(), matches.end(), int64_t { 0 }, [](int64_t sum, const auto& found) {
+            return sum + static_cast<int64_t>(found.size());
+        });
+    const int64_t queries = static_cast<int64_t>(matches.size());
+    NewTensor tensor(data, TensorTypeInteger, { 1 + queries + total });
+    int64_t* target = tensor ? tensor.integers() : nullptr;
+    if (!target) return StatusFunctionError;
+    *target++ = queries;
+    for (const auto& found : matches) *target++ = static_cast<int64_t>(found.size());
+    for (const auto& found : matches)
+        for (const cv::DMatch& match : found) *target++ = match.trainIdx + 1;
+    *result = tensor.release();
+    return StatusOk;
+}
+
+} // namespace
+
+HostErrorCode descriptorMatcher(LibraryData data, KTensor query, HostBoolean useMask, KTensor mask,
+                                KTensor train, const char* matcherName, const char* modeName,
+                                double parameter, KTensor* result)
+{
+    if (!data || !query || !train || (useMask && !mask)) return StatusFunctionError;
+    if (!valueOf(matcherNames, matcherName, false)) return StatusFunctionError;
+    const MatchMode mode = valueOf(matchModes, modeName, MatchMode::Unknown);
+    if (mode == MatchMode::Unknown) return StatusFunctionError;
+    const auto queryShape = dimensionsOf(data, query);
+    const auto trainShape = dimensionsOf(data, train);
+    if (queryShape.size() != 2 || trainShape.size() != 2) return StatusFunctionError;
+    const Descriptors asked { queryShape[0], queryShape[1] };
+    const Descriptors known { trainShape[0], trainShape[1] };
+    if (asked.length != known.length) return StatusFunctionError;
+    const bool best = mode == MatchMode::Best;
+    if (best && !(parameter >= 1.0 && parameter <= static_cast<double>(known.count)))
+        return StatusFunctionError;
+    const int64_t perQuery = best ? static_cast<int64_t>(parameter) : known.count;
+    if (limits::product({ asked.count, perQuery }) > limits::matchedPairs) return StatusFunctionError;
+    if (limits::product({ asked.count, known.count, asked.length }) > limits::work)
+        return StatusFunctionError;
+
+    cv::Mat queries, trained, allowed;
+    if (!copyDescriptors(data, query, asked, queries)) return StatusFunctionError;
+    if (!copyDescriptors(data, train, known, trained)) return StatusFunctionError;
+    if (useMask && !copyMask(data, mask, queries, trained, allowed)) return StatusFunctionError;
+    const auto matcher = cv::DescriptorMatcher::create(matcherName);
+    Matches matches;
+    if (best)
+        matcher->knnMatch(queries, trained, matches, static_cast<int>(perQuery), allowed, false);
+    else
+        matcher->radiusMatch(queries, trained, matches, static_cast<float>(parameter), allowed, false);
+    // OpenCV gives no lists at all when nothing was trained: every query then has no match. Descriptors
+    // without elements can't be compared.
+    if (known.count == 0) matches.resize(static_cast<std::size_t>(asked.count));
+    if (static_cast<int64_t>(matches.size()) != asked.count) return StatusFunctionError;
+    return writeMatches(data, matches, result);
+}
+
+} // namespace miravex

@@ -1,0 +1,134 @@
+#include "ops/features/features.h"
+
+#include "convert/limits.h"
+#include "convert/tensors.h"
+#include "ops/features/names.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <map>
+#include <string>
+
+namespace miravex {
+
+namespace {
+
+/// One side of the transport: a weight per element, and its coordinates unless `points` is null.
+struct Side {
+    KTensor points;
+    KTensor weights;
+};
+
+/// Copies reals into the columns of a float matrix from `first` on, row by row; false unless there are as
+/// many.
+bool copyColumns(std::span<const double> elements, int64_t columns, int first, cv::Mat& out)
+{
+    if (static_cast<int64_t>(elements.size()) != out.rows * columns) return false;
+    auto next = elements.begin();
+    for (int row = 0; row < out.rows; ++row)
+        for (int column = 0; column < columns; ++column)
+            out.at<float>(row, first + column) = static_cast<float>(*next++);
+    return true;
+}
+
+/// The signature that OpenCV takes: per element its weight, then its coordinates.
+bool makeSignature(LibraryData data, const Side& side, int64_t rows, int64_t dimension, cv::Mat& out)
+{
+    const auto weights = realElements(data, side.weights);
+    if (!weights || !hasDimensions(data, side.weights, { rows })) return false;
+    if (limits::product({ rows, dimension + 1 }) > limits::resultSamples) return false;
+    out.create(static_cast<int>(rows), static_cast<int>(dimension) + 1, CV_32F);
+    if (!copyColumns(*weights, 1, 0, out)) return false;
+    if (!side.points) return true;
+    const auto points = realElements(data, side.points);
+    return points && copyColumns(*points, dimension, 1, out);
+}
+
+bool transportFits(int64_t rows1, int64_t rows2)
+{
+    constexpr int64_t most = limits::transportSteps;
+    return rows1 <= most && rows2 <= most && limits::product({ rows1, rows2, rows1 + rows2 }) <= most;
+}
+
+HostErrorCode writeFlow(LibraryData data, const cv::Mat& flow, int64_t rows, int64_t columns, KTensor* result)
+{
+    if (flow.rows != rows || flow.cols != columns) return StatusFunctionError;
+    NewTensor tensor(data, TensorTypeReal, { rows, columns });
+    double* target = tensor ? tensor.reals() : nullptr;
+    if (!target) return StatusFunctionError;
+    for (int row = 0; row < flow.rows; ++row)
+        target = std::copy(flow.ptr<float>(row), flow.ptr<float>(row) + flow.cols, target);
+    *result = tensor.release();
+    return StatusOk;
+}
+
+/// Moves the mass of one side to the other at the least cost and answers the flow, the distance, or both.
+HostErrorCode earthMoverWorker(LibraryData data, Side side1, Side side2, const std::string& name,
+                               KTensor cost, KTensor* flowResult, float* distanceResult)
+{
+    if (!data) return StatusFunctionError;
+    std::map<std::string, int> distances;
+    for (const auto& entry : groundDistances) distances.emplace(entry.name, entry.value);
+    const auto costs = realElements(data, cost);
+    if (!costs || !side1.weights || !side2.weights) return StatusFunctionError;
+    const bool hasCost = !costs->empty();
+
+    const auto costShape = dimensionsOf(data, cost);
+    if (hasCost && costShape.size() != 2) return StatusFunctionError;
+    const bool hasPoints = side1.points && side2.points;
+    const auto shape1 = dimensionsOf(data, hasPoints ? side1.points : side1.weights);
+    const auto shape2 = dimensionsOf(data, hasPoints ? side2.points : side2.weights);
+    if (shape1.empty() || shape2.empty()) return StatusFunctionError;
+    if (hasPoints && (shape1.size() != 2 || shape2.size() != 2)) return StatusFunctionError;
+
+    if (hasCost && !distances.contains(name)) return StatusFunctionError;
+    if (hasCost && (shape1[0] != costShape[0] || shape2[0] != costShape[1])) return StatusFunctionError;
+    if (!hasPoints && (name != "Custom" || !hasCost)) return StatusFunctionError;
+    if (hasPoints && shape1[1] != shape2[1]) return StatusFunctionError;
+    const int64_t rows1 = shape1[0];
+    const int64_t rows2 = shape2[0];
+    if (!transportFits(rows1, rows2)) return StatusFunctionError;
+
+    cv::Mat costMatrix, signature1, signature2, flow;
+    if (hasCost) {
+        costMatrix.create(static_cast<int>(rows1), static_cast<int>(rows2), CV_32F);
+        if (!copyColumns(*costs, rows2, 0, costMatrix)) return StatusFunctionError;
+    }
+    const int64_t dimension = hasPoints ? shape1[1] : 0;
+    if (!hasPoints) side1.points = side2.points = nullptr;
+    if (!makeSignature(data, side1, rows1, dimension, signature1)) return StatusFunctionError;
+    if (!makeSignature(data, side2, rows2, dimension, signature2)) return StatusFunctionError;
+    // An unknown name adds itself with the value 0, which OpenCV refuses as no distance.
+    const float distance = cv::EMD(signature1, signature2, distances[name], costMatrix, nullptr, flow);
+    if (distanceResult) *distanceResult = distance;
+    return flowResult ? writeFlow(data, flow, rows1, rows2, flowResult) : StatusOk;
+}
+
+} // namespace
+
+HostErrorCode earthMoverDistance(LibraryData data, KTensor points1, KTensor weights1, KTensor points2,
+                                 KTensor weights2, const char* name, KTensor cost, double* result)
+{
+    float distance = -1.0F;
+    const HostErrorCode status =
+        earthMoverWorker(data, { points1, weights1 }, { points2, weights2 }, name, cost, nullptr, &distance);
+    if (status == StatusOk) *result = static_cast<double>(distance);
+    return status;
+}
+
+HostErrorCode earthMoverDistanceFlowMatrix(LibraryData data, KTensor points1, KTensor weights1,
+                                           KTensor points2, KTensor weights2, const char* name, KTensor cost,
+                                           KTensor* result)
+{
+    return earthMoverWorker(data, { points1, weights1 }, { points2, weights2 }, name, cost, result, nullptr);
+}
+
+HostErrorCode earthMoverDistanceWeightsFlowMatrix(LibraryData data, KTensor weights1, KTensor weights2,
+                                                  KTensor cost, KTensor* result)
+{
+    return earthMoverWorker(data, { nullptr, weights1 }, { nullptr, weights2 }, "Custom", cost, result,
+                            nullptr);
+}
+
+} // namespace miravex

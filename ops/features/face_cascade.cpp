@@ -1,0 +1,112 @@
+#include "ops/features/features.h"
+
+#include "convert/image_to_mat.h"
+#include "convert/limits.h"
+#include "ops/features/face_boxes.h"
+#include "ops/features/keypoints.h"
+
+#include <opencv2/imgproc.hpp>
+#include <opencv2/objdetect.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <tuple>
+
+namespace miravex {
+
+namespace {
+
+constexpr int64_t keepSize = -1;
+
+/// How many times smaller the picture is searched: the integer quotient of its smaller side by the target.
+double shrinkFactor(int64_t rows, int64_t columns, int64_t targetSize)
+{
+    const int64_t smaller = std::min(rows, columns);
+    const int64_t quotient = smaller / targetSize;
+    return smaller > targetSize ? static_cast<double>(quotient) : 1.0;
+}
+
+/// True when looking at the picture at every size that the factor steps through is foreseeable, in memory and
+/// time. OpenCV holds them all at once.
+bool searchFits(const cv::Mat& picture, cv::Size window, cv::Size smallest, cv::Size largest, double factor)
+{
+    const int64_t pixels = int64_t { picture.rows } * picture.cols;
+    const double budget = static_cast<double>(
+        std::max(limits::cascadeSamples, limits::cascadeSamplesPerPixel * std::max<int64_t>(pixels, 1)));
+    if (largest.width == 0 || largest.height == 0) largest = picture.size(); // as OpenCV reads it
+    const double most = std::min({ picture.cols / static_cast<double>(window.width),
+                                   picture.rows / static_cast<double>(window.height),
+                                   largest.width / static_cast<double>(window.width) + 1,
+                                   largest.height / static_cast<double>(window.height) + 1 });
+    double samples = 0;
+    int64_t steps = 0;
+    for (double scale = 1; scale <= most; scale *= factor) {
+        if (++steps > limits::cascadeSteps) return false;
+        if (window.width * scale + 1 < smallest.width || window.height * scale + 1 < smallest.height)
+            continue;
+        samples += static_cast<double>(pixels) / (scale * scale);
+        if (samples > budget) return false;
+    }
+    return true;
+}
+
+/// The faces by position: which of OpenCV's threads found one first decides their order otherwise.
+std::vector<Face> sortedFaces(const std::vector<cv::Rect>& boxes, const std::vector<int>& neighbours)
+{
+    std::vector<Face> faces;
+    for (std::size_t i = 0; i < boxes.size(); ++i) {
+        const cv::Rect& box = boxes[i];
+        faces.push_back({ static_cast<double>(box.x), static_cast<double>(box.y),
+                          static_cast<double>(box.width), static_cast<double>(box.height),
+                          static_cast<double>(neighbours.at(i)) });
+    }
+    std::ranges::sort(faces, {}, [](const Face& face) {
+        return std::tuple(face.y, face.x, face.width, face.height, face.score);
+    });
+    return faces;
+}
+
+} // namespace
+
+HostErrorCode faceDetection(LibraryData data, KImage image, int64_t minWidth, int64_t minHeight,
+                            int64_t maxWidth, int64_t maxHeight, const char* cascadePath,
+                            int64_t minNeighbors, double scaleFactor, int64_t equalize, int64_t targetSize,
+                            KTensor* result)
+{
+    if (!data || !image) return StatusFunctionError;
+    if (minWidth < 0 || minHeight < 0 || maxWidth < minWidth || maxHeight < minHeight)
+        return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+    if (images.imageGetRank(image) != 2 || images.imageGetChannels(image) != 1) return StatusFunctionError;
+    if (images.imageGetPixelType(image) != PixelTypeByte) return StatusFunctionError;
+    const int64_t rows = images.imageGetRowCount(image);
+    const int64_t columns = images.imageGetColumnCount(image);
+    if (rows < 2 || columns < 2) return StatusFunctionError;
+    if (!(scaleFactor > 1.0) || targetSize < keepSize || targetSize == 0) return StatusFunctionError;
+
+    cv::Mat picture;
+    if (!imageToMat(images, image, picture, anyType)) return StatusFunctionError;
+    if (equalize == 1) cv::equalizeHist(picture, picture);
+    const double scale = targetSize == keepSize ? 1.0 : shrinkFactor(rows, columns, targetSize);
+    if (targetSize != keepSize)
+        cv::resize(picture, picture, cv::Size(), 1 / scale, 1 / scale, cv::INTER_LINEAR);
+    cv::CascadeClassifier cascade;
+    if (!cascade.load(cascadePath) || cascade.empty()) return StatusFunctionError;
+
+    const auto shrunk = [&](int64_t side) {
+        return saturated(static_cast<int64_t>(std::ceil(static_cast<double>(saturated(side)) / scale)));
+    };
+    const cv::Size smallest(shrunk(minWidth), shrunk(minHeight));
+    const cv::Size largest(shrunk(maxWidth), shrunk(maxHeight));
+    // One step of the whole picture's size ends the search; larger ones overflow OpenCV's window sizes.
+    const double factor = std::min(scaleFactor, static_cast<double>(picture.rows + picture.cols));
+    if (!searchFits(picture, cascade.getOriginalWindowSize(), smallest, largest, factor))
+        return StatusFunctionError;
+    std::vector<cv::Rect> boxes;
+    std::vector<int> neighbours;
+    cascade.detectMultiScale(picture, boxes, neighbours, factor, saturated(minNeighbors), 0, smallest,
+                             largest);
+    return writeFaces(data, sortedFaces(boxes, neighbours), picture.rows, scale, result);
+}
+
+} // namespace miravex

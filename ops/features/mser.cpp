@@ -1,0 +1,98 @@
+#include "ops/features/features.h"
+
+#include "abi/host_objects.h"
+#include "convert/image_to_mat.h"
+#include "convert/limits.h"
+#include "ops/features/keypoints.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace miravex {
+
+namespace {
+
+/// True when all pixels are the same.
+bool isUniform(const cv::Mat& picture)
+{
+    const std::size_t bytes = picture.elemSize();
+    const std::size_t length = picture.total() * bytes;
+    return picture.isContinuous() && std::memcmp(picture.data, picture.data + bytes, length - bytes) == 0;
+}
+
+/// Every point of region k becomes k; later regions overwrite earlier ones.
+HostErrorCode paintRegions(LibraryData data, const std::vector<std::vector<cv::Point>>& regions, int64_t rows,
+                           int64_t columns, KTensor* result)
+{
+    NewTensor tensor(data, TensorTypeReal, { rows, columns });
+    double* labels = tensor ? tensor.reals() : nullptr;
+    if (!labels || columns < 1) return StatusFunctionError;
+    for (std::size_t k = 0; k < regions.size(); ++k)
+        for (const cv::Point& point : regions[k])
+            labels[point.y * columns + point.x] = static_cast<double>(k + 1);
+    *result = tensor.release();
+    return StatusOk;
+}
+
+/// Rows of number, left, top, right, bottom; y from the bottom edge, without the half pixel of other results.
+HostErrorCode writeRectangles(LibraryData data, const std::vector<cv::Rect>& boxes, int64_t rows,
+                              KTensor* result)
+{
+    NewTensor tensor(data, TensorTypeReal, { static_cast<int64_t>(boxes.size()), 5 });
+    double* target = tensor ? tensor.reals() : nullptr;
+    if (!tensor || (!target && !boxes.empty())) return StatusFunctionError;
+    double number = 0;
+    for (const cv::Rect& box : boxes) {
+        *target++ = ++number;
+        *target++ = box.x;
+        *target++ = static_cast<double>(rows - box.y);
+        *target++ = box.x + box.width;
+        *target++ = static_cast<double>(rows - (box.y + box.height));
+    }
+    *result = tensor.release();
+    return StatusOk;
+}
+
+} // namespace
+
+HostErrorCode mserDetect(LibraryData data, KImage image, int64_t delta, int64_t minArea, int64_t maxArea,
+                         double maxVariation, double minDiversity, int64_t maxEvolution, double areaThreshold,
+                         double minMargin, int64_t edgeBlurSize, const char* formName, KTensor* result)
+{
+    if (!data || !image) return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+    if (images.imageGetRank(image) != 2) return StatusFunctionError;
+    const int64_t channels = images.imageGetChannels(image);
+    if (channels != 1 && channels != 3 && channels != 4) return StatusFunctionError;
+    if (images.imageGetPixelType(image) != PixelTypeByte) return StatusFunctionError;
+    const int64_t rows = images.imageGetRowCount(image);
+    const int64_t columns = images.imageGetColumnCount(image);
+    if (rows < 2 || columns < 2) return StatusFunctionError;
+    const MserForm form = valueOf(mserForms, formName, MserForm::Unknown);
+    if (form == MserForm::Unknown) return StatusFunctionError;
+    if (maxArea < 0 || minArea < 0 || minMargin < 0 || maxVariation < 0) return StatusFunctionError;
+    if (edgeBlurSize < 0 || edgeBlurSize % 2 == 0 || !(areaThreshold > 1.0)) return StatusFunctionError;
+    if (maxEvolution < 1 || !(minDiversity > 0)) return StatusFunctionError;
+    if (maxEvolution > limits::mserEvolution || edgeBlurSize > limits::mserEdgeBlur)
+        return StatusFunctionError;
+
+    cv::Mat picture;
+    if (!imageToMat(images, image, picture, anyType)) return StatusFunctionError;
+    // Grey levels differ by 255 at most, and a delta of 256 already excludes every region.
+    const auto detector =
+        cv::MSER::create(static_cast<int>(std::clamp<int64_t>(delta, -256, 256)), saturated(minArea),
+                         saturated(maxArea), maxVariation, minDiversity, static_cast<int>(maxEvolution),
+                         areaThreshold, minMargin, static_cast<int>(edgeBlurSize));
+    std::vector<std::vector<cv::Point>> regions;
+    std::vector<cv::Rect> boxes;
+    detector->detectRegions(picture, regions, boxes);
+    // OpenCV calls the whole of a small uniform picture a region, although nothing borders on it.
+    if (isUniform(picture)) {
+        regions.clear();
+        boxes.clear();
+    }
+    return form == MserForm::LabelMatrix ? paintRegions(data, regions, rows, columns, result)
+                                         : writeRectangles(data, boxes, rows, result);
+}
+
+} // namespace miravex

@@ -1,0 +1,74 @@
+#include "ops/filters/filters.h"
+
+#include "abi/host_objects.h"
+#include "abi/library_state.h"
+#include "convert/limits.h"
+#include "ops/filters/flat_image.h"
+#include "ops/filters/local_statistics.h"
+#include "ops/filters/named_methods.h"
+
+namespace miravex {
+
+namespace {
+
+/// The host's code for the comparison that sets a pixel.
+constexpr int thresholdComparison = 7;
+
+/// Sets each pixel whose difference passes the host's comparison with `threshold`, row by row.
+void askHost(HostCompareReals compare, const cv::Mat& differences, double threshold, std::uint8_t* bits)
+{
+    for (int y = 0; y < differences.rows; ++y) {
+        const double* row = differences.ptr<double>(y);
+        for (int x = 0; x < differences.cols; ++x) {
+            const double operands[] = { row[x], threshold };
+            *bits++ = compare(thresholdComparison, 0.0, 2, operands) != 0;
+        }
+    }
+}
+
+} // namespace
+
+HostErrorCode localAdaptiveBinarize(LibraryData data, KImage image, int64_t radius, KTensor coefficients,
+                                    const char* padding, double paddingValue, KImage* result)
+{
+    if (!data || !image) return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+    const int64_t rows = images.imageGetRowCount(image);
+    const int64_t columns = images.imageGetColumnCount(image);
+    const int64_t channels = images.imageGetChannels(image);
+    const int border = borderTypeFromName(padding);
+    if (channels != 1 || radius < 1 || !coefficients || data->tensorGetRank(coefficients) != 1)
+        return StatusFunctionError;
+    const auto weights = realElements(data, coefficients);
+    const HostCompareReals compare = hostCompareReals();
+    if (!weights || weights->size() != 3 || !compare) return StatusFunctionError;
+    const double meanWeight = (*weights)[0], deviationWeight = (*weights)[1], threshold = (*weights)[2];
+
+    NewImage binary(images);
+    if (images.imageNew2D(columns, rows, 1, PixelTypeBit, ColorSpaceUnspecified, false, binary.receive()) != 0
+        || !binary)
+        return StatusFunctionError;
+    std::uint8_t* bits = images.imageGetBitData(binary.get());
+    if (!bits) return StatusFunctionError;
+
+    cv::Mat picture;
+    if (!flatImageToMat(images, image, picture, CV_64F)) return StatusFunctionError;
+    const int reach = static_cast<int>(radius);
+    if (border == unknownPadding || reach < 1) return StatusFunctionError;
+    if (meanWeight != 0 || deviationWeight != 0) {
+        const int64_t around = 2 * int64_t { reach };
+        if (limits::marginOf(rows, columns, 1, around, around) > limits::marginSamples)
+            return StatusFunctionError;
+        const LocalWindow window { reach, border, paddingValue };
+        const PixelType pixelType = images.imageGetPixelType(image);
+        if (pixelType == PixelTypeBit || pixelType == PixelTypeByte)
+            subtractByRunningSums(picture, window, meanWeight, deviationWeight);
+        else
+            subtractByBlurs(picture, window, meanWeight, deviationWeight);
+    }
+    askHost(compare, picture, threshold, bits);
+    *result = binary.release();
+    return StatusOk;
+}
+
+} // namespace miravex

@@ -1,0 +1,103 @@
+#include "ops/filters/filters.h"
+
+#include "convert/mat_to_image.h"
+#include "convert/matrix_memory.h"
+#include "ops/filters/flat_image.h"
+#include "ops/filters/log_polar_tables.h"
+#include "ops/filters/named_methods.h"
+#include "ops/filters/remap.h"
+
+#include <cmath>
+#include <limits>
+#include <optional>
+
+namespace miravex {
+
+namespace {
+
+/// What both operations check and read first.
+struct LogPolar {
+    cv::Point2d centre;
+    int interpolation;
+};
+
+/// The centre that the host gives, or the middle of the picture for the empty list.
+std::optional<cv::Point2d> centreOf(LibraryData data, KTensor centre, int64_t rows, int64_t columns)
+{
+    if (data->tensorGetFlattenedLength(centre) == 0)
+        return cv::Point2d(static_cast<double>(columns) * 0.5, static_cast<double>(rows) * 0.5);
+    if (!hasDimensions(data, centre, { 2 })) return std::nullopt;
+    const auto given = realElements(data, centre);
+    if (!given) return std::nullopt;
+    return cv::Point2d((*given)[0], (*given)[1]);
+}
+
+std::optional<LogPolar> checkLogPolar(LibraryData data, KImage image, KTensor centre, double magnitude,
+                                      const char* interpolation)
+{
+    if (!data || !image || !centre) return std::nullopt;
+    const ImageServices& images = *data->imageServices;
+    if (images.imageGetRank(image) != 2) return std::nullopt;
+    const int64_t rows = images.imageGetRowCount(image);
+    const int64_t columns = images.imageGetColumnCount(image);
+    const int64_t channels = images.imageGetChannels(image);
+    const auto point = centreOf(data, centre, rows, columns);
+    if (!point || !(magnitude > 0) || channels > 4) return std::nullopt;
+    const int flag = interpolationFlagFromName(interpolation);
+    if (flag == unknownInterpolation) return std::nullopt;
+    return LogPolar { *point, flag };
+}
+
+/// False for what single precision can't hold. NaN passes: OpenCV copes with it.
+bool fitsFloat(double value) { return !(std::abs(value) > double { std::numeric_limits<float>::max() }); }
+
+} // namespace
+
+HostErrorCode logPolarCV(LibraryData data, KImage image, KTensor centre, double magnitude,
+                         const char* interpolation, HostBoolean fillOutliers, HostBoolean inverse,
+                         KImage* result)
+{
+    const auto checked = checkLogPolar(data, image, centre, magnitude, interpolation);
+    if (!checked) return StatusFunctionError;
+    const int flags = checked->interpolation + (fillOutliers ? int { cv::WARP_FILL_OUTLIERS } : 0)
+        + (inverse ? int { cv::WARP_INVERSE_MAP } : 0);
+    if (!fitsFloat(checked->centre.x) || !fitsFloat(checked->centre.y) || !fitsFloat(magnitude))
+        return StatusFunctionError;
+
+    const ImageServices& images = *data->imageServices;
+    // Pixels from outside the picture that are not filled stay what the picture has in their places. Not so
+    // in the inverse, where OpenCV leaves them as it found its memory.
+    cv::Mat matrix, polar = inverse ? clearedResultMatrix() : resultMatrix();
+    if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
+    if (!inverse && !fillOutliers) matrix.copyTo(polar);
+    cv::logPolar(matrix, polar, cv::Point2f(checked->centre), static_cast<float>(magnitude), flags);
+    return matToImage(images, polar, result, anyType, ColorSpaceUnspecified) ? StatusOk : StatusFunctionError;
+}
+
+HostErrorCode logPolarRemap(LibraryData data, KImage image, KTensor centre, double magnitude,
+                            const char* interpolation, const char* padding, KTensor color,
+                            HostBoolean inverse, KImage* result)
+{
+    if (!color) return StatusFunctionError;
+    const auto checked = checkLogPolar(data, image, centre, magnitude, interpolation);
+    if (!checked) return StatusFunctionError;
+    const int border = borderTypeFromName(padding);
+    if (border == unknownPadding) return StatusFunctionError;
+    const auto fill = paddingColor(data, color);
+    if (!fill) return StatusFunctionError;
+
+    const ImageServices& images = *data->imageServices;
+    cv::Mat matrix;
+    if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
+    const auto remapBy = [&](auto tables) {
+        matrix = remapByStrips(matrix, checked->interpolation, border, *fill, tables);
+    };
+    if (inverse)
+        remapBy(InverseLogPolarTables(matrix.size(), checked->centre, magnitude));
+    else
+        remapBy(ForwardLogPolarTables(matrix.size(), checked->centre, magnitude));
+    return matToImage(images, matrix, result, anyType, ColorSpaceUnspecified) ? StatusOk
+                                                                              : StatusFunctionError;
+}
+
+} // namespace miravex

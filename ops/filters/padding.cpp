@@ -1,0 +1,50 @@
+#include "ops/filters/filters.h"
+
+#include "convert/limits.h"
+#include "convert/mat_to_image.h"
+#include "convert/opencv_compat.h"
+#include "ops/filters/flat_image.h"
+#include "ops/filters/named_methods.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace miravex {
+
+HostErrorCode imagePad(LibraryData data, KImage image, int64_t top, int64_t bottom, int64_t left,
+                       int64_t right, const char* padding, KTensor values, KImage* result)
+{
+    if (!data || !image) return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+
+    // Before anything else: a constant colour has as many components as the picture has channels. With any
+    // other padding the values are never looked at.
+    cv::Scalar fill;
+    if (std::string_view(padding) == "Constant") {
+        const auto given = realElements(data, values);
+        if (!given || static_cast<int64_t>(given->size()) != images.imageGetChannels(image))
+            return StatusFunctionError;
+        std::copy_n(given->begin(), std::min<std::size_t>(given->size(), 4), fill.val);
+    }
+
+    const PixelType pixelType = images.imageGetPixelType(image);
+    const ColorSpace colorSpace = images.imageGetColorSpace(image);
+    const int64_t channels = images.imageGetChannels(image);
+    if (images.imageGetRank(image) != 2) return StatusFunctionError;
+    const int border = borderTypeFromName(padding);
+    if (border == unknownPadding || channels > 4) return StatusFunctionError;
+    if (top < 0 || bottom < 0 || left < 0 || right < 0) return StatusFunctionError;
+
+    cv::Mat matrix;
+    if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
+    const int above = static_cast<int>(top), below = static_cast<int>(bottom);
+    const int before = static_cast<int>(left), behind = static_cast<int>(right);
+    if (std::min({ above, below, before, behind }) < 0) return StatusFunctionError;
+    if (!limits::padsTo(matrix.rows, matrix.cols, channels, int64_t { above } + below,
+                        int64_t { before } + behind))
+        return StatusFunctionError;
+    compat::copyMakeBorder(matrix, above, below, before, behind, border, fill);
+    return matToImage(images, matrix, result, pixelType, colorSpace) ? StatusOk : StatusFunctionError;
+}
+
+} // namespace miravex

@@ -1,0 +1,146 @@
+#include "catalog/catalog.h"
+#include "catalog/call_view.h"
+#include "convert/limits.h"
+#include "ops/loading/color_table.h"
+
+#include <algorithm>
+
+namespace miravex {
+
+namespace {
+
+constexpr Argument loadArguments[] = {
+    array("destination",
+          "floats to fill: files x height x width x channels, or files x channels x height x width")
+        .rewrittenInPlace()
+        .shared(),
+    text("paths", "paths of the files, one after the other without separators"),
+    integers("lengths", "bytes of each path").elementsFrom(0),
+    text("color_space", "colours of the result; with channels last only RGB changes the order BGR")
+        .oneOf(importops::colorNames)
+        .byDefault("RGB"),
+    integer("has_mean", "1 when a mean is given").setBy("mean"),
+    array("mean", "subtracted from every slot: three dimensions, laid out like a slot")
+        .when("has_mean", "true"),
+    integer("has_rstddev", "1 when a reciprocal deviation is given").setBy("rstddev"),
+    array("rstddev", "multiplied into every slot, after the mean: three dimensions, laid out like a slot")
+        .when("has_rstddev", "true"),
+    integer("stripes", "files under way at once; 0: as many as OpenCV has threads").byDefault(0),
+    integer("channels_last", "1: each pixel's channels together; 0: plane after plane").byDefault(1),
+};
+
+// What the library reads of a destination; arrays of another rank have no such sizes.
+struct Slots {
+    int64_t files = 0;
+    int64_t height = 0;
+    int64_t width = 0;
+    int64_t channels = 0;
+};
+
+const Array* arrayOf(const CallView& call, std::string_view name)
+{
+    const auto* held = std::get_if<ArrayPointer>(&call.value(name));
+    return held ? held->get() : nullptr;
+}
+
+Slots slotsOf(const CallView& call)
+{
+    constexpr std::size_t rank = 4;
+    const Array* destination = arrayOf(call, "destination");
+    if (!destination || destination->dimensions.size() != rank) return {};
+    const auto& sizes = destination->dimensions;
+    if (call.integer("channels_last") != 0) return { sizes[0], sizes[1], sizes[2], sizes[3] };
+    return { sizes[0], sizes[2], sizes[3], sizes[1] };
+}
+
+bool isFloats(const Array& array, std::size_t rank)
+{
+    return array.elementType == NumericArrayTypeReal32 && array.dimensions.size() == rank;
+}
+
+bool fillsSlot(const CallView& call, std::string_view name)
+{
+    const Array* array = arrayOf(call, name);
+    const Slots slots = slotsOf(call);
+    if (!array || !isFloats(*array, 3)) return false;
+    const int64_t count =
+        limits::product({ array->dimensions[0], array->dimensions[1], array->dimensions[2] });
+    return count >= limits::product({ slots.height, slots.width, slots.channels });
+}
+
+bool lengthsFit(const CallView& call)
+{
+    std::size_t left = call.text("paths").size();
+    for (const int64_t length : call.tensor("lengths")->integers()) {
+        if (length < 0 || static_cast<std::size_t>(length) > left) return false;
+        left -= static_cast<std::size_t>(length);
+    }
+    return true;
+}
+
+constexpr Constraint loadConstraints[] = {
+    { "destination", "an array of rank 4",
+      [](const CallView& call) { return isFloats(*arrayOf(call, "destination"), 4); } },
+    { "destination", "1 or 3 channels",
+      [](const CallView& call) {
+          const int64_t channels = slotsOf(call).channels;
+          return channels == 1 || channels == 3;
+      } },
+    { "destination", "at most 2^30 rows and columns",
+      [](const CallView& call) {
+          const Slots slots = slotsOf(call);
+          return slots.height <= limits::slotSide && slots.width <= limits::slotSide;
+      } },
+    { "lengths", "lengths of at least 0 that together do not exceed the paths", lengthsFit },
+    { "lengths", "at most as many files as the destination has slots",
+      [](const CallView& call) {
+          return call.length("lengths") <= std::min(slotsOf(call).files, limits::batchFiles);
+      } },
+    { "mean", "an array of rank 3 with at least a slot's elements",
+      [](const CallView& call) { return call.integer("has_mean") == 0 || fillsSlot(call, "mean"); } },
+    { "rstddev", "an array of rank 3 with at least a slot's elements",
+      [](const CallView& call) { return call.integer("has_rstddev") == 0 || fillsSlot(call, "rstddev"); } },
+    { "color_space", "a colour space other than RGB for one channel with channels last",
+      [](const CallView& call) {
+          return call.length("lengths") == 0 || call.integer("channels_last") == 0
+              || slotsOf(call).channels != 1 || call.text("color_space") != "RGB";
+      } },
+};
+constexpr Result loadResults[] = {
+    { ResultKind::IntegerTensor, "1-based positions of the files that could not be read", Layout::Positions }
+};
+constexpr std::string_view loadLimits[] = {
+    "The slot of a file that can't be read holds uniform noise in [0, 1), less the mean.",
+    "With channels last, XYZ, LAB, LUV and Grayscale leave the picture in BGR order.",
+    "A colour slot with channels first turned to Grayscale has its first plane filled only, and only that "
+    "plane has the mean and deviation applied.",
+    "A truncated JPEG counts as read; miravex load looks for the end of each file and reports it.",
+    "Refused: more files than slots, channels other than 1 and 3, more than 2^30 rows, columns or files, "
+    "path "
+    "lengths below 0 or beyond the string, mean and deviation with fewer elements than a slot.",
+    "The command line loads batches with miravex load.",
+};
+
+constexpr std::string_view loadWords[] = {
+    "--destination", "4x160x200x3", "--paths", "@batch_paths", "--lengths", "@batch_lengths",
+};
+constexpr Example loadExamples[] = { { "Four photos in one array", loadWords } };
+
+constexpr Operation operations[] = {
+    { .name = "LoadImagesFromPathInto",
+      .room = Room::Importops,
+      .summary = "Loads image files in parallel into one float array, resized and normalised",
+      .arguments = loadArguments,
+      .results = loadResults,
+      .source = "value = (sample / 255 - mean) x rstddev, after bilinear resizing",
+      .constraints = loadConstraints,
+      .limits = loadLimits,
+      .examples = loadExamples,
+      .returnsOnWrongCount = true },
+};
+
+} // namespace
+
+std::span<const Operation> importopsCatalog() { return operations; }
+
+} // namespace miravex

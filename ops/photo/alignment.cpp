@@ -1,0 +1,41 @@
+#include "ops/photo/photo.h"
+
+#include "convert/sequences.h"
+#include "ops/photo/exposures.h"
+
+#include <opencv2/photo.hpp>
+
+#include <algorithm>
+#include <cmath>
+
+namespace miravex {
+
+HostErrorCode alignMtb(LibraryData data, KImage image, int64_t levels, int64_t excludedRange, KImage* result)
+{
+    if (!data || !image) return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+    const PixelType pixelType = images.imageGetPixelType(image);
+    const ColorSpace colorSpace = images.imageGetColorSpace(image);
+    const int64_t channels = images.imageGetChannels(image);
+    if (pixelType != PixelTypeByte || colorSpace != ColorSpaceRGB || channels != 3)
+        return StatusFunctionError;
+    const int64_t rows = images.imageGetRowCount(image);
+    const int64_t columns = images.imageGetColumnCount(image);
+    const int64_t slices = images.imageGetSliceCount(image);
+    if (levels < 1 || excludedRange < 1 || excludedRange > std::max(rows, columns))
+        return StatusFunctionError;
+    if (static_cast<double>(levels) > std::log(static_cast<double>(std::min(rows, columns))) / std::log(2.0))
+        return StatusFunctionError;
+    if (!result || slices < 1 || rows < 1 || columns < 1) return StatusFunctionError;
+
+    constexpr bool cut = false;
+    const cv::Ptr<cv::AlignMTB> aligner =
+        cv::createAlignMTB(static_cast<int>(levels), static_cast<int>(excludedRange), cut);
+    std::vector<cv::Mat> frames, aligned;
+    if (!aligner || !bracketToMats(images, image, frames)) return StatusFunctionError;
+    aligner->process(frames, aligned);
+    return matsToImage3D(images, aligned, result, anyType, ColorSpaceUnspecified) ? StatusOk
+                                                                                  : StatusFunctionError;
+}
+
+} // namespace miravex

@@ -1,0 +1,168 @@
+#include "ops/photo/photo.h"
+
+#include "convert/image_to_mat.h"
+#include "convert/limits.h"
+#include "convert/matrix_memory.h"
+#include "convert/sequences.h"
+#include "ops/photo/results.h"
+
+#include <opencv2/photo.hpp>
+
+#include <algorithm>
+
+namespace miravex {
+
+namespace {
+
+/// Sides of the windows as OpenCV takes them.
+struct Windows {
+    int patch; ///< the template, a word that C++ keeps for itself
+    int search;
+    int temporal = 1;
+
+    Windows(int64_t templateWindow, int64_t searchWindow, int64_t temporalWindow = 1)
+        : patch(static_cast<int>(templateWindow))
+        , search(static_cast<int>(searchWindow))
+        , temporal(static_cast<int>(temporalWindow))
+    {
+    }
+
+    [[nodiscard]] bool odd() const { return (patch & 1) != 0 && (search & 1) != 0 && (temporal & 1) != 0; }
+
+    /// True when OpenCV survives them on a frame, comparing templates over `channels` channels at a time.
+    [[nodiscard]] bool bounded(const cv::Mat& frame, int channels) const
+    {
+        if (frame.dims != 2 || frame.empty()) return false;
+        if (patch < 1 || search < 1 || temporal < 1 || search > limits::denoisingSearch) return false;
+        const int64_t weights = limits::product({ temporal, search, search });
+        const int64_t area = limits::product({ patch, patch });
+        const int64_t columns = frame.cols;
+        return weights <= limits::denoisingWeights
+            && limits::product({ area, 255, 255, channels }) <= limits::denoisingDistance
+            && limits::product({ weights, columns + patch + 1 }) <= limits::denoisingScratch
+            && limits::product({ weights, frame.rows, columns + area }) <= limits::work;
+    }
+};
+
+/// Strengths travel as the nearest float.
+float strengthOf(double value) { return static_cast<float>(value); }
+
+bool isRgbBytes(PixelType pixelType, int64_t channels, ColorSpace colorSpace)
+{
+    return pixelType == PixelTypeByte && channels == 3 && colorSpace == ColorSpaceRGB;
+}
+
+/// What both sequence operations ask of the host and check first; the channels are left to them.
+struct Sequence {
+    PixelType pixelType;
+    int64_t rows, columns, slices, channels;
+
+    Sequence(const ImageServices& images, KImage image)
+        : pixelType(images.imageGetPixelType(image))
+        , rows(images.imageGetRowCount(image))
+        , columns(images.imageGetColumnCount(image))
+        , slices(images.imageGetSliceCount(image))
+        , channels(images.imageGetChannels(image))
+    {
+    }
+
+    /// `index` is counted from 0. One frame too many at the end passes: OpenCV refuses it.
+    [[nodiscard]] bool accepts(const Windows& windows, int64_t index) const
+    {
+        if (windows.search > rows || windows.search > columns) return false;
+        if (windows.patch > rows || windows.patch > columns) return false;
+        const int64_t half = windows.temporal / 2;
+        if (windows.temporal < 1 || index - half < 0 || index + half > slices) return false;
+        return windows.odd() && pixelType == PixelTypeByte;
+    }
+};
+
+/// Hosts count frames from 1, OpenCV from 0. No frame precedes the first, whatever its number.
+int64_t indexOfFrame(int64_t frame) { return std::max<int64_t>(frame, 0) - 1; }
+
+} // namespace
+
+HostErrorCode fastNlMeansDenoising(LibraryData data, KImage image, double strength, int64_t templateWindow,
+                                   int64_t searchWindow, KImage* result)
+{
+    if (!data || !image) return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+    const int64_t channels = images.imageGetChannels(image);
+    const PixelType pixelType = images.imageGetPixelType(image);
+    const ColorSpace colorSpace = images.imageGetColorSpace(image);
+    const Windows windows(templateWindow, searchWindow);
+    if (!windows.odd() || pixelType != PixelTypeByte) return StatusFunctionError;
+    if (channels == 3 ? colorSpace != ColorSpaceRGB : channels != 1 && channels != 2)
+        return StatusFunctionError;
+
+    cv::Mat source, denoised = resultMatrix();
+    if (!imageToMat(images, image, source, CV_8U)) return StatusFunctionError;
+    if (!windows.bounded(source, source.channels())) return StatusFunctionError;
+    cv::fastNlMeansDenoising(source, denoised, strengthOf(strength), windows.patch, windows.search);
+    return returnImage(images, denoised, result);
+}
+
+HostErrorCode fastNlMeansDenoisingColored(LibraryData data, KImage image, double strength,
+                                          double colorStrength, int64_t templateWindow, int64_t searchWindow,
+                                          KImage* result)
+{
+    if (!data || !image) return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+    const int64_t channels = images.imageGetChannels(image);
+    const PixelType pixelType = images.imageGetPixelType(image);
+    const ColorSpace colorSpace = images.imageGetColorSpace(image);
+    const Windows windows(templateWindow, searchWindow);
+    if (!windows.odd() || !isRgbBytes(pixelType, channels, colorSpace)) return StatusFunctionError;
+
+    cv::Mat source, denoised = resultMatrix();
+    if (!imageToMat(images, image, source, CV_8U)) return StatusFunctionError;
+    if (!windows.bounded(source, 2)) return StatusFunctionError; // lightness alone, then both colours
+    cv::fastNlMeansDenoisingColored(source, denoised, strengthOf(strength), strengthOf(colorStrength),
+                                    windows.patch, windows.search);
+    return returnImage(images, denoised, result);
+}
+
+HostErrorCode fastNlMeansDenoisingMulti(LibraryData data, KImage image, int64_t frame, int64_t temporalWindow,
+                                        double strength, int64_t templateWindow, int64_t searchWindow,
+                                        KImage* result)
+{
+    if (!data || !image) return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+    const Windows windows(templateWindow, searchWindow, temporalWindow);
+    const int64_t index = indexOfFrame(frame);
+    const Sequence sequence(images, image);
+    if (!sequence.accepts(windows, index)) return StatusFunctionError;
+    if (sequence.channels < 1 || sequence.channels > 4) return StatusFunctionError;
+
+    std::vector<cv::Mat> frames;
+    if (!imageSlicesToMats(images, image, frames, anyType, everySlice)) return StatusFunctionError;
+    if (frames.empty() || !windows.bounded(frames.front(), frames.front().channels()))
+        return StatusFunctionError;
+    cv::Mat denoised = resultMatrix();
+    cv::fastNlMeansDenoisingMulti(frames, denoised, static_cast<int>(index), windows.temporal,
+                                  strengthOf(strength), windows.patch, windows.search);
+    return returnImage(images, denoised, result);
+}
+
+HostErrorCode fastNlMeansDenoisingColoredMulti(LibraryData data, KImage image, int64_t frame,
+                                               int64_t temporalWindow, double strength, double colorStrength,
+                                               int64_t templateWindow, int64_t searchWindow, KImage* result)
+{
+    if (!data || !image) return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+    const Windows windows(templateWindow, searchWindow, temporalWindow);
+    const int64_t index = indexOfFrame(frame);
+    const Sequence sequence(images, image);
+    if (!sequence.accepts(windows, index) || sequence.channels != 3) return StatusFunctionError;
+
+    std::vector<cv::Mat> frames;
+    if (!imageSlicesToMats(images, image, frames, CV_8U, everySlice)) return StatusFunctionError;
+    if (frames.empty() || !windows.bounded(frames.front(), 2)) return StatusFunctionError;
+    cv::Mat denoised = resultMatrix();
+    cv::fastNlMeansDenoisingColoredMulti(frames, denoised, static_cast<int>(index), windows.temporal,
+                                         strengthOf(strength), strengthOf(colorStrength), windows.patch,
+                                         windows.search);
+    return returnImage(images, denoised, result);
+}
+
+} // namespace miravex

@@ -1,0 +1,227 @@
+#include "catalog/call_view.h"
+#include "convert/limits.h"
+#include "ops/photo/catalog_groups.h"
+
+namespace miravex {
+
+namespace {
+
+using Word = std::string_view;
+
+constexpr std::string_view source =
+    "A. Buades, B. Coll, J.-M. Morel, \"A non-local algorithm for image denoising\", 2005";
+
+constexpr Argument strength =
+    real("strength", "how much noise is removed; about the noise's standard deviation in samples of 0 to 255")
+        .byDefault(10.0);
+constexpr Argument colorStrength =
+    real("color_strength", "the same for the colour components").byDefault(10.0);
+constexpr Argument templateWindow = integer("template_window", "side of the squares that are compared")
+                                        .in("pixels")
+                                        .odd()
+                                        .from(1)
+                                        .to(limits::denoisingTemplate)
+                                        .byDefault(7);
+constexpr Argument colorTemplateWindow = templateWindow.to(127);
+constexpr Argument searchWindow =
+    integer("search_window", "side of the square that is searched for like ones")
+        .in("pixels")
+        .odd()
+        .from(1)
+        .to(limits::denoisingSearch)
+        .byDefault(21);
+constexpr Argument frame = integer("frame", "which frame to denoise, counted from 1")
+                               .from(1)
+                               .byDefault("the middle frame", [](const CallView& call) {
+                                   const int64_t middle = (call.slices("frames") + 1) / 2;
+                                   return static_cast<double>(middle);
+                               });
+constexpr Argument temporalWindow =
+    integer("temporal_window", "how many frames around the frame are searched, itself included")
+        .in("frames")
+        .odd()
+        .from(1)
+        .byDefault(3);
+
+// --- constraints ----------------------------------------------------------------------------------------
+
+bool templateFits(const CallView& call, std::string_view image)
+{
+    const int64_t side = call.integer("template_window");
+    return limits::product({ side, side, 255, 255, call.channels(image) }) <= limits::denoisingDistance;
+}
+
+int64_t weights(const CallView& call)
+{
+    const int64_t frames = call.has("temporal_window") ? call.integer("temporal_window") : 1;
+    return limits::product({ frames, call.integer("search_window"), call.integer("search_window") });
+}
+
+bool windowsAffordable(const CallView& call, std::string_view image)
+{
+    const int64_t side = call.integer("template_window");
+    return weights(call) <= limits::denoisingWeights
+        && limits::product({ weights(call), call.columns(image) + side + 1 }) <= limits::denoisingScratch
+        && limits::product({ weights(call), call.rows(image), call.columns(image) + side * side })
+        <= limits::work;
+}
+
+bool imageWindowsAffordable(const CallView& call) { return windowsAffordable(call, "image"); }
+bool sequenceWindowsAffordable(const CallView& call) { return windowsAffordable(call, "frames"); }
+
+bool fitsFrames(const CallView& call, std::string_view window)
+{
+    return call.integer(window) <= call.rows("frames") && call.integer(window) <= call.columns("frames");
+}
+
+bool temporalFits(const CallView& call)
+{
+    const int64_t half = call.integer("temporal_window") / 2;
+    return call.integer("frame") > half && call.integer("frame") + half <= call.slices("frames");
+}
+
+constexpr Constraint affordableImage { "search_window", "windows that need less memory and time",
+                                       imageWindowsAffordable };
+constexpr Constraint affordableSequence { "search_window", "windows that need less memory and time",
+                                          sequenceWindowsAffordable };
+constexpr Constraint searchInFrames { "search_window", "at most the rows and the columns of the frames",
+                                      [](const CallView& call) {
+                                          return fitsFrames(call, "search_window");
+                                      } };
+constexpr Constraint templateInFrames { "template_window", "at most the rows and the columns of the frames",
+                                        [](const CallView& call) {
+                                            return fitsFrames(call, "template_window");
+                                        } };
+constexpr Constraint windowInTime { "temporal_window", "a window around the frame within the sequence",
+                                    temporalFits };
+
+constexpr Constraint grayConstraints[] = {
+    { "image", "colour space RGB for 3 channels",
+      [](const CallView& call) {
+          const Image* image = call.image("image");
+          return !image || image->shape.channels != 3 || image->colorSpace == ColorSpaceRGB;
+      } },
+    { "template_window", "at most 181, 127 or 103 for 1, 2 or 3 channels",
+      [](const CallView& call) { return templateFits(call, "image"); } },
+    affordableImage,
+};
+constexpr Constraint coloredConstraints[] = { affordableImage };
+constexpr Constraint multiConstraints[] = {
+    searchInFrames,
+    templateInFrames,
+    windowInTime,
+    { "template_window", "at most 181, 127, 103 or 89 for 1, 2, 3 or 4 channels",
+      [](const CallView& call) { return templateFits(call, "frames"); } },
+    affordableSequence,
+};
+constexpr Constraint coloredMultiConstraints[] = { searchInFrames, templateInFrames, windowInTime,
+                                                   affordableSequence };
+
+// --- limits ---------------------------------------------------------------------------------------------
+
+constexpr Word imageLimits[] = {
+    "Templates whose squared differences may exceed 31 bits (181, 127 or 103 pixels for 1, 2 or 3 channels) "
+    "are refused: OpenCV crashes on them.",
+    "Search windows above 2901 are refused: OpenCV divides by zero.",
+    "Windows that need more than 1 GiB per thread or more than 2^42 comparisons are refused.",
+};
+constexpr Word sequenceLimits[] = {
+    "All search windows together hold at most 8421504 pixels; OpenCV's weights overflow beyond that.",
+    "Templates whose squared differences may exceed 31 bits are refused: OpenCV crashes on them.",
+    "Windows that need more than 1 GiB per thread or more than 2^42 comparisons are refused.",
+};
+
+// --- arguments and records ------------------------------------------------------------------------------
+
+constexpr Result results[] = { { ResultKind::Image, "same size, bytes, colour space unspecified" } };
+
+constexpr Argument grayArguments[] = {
+    image("image", "picture to denoise; colour is denoised as a whole")
+        .channels({ 1, 2, 3 })
+        .pixels({ PixelTypeByte }),
+    strength,
+    templateWindow,
+    searchWindow,
+};
+constexpr Argument coloredArguments[] = {
+    image("image", "picture to denoise").channels({ 3 }).pixels({ PixelTypeByte }).colors({ ColorSpaceRGB }),
+    strength,
+    colorStrength,
+    colorTemplateWindow,
+    searchWindow,
+};
+constexpr Argument multiArguments[] = {
+    sequence("frames", "frames of one scene").channels({ 1, 2, 3, 4 }).pixels({ PixelTypeByte }),
+    frame,
+    temporalWindow,
+    strength,
+    templateWindow,
+    searchWindow,
+};
+constexpr Argument coloredMultiArguments[] = {
+    sequence("frames", "frames of one scene").channels({ 3 }).pixels({ PixelTypeByte }),
+    frame,
+    temporalWindow,
+    strength,
+    colorStrength,
+    colorTemplateWindow,
+    searchWindow,
+};
+
+constexpr Word grayWords[] = { "@noisy_gray", "--strength", "22" };
+constexpr Example grayExamples[] = { { "A noisy photo without its noise", grayWords } };
+constexpr Word coloredWords[] = { "@noisy", "--strength", "12", "--color-strength", "12" };
+constexpr Example coloredExamples[] = { { "A noisy colour photo without its noise", coloredWords } };
+constexpr Word multiWords[] = {
+    "@noisy_gray_sequence", "--frame", "3", "--temporal-window", "5", "--strength", "15",
+};
+constexpr Example multiExamples[] = { { "The third of five noisy frames", multiWords } };
+constexpr Word coloredMultiWords[] = {
+    "@noisy_sequence", "--frame", "3", "--temporal-window", "5", "--strength", "12", "--color-strength", "12"
+};
+constexpr Example coloredMultiExamples[] = { { "The third of five noisy colour frames", coloredMultiWords } };
+
+constexpr Operation operations[] = {
+    { .name = "FastNlMeansDenoising",
+      .room = Room::Photo,
+      .summary = "Removes noise by averaging pixels whose surroundings look alike",
+      .arguments = grayArguments,
+      .results = results,
+      .source = source,
+      .constraints = grayConstraints,
+      .limits = imageLimits,
+      .examples = grayExamples },
+    { .name = "FastNlMeansDenoisingColored",
+      .room = Room::Photo,
+      .summary = "Removes noise from lightness and colour apart, each with its own strength",
+      .arguments = coloredArguments,
+      .results = results,
+      .source = source,
+      .constraints = coloredConstraints,
+      .limits = imageLimits,
+      .examples = coloredExamples },
+    { .name = "FastNlMeansDenoisingMulti",
+      .room = Room::Photo,
+      .summary = "Removes noise from one frame with the help of the frames around it",
+      .arguments = multiArguments,
+      .results = results,
+      .source = source,
+      .constraints = multiConstraints,
+      .limits = sequenceLimits,
+      .examples = multiExamples },
+    { .name = "FastNlMeansDenoisingColoredMulti",
+      .room = Room::Photo,
+      .summary = "Removes noise from lightness and colour of one frame with the help of the frames around it",
+      .arguments = coloredMultiArguments,
+      .results = results,
+      .source = source,
+      .constraints = coloredMultiConstraints,
+      .limits = sequenceLimits,
+      .examples = coloredMultiExamples },
+};
+
+} // namespace
+
+std::span<const Operation> denoisingCatalog() { return operations; }
+
+} // namespace miravex

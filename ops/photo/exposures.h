@@ -1,0 +1,58 @@
+#pragma once
+
+#include "convert/sequences.h"
+#include "convert/tensors.h"
+
+#include <opencv2/core.hpp>
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+namespace miravex {
+
+/// Intensities and elements of a camera's response, channels interleaved.
+inline constexpr int responseLevels = 256;
+inline constexpr int64_t responseLength = int64_t { responseLevels } * 3;
+
+/// The exposures of a bracket, or nothing when they can't be had. Their number and signs are for the caller
+/// to check, in the order that its description states.
+class Exposures {
+public:
+    Exposures(LibraryData data, KTensor tensor)
+        : values_(realElements(data, tensor))
+    {
+    }
+
+    [[nodiscard]] bool count(int64_t frames) const
+    {
+        return values_ && static_cast<int64_t>(values_->size()) == frames;
+    }
+
+    [[nodiscard]] bool positive() const
+    {
+        return std::ranges::all_of(*values_, [](double value) { return value > 0; });
+    }
+
+    /// Hosts pass the reciprocals of what OpenCV calls times.
+    [[nodiscard]] std::vector<float> times() const
+    {
+        std::vector<float> reciprocals;
+        reciprocals.reserve(values_->size());
+        for (const double value : *values_) reciprocals.push_back(static_cast<float>(1.0 / value));
+        return reciprocals;
+    }
+
+private:
+    std::optional<std::span<double>> values_;
+};
+
+/// The frames of a bracket as bytes. False also for frames without pixels, which OpenCV does not survive.
+inline bool bracketToMats(const ImageServices& images, KImage image, std::vector<cv::Mat>& frames,
+                          int requestedDepth = CV_8U)
+{
+    return imageSlicesToMats(images, image, frames, requestedDepth, everySlice) && !frames.empty()
+        && !frames.front().empty();
+}
+
+} // namespace miravex

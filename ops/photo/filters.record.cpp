@@ -1,0 +1,85 @@
+#include "catalog/call_view.h"
+#include "ops/photo/catalog_groups.h"
+#include "ops/photo/filter_names.h"
+
+namespace miravex {
+
+namespace {
+
+using Word = std::string_view;
+
+constexpr std::string_view source =
+    "E. Gastal, M. Oliveira, \"Domain transform for edge-aware image and video processing\", 2011";
+
+constexpr Argument picture =
+    image("image", "colour picture to filter").channels({ 3 }).pixels({ PixelTypeByte });
+
+constexpr Argument spatialSigma(double value)
+{
+    return real("spatial_sigma", "how far the smoothing reaches")
+        .in("pixels")
+        .from(0)
+        .to(200)
+        .byDefault(value);
+}
+
+constexpr Argument rangeSigma(double value)
+{
+    return real("range_sigma", "how different samples are kept apart, as a fraction of their range")
+        .from(0)
+        .to(1)
+        .byDefault(value);
+}
+
+constexpr Result results[] = { { ResultKind::Image, "same size, bytes, colour space unspecified" } };
+
+constexpr Argument enhanceArguments[] = { picture, spatialSigma(10), rangeSigma(0.15) };
+constexpr Word enhanceWords[] = { "@photo" };
+constexpr Example enhanceExamples[] = { { "A photo with stronger detail", enhanceWords } };
+
+constexpr Argument edgeArguments[] = {
+    picture,
+    text("filter", "how the smoothing is done: recursively or by normalised convolution")
+        .oneOf(edgeFilterNames)
+        .byDefault("RECURS_FILTER"),
+    spatialSigma(60),
+    rangeSigma(0.4),
+};
+constexpr Word recursiveWords[] = { "@photo" };
+constexpr Word convolutionWords[] = { "@photo", "--filter", "NORMCONV_FILTER" };
+constexpr Example edgeExamples[] = { { "A photo smoothed between its edges", recursiveWords },
+                                     { "The same by normalised convolution", convolutionWords } };
+
+constexpr Argument stylizeArguments[] = { picture, spatialSigma(60), rangeSigma(0.45) };
+constexpr Word stylizeWords[] = { "@photo" };
+constexpr Example stylizeExamples[] = { { "A photo that looks painted", stylizeWords } };
+
+constexpr Operation operations[] = {
+    { .name = "DetailEnhance",
+      .room = Room::Photo,
+      .summary = "Strengthens the detail of a picture",
+      .arguments = enhanceArguments,
+      .results = results,
+      .source = source,
+      .examples = enhanceExamples },
+    { .name = "EdgePreservingFilter",
+      .room = Room::Photo,
+      .summary = "Smooths a picture while it keeps its edges",
+      .arguments = edgeArguments,
+      .results = results,
+      .source = source,
+      .examples = edgeExamples },
+    { .name = "Stylization",
+      .room = Room::Photo,
+      .summary = "Makes a photo look painted: flat areas and dark outlines",
+      .arguments = stylizeArguments,
+      .results = results,
+      .source = source,
+      .examples = stylizeExamples },
+};
+
+} // namespace
+
+std::span<const Operation> filterCatalog() { return operations; }
+
+} // namespace miravex

@@ -1,0 +1,155 @@
+#include "catalog/call_view.h"
+#include "convert/limits.h"
+#include "ops/photo/catalog_groups.h"
+#include "ops/photo/flow_methods.h"
+
+namespace miravex {
+
+namespace {
+
+using Word = std::string_view;
+
+constexpr Argument frames = sequence("frames", "gray frames in the order of time")
+                                .slices(2)
+                                .channels({ 1 })
+                                .pixels({ PixelTypeByte })
+                                .colors({ ColorSpaceGray });
+constexpr Argument useInitialFlow =
+    boolean("use_initial_flow",
+            "start from the initial flow; without one, start every pair but the first from the pair before")
+        .byDefault(false);
+constexpr Argument initialFlow =
+    reals("initial_flow", "first estimate of the first pair: rows x columns x (u, v), v upward")
+        .in("pixels")
+        .shaped({ rowsOf("frames"), columnsOf("frames"), exactly(2) })
+        .orEmpty()
+        .when("use_initial_flow", "true");
+constexpr Argument replacement =
+    real("replacement", "both components of vectors that are not finite or reach 1e9").byDefault(0.0);
+
+// --- Farneback ------------------------------------------------------------------------------------------
+
+constexpr Argument farnebackArguments[] = {
+    frames,
+    real("pyramid_scale", "size of a pyramid level, as a fraction of the level below it")
+        .above(0)
+        .below(1)
+        .byDefault(0.5),
+    integer("levels", "pyramid levels; OpenCV stops before a side falls under 32 pixels")
+        .from(1)
+        .byDefault(5),
+    real("window", "side of the averaging window, cut to an integer; larger is smoother")
+        .in("pixels")
+        .from(0)
+        .to(limits::flowWindow)
+        .byDefault(13.0),
+    integer("iterations", "iterations at each level").from(1).byDefault(10),
+    integer("neighbourhood", "how far the polynomials reach that approximate the picture")
+        .in("pixels")
+        .from(0)
+        .to(limits::flowNeighbourhood)
+        .byDefault(5),
+    real("sigma", "standard deviation of the weights of that neighbourhood")
+        .in("pixels")
+        .from(0)
+        .byDefault(1.1),
+    text("flag", "weights of the averaging window").oneOf(flowFlagNames).byDefault("Standard"),
+    useInitialFlow,
+    initialFlow,
+    replacement,
+};
+constexpr Result farnebackResults[] = {
+    { ResultKind::RealTensor, "pairs x rows x columns x (u, v), in pixels, v upward", Layout::Flow },
+};
+constexpr Word farnebackLimits[] = {
+    "A pyramid scale of exactly 1 is refused by OpenCV itself.",
+    "Windows above 65536 and neighbourhoods above 1000 pixels are refused.",
+    "Calls whose levels, iterations and windows come to more than 2^42 steps are refused.",
+};
+constexpr Word farnebackWords[] = { "@flow_pair" };
+constexpr Word smoothWords[] = { "@flow_pair", "--window", "25", "--flag", "Gaussian" };
+constexpr Example farnebackExamples[] = { { "What moves between two frames", farnebackWords },
+                                          { "The same, smoother", smoothWords } };
+
+// --- Dual TV-L1 -----------------------------------------------------------------------------------------
+
+constexpr Argument dualArguments[] = {
+    frames.sides(limits::flowSide, limits::flowSide),
+    real("epsilon", "change of the flow below which the iterations end").above(0).byDefault(0.01),
+    integer("iterations", "outer iterations of each warping").from(1).byDefault(10),
+    real("lambda", "weight of the data; smaller is smoother").from(0).byDefault(0.15),
+    integer("scales", "pyramid levels; OpenCV stops before a side falls under 16 pixels")
+        .from(1)
+        .byDefault(5),
+    real("tau", "time step of the numerical scheme").above(0).byDefault(0.25),
+    real("theta", "how tightly data and smoothness are tied").above(0).byDefault(0.3),
+    integer("warpings", "how often the second frame is warped at each scale").from(1).byDefault(5),
+    useInitialFlow,
+    initialFlow,
+    replacement,
+};
+constexpr Result dualResults[] = {
+    { ResultKind::RealTensor, "pairs x rows x columns x (u, v, valid), in pixels, v upward",
+      Layout::FlowAndValidity },
+};
+constexpr Word dualLimits[] = {
+    "Frames one pixel high or wide are refused: OpenCV reads outside them.",
+    "Calls whose iterations and warpings come to more than 2^42 steps are refused.",
+};
+constexpr Word dualWords[] = { "@flow_pair" };
+constexpr Example dualExamples[] = { { "What moves between two frames", dualWords } };
+
+// --- super resolution -----------------------------------------------------------------------------------
+
+constexpr Argument superArguments[] = {
+    text("film", "film of at least 6 frames that OpenCV can read").path(),
+    text("flow", "how the motion between its frames is found").oneOf(flowMethodNames).byDefault("Farneback"),
+    integer("scale", "how many times larger the result is").from(2).to(limits::filmScale).byDefault(2),
+};
+constexpr Result superResults[] = {
+    { ResultKind::Image,
+      "the film's second frame, scale times larger, less 7 pixels on every side; bytes, blue first" },
+};
+constexpr Word superLimits[] = {
+    "Films of fewer than 6 frames are refused: OpenCV reads beyond its cache.",
+    "Scales above 9 and enlarged frames of more than 2^24 pixels are refused; each pixel takes about 400 "
+    "bytes.",
+};
+constexpr Word superWords[] = { "@film" };
+constexpr Example superExamples[] = { { "A frame of a short film, twice as large", superWords } };
+
+constexpr Operation operations[] = {
+    { .name = "OpticalFlowFarneback",
+      .room = Room::Photo,
+      .summary = "Finds how every pixel moves from frame to frame, by polynomial expansion",
+      .arguments = farnebackArguments,
+      .results = farnebackResults,
+      .source = "G. Farneback, \"Two-frame motion estimation based on polynomial expansion\", 2003",
+      .limits = farnebackLimits,
+      .examples = farnebackExamples },
+    { .name = "OpticalFlowDualTVL1",
+      .room = Room::Photo,
+      .summary = "Finds how every pixel moves from frame to frame, by total variation; keeps edges of motion",
+      .arguments = dualArguments,
+      .results = dualResults,
+      .source =
+          "C. Zach, T. Pock, H. Bischof, \"A duality based approach for realtime TV-L1 optical flow\", 2007",
+      .limits = dualLimits,
+      .examples = dualExamples },
+    { .name = "SuperResolution",
+      .room = Room::Photo,
+      .summary = "Enlarges a frame of a film by what its neighbours add",
+      .arguments = superArguments,
+      .results = superResults,
+      .source =
+          "D. Mitzel, T. Pock, T. Schoenemann, D. Cremers, \"Video super resolution using duality based "
+          "TV-L1 optical flow\", 2009",
+      .limits = superLimits,
+      .examples = superExamples },
+};
+
+} // namespace
+
+std::span<const Operation> motionCatalog() { return operations; }
+
+} // namespace miravex

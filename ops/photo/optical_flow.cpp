@@ -1,0 +1,221 @@
+#include "ops/photo/photo.h"
+
+#include "convert/limits.h"
+#include "convert/sequences.h"
+#include "convert/tensors.h"
+#include "ops/photo/flow_methods.h"
+
+#include <opencv2/superres/optical_flow.hpp>
+
+#include <algorithm>
+#include <cmath>
+
+namespace miravex {
+
+namespace {
+
+constexpr int unknownFlag = -1;
+
+/// From this length on a vector is taken for a failure of the method.
+constexpr double unusableLength = 1e9;
+
+/// What both operations ask of the host first.
+struct FlowInput {
+    int64_t rows, columns, slices, rank, channels;
+    PixelType pixelType;
+    ColorSpace colorSpace;
+
+    FlowInput(const ImageServices& images, KImage image)
+        : rows(images.imageGetRowCount(image))
+        , columns(images.imageGetColumnCount(image))
+        , slices(images.imageGetSliceCount(image))
+        , rank(images.imageGetRank(image))
+        , channels(images.imageGetChannels(image))
+        , pixelType(images.imageGetPixelType(image))
+        , colorSpace(images.imageGetColorSpace(image))
+    {
+    }
+
+    [[nodiscard]] bool acceptable() const
+    {
+        return rank == 3 && slices > 1 && channels == 1 && pixelType == PixelTypeByte
+            && colorSpace == ColorSpaceGray;
+    }
+
+    [[nodiscard]] int64_t pixels() const { return limits::product({ rows, columns }); }
+    [[nodiscard]] int64_t pairs() const { return slices - 1; }
+};
+
+/// Reads the host's initial flow, whose v points up. `flow` stays empty when an empty list stands for none.
+bool readInitialFlow(LibraryData data, KTensor tensor, const FlowInput& input, cv::Mat& flow)
+{
+    const auto elements = realElements(data, tensor);
+    if (!elements) return false;
+    if (elements->empty()) return true;
+    if (!hasDimensions(data, tensor, { input.rows, input.columns, 2 })) return false;
+    flow.create(static_cast<int>(input.rows), static_cast<int>(input.columns), CV_32FC2);
+    auto* vector = flow.ptr<cv::Point2f>();
+    for (std::size_t i = 0; i < elements->size(); i += 2)
+        *vector++ = { static_cast<float>((*elements)[i]), -static_cast<float>((*elements)[i + 1]) };
+    return true;
+}
+
+bool isUsable(const cv::Point2f& vector)
+{
+    return std::isfinite(vector.x) && std::isfinite(vector.y) && std::abs(vector.x) < unusableLength
+        && std::abs(vector.y) < unusableLength;
+}
+
+/// Appends the flow of one pair in the host's convention and returns the place behind it. With validity,
+/// every vector is followed by 1, or by 0 where it was replaced.
+double* appendFlow(const cv::Mat& flow, double replacement, bool withValidity, double* target)
+{
+    for (int y = 0; y < flow.rows; ++y) {
+        const auto* row = flow.ptr<cv::Point2f>(y);
+        for (int x = 0; x < flow.cols; ++x) {
+            const bool usable = isUsable(row[x]);
+            *target++ = usable ? row[x].x : replacement;
+            *target++ = usable ? -row[x].y : replacement;
+            if (withValidity) *target++ = usable ? 1.0 : 0.0;
+        }
+    }
+    return target;
+}
+
+/// Flow of all pairs of consecutive frames, always through the one matrix `flow`, so that the flow of a pair
+/// is the first estimate of the next wherever the method uses one. `prepare` is told of every pair, counted
+/// from 1, before it.
+template <typename Flow, typename Prepare>
+HostErrorCode flowOfPairs(LibraryData data, const std::vector<cv::Mat>& frames,
+                          cv::superres::DenseOpticalFlowExt& method, Flow& flow, double replacement,
+                          bool withValidity, Prepare prepare, KTensor* result)
+{
+    const cv::Mat& first = frames.front();
+    const auto pairs = static_cast<int64_t>(frames.size()) - 1;
+    NewTensor vectors(data, TensorTypeReal, { pairs, first.rows, first.cols, withValidity ? 3 : 2 });
+    double* target = vectors ? vectors.reals() : nullptr;
+    if (!target) return StatusFunctionError;
+    for (std::size_t pair = 1; pair < frames.size(); ++pair) {
+        prepare(pair);
+        method.calc(frames[pair - 1], frames[pair], flow, cv::noArray());
+        target = appendFlow(flow, replacement, withValidity, target);
+    }
+    *result = vectors.release();
+    return StatusOk;
+}
+
+bool framesToMats(const ImageServices& images, KImage image, std::vector<cv::Mat>& frames)
+{
+    return imageSlicesToMats(images, image, frames, anyType, everySlice) && !frames.empty()
+        && !frames.front().empty();
+}
+
+/// Pyramid levels that Farneback's method makes: no side falls under 32 pixels.
+int64_t levelsMade(const FlowInput& input, double scale, int levels)
+{
+    constexpr double leastSide = 32;
+    const auto side = static_cast<double>(std::min(input.rows, input.columns));
+    if (scale >= 1 || side * scale < leastSide) return 1; // OpenCV refuses a scale of 1
+    const double most = std::log(leastSide / side) / std::log(scale) + 2;
+    return static_cast<int64_t>(std::clamp<double>(levels, 0, most)) + 1;
+}
+
+/// Steps that Farneback's method takes at most, were every level as large as the frames.
+int64_t farnebackWork(const FlowInput& input, double scale, int levels, int window, int iterations, int reach)
+{
+    const int64_t blur = std::min(input.rows, input.columns) / 6;
+    const int64_t passes = limits::product({ std::max(iterations, 0), 10 + int64_t { window } });
+    const int64_t perPixel = limits::sum({ 20, blur, 2 * int64_t { reach }, passes });
+    return limits::product({ input.pairs(), levelsMade(input, scale, levels),
+                             limits::sum({ input.pixels(), limits::flowPass }), perPixel });
+}
+
+/// Steps that the TV-L1 method takes at most: all scales together are about three times the first one, and
+/// every iteration makes thirty of its own.
+int64_t dualTvl1Work(const FlowInput& input, int iterations, int warpings)
+{
+    constexpr int64_t scales = 3, innerIterations = 30, perPixel = 16;
+    return limits::product({ input.pairs(), scales, innerIterations, perPixel, std::max(iterations, 0),
+                             std::max(warpings, 0), limits::sum({ input.pixels(), limits::flowPass }) });
+}
+
+} // namespace
+
+HostErrorCode opticalFlowFarneback(LibraryData data, KImage image, double pyramidScale, int64_t levels,
+                                   double window, int64_t iterations, int64_t neighbourhood, double sigma,
+                                   const char* flag, HostBoolean useInitialFlow, KTensor initialFlow,
+                                   double replacement, KTensor* result)
+{
+    if (!data || !image || !result || !initialFlow) return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+    const FlowInput input(images, image);
+    if (!input.acceptable()) return StatusFunctionError;
+    int flags = valueOf(flowFlags, flag, unknownFlag);
+    if (flags == unknownFlag) return StatusFunctionError;
+    if (neighbourhood < 0 || iterations < 1 || levels < 1) return StatusFunctionError;
+    if (!(pyramidScale > 0 && pyramidScale <= 1) || !(sigma >= 0)) return StatusFunctionError;
+    if (!(window >= 0 && window <= limits::flowWindow)) return StatusFunctionError;
+    const int side = static_cast<int>(window), passes = static_cast<int>(iterations);
+    const int reach = static_cast<int>(neighbourhood), count = static_cast<int>(levels);
+    if (reach < 0 || reach > limits::flowNeighbourhood) return StatusFunctionError;
+    if (farnebackWork(input, pyramidScale, count, side, passes, reach) > limits::work)
+        return StatusFunctionError;
+
+    cv::Mat flow;
+    if (useInitialFlow && !readInitialFlow(data, initialFlow, input, flow)) return StatusFunctionError;
+    const bool chained = useInitialFlow && flow.empty();
+    std::vector<cv::Mat> frames;
+    if (!framesToMats(images, image, frames)) return StatusFunctionError;
+    if (useInitialFlow) flags += cv::OPTFLOW_USE_INITIAL_FLOW;
+    const auto method = cv::superres::createOptFlow_Farneback();
+    method->setPyrScale(pyramidScale);
+    method->setLevelsNumber(count);
+    method->setWindowSize(side);
+    method->setIterations(passes);
+    method->setPolyN(reach);
+    method->setPolySigma(sigma);
+    method->setFlags(flags);
+    const auto chain = [&](std::size_t pair) {
+        if (chained && pair == 1) method->setFlags(flags -= cv::OPTFLOW_USE_INITIAL_FLOW);
+        if (chained && pair == 2) method->setFlags(flags += cv::OPTFLOW_USE_INITIAL_FLOW);
+    };
+    return flowOfPairs(data, frames, *method, flow, replacement, false, chain, result);
+}
+
+HostErrorCode opticalFlowDualTvl1(LibraryData data, KImage image, double epsilon, int64_t iterations,
+                                  double lambda, int64_t scales, double tau, double theta, int64_t warpings,
+                                  HostBoolean useInitialFlow, KTensor initialFlow, double replacement,
+                                  KTensor* result)
+{
+    if (!data || !image || !result || !initialFlow) return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+    const FlowInput input(images, image);
+    if (!input.acceptable()) return StatusFunctionError;
+    if (warpings < 1 || scales < 1 || iterations < 1) return StatusFunctionError;
+    if (!(epsilon > 0) || !(tau > 0) || !(theta > 0) || !(lambda >= 0)) return StatusFunctionError;
+    if (std::min(input.rows, input.columns) < limits::flowSide) return StatusFunctionError;
+    const int passes = static_cast<int>(iterations), warps = static_cast<int>(warpings);
+    if (dualTvl1Work(input, passes, warps) > limits::work) return StatusFunctionError;
+
+    cv::Mat_<cv::Point2f> flow;
+    if (useInitialFlow && !readInitialFlow(data, initialFlow, input, flow)) return StatusFunctionError;
+    const bool chained = useInitialFlow && flow.empty();
+    std::vector<cv::Mat> frames;
+    if (!framesToMats(images, image, frames)) return StatusFunctionError;
+    const auto method = cv::superres::createOptFlow_DualTVL1();
+    method->setEpsilon(epsilon);
+    method->setIterations(passes);
+    method->setLambda(lambda);
+    method->setScalesNumber(std::min(static_cast<int>(scales), static_cast<int>(limits::flowScales)));
+    method->setTau(tau);
+    method->setTheta(theta);
+    method->setWarpingsNumber(warps);
+    method->setUseInitialFlow(useInitialFlow != 0);
+    const auto chain = [&](std::size_t pair) {
+        if (chained && pair == 1) method->setUseInitialFlow(false);
+        if (chained && pair == 2) method->setUseInitialFlow(true);
+    };
+    return flowOfPairs(data, frames, *method, flow, replacement, true, chain, result);
+}
+
+} // namespace miravex

@@ -1,0 +1,85 @@
+#include "ops/photo/photo.h"
+
+#include "convert/image_to_mat.h"
+#include "convert/limits.h"
+#include "convert/matrix_memory.h"
+#include "convert/opencv_compat.h"
+#include "convert/tensors.h"
+#include "ops/photo/durand.h"
+#include "ops/photo/results.h"
+#include "ops/photo/tone_mappings.h"
+
+#include <opencv2/photo.hpp>
+
+#include <vector>
+
+namespace miravex {
+
+namespace {
+
+/// The host's parameters as floats, or the defaults where it gives none.
+std::vector<float> parametersOf(ToneMapping mapping, std::span<const double> given)
+{
+    const std::span<const float> defaults = toneDefaults(mapping);
+    if (given.empty()) return { defaults.begin(), defaults.end() };
+    std::vector<float> parameters;
+    for (const double value : given) parameters.push_back(static_cast<float>(value));
+    return parameters;
+}
+
+/// True when the kernel of the bilateral filter and the filtering with it are within bounds.
+bool filterBounded(const cv::Mat& source, float spaceSigma)
+{
+    if (spaceSigma > limits::toneSpaceSigma) return false;
+    const int64_t side = spaceSigma > 0 ? static_cast<int64_t>(3 * spaceSigma) + 3 : 5;
+    return limits::product({ source.rows, source.cols, side, side }) <= limits::work;
+}
+
+/// False when a mapping would take OpenCV out of bounds; its own refusals are exceptions.
+bool map(ToneMapping mapping, const std::vector<float>& p, const cv::Mat& source, cv::Mat& mapped)
+{
+    switch (mapping) {
+    case ToneMapping::Basic: cv::createTonemap(p[0])->process(source, mapped); return true;
+    case ToneMapping::Durand:
+        if (!filterBounded(source, p[4])) return false;
+        tonemapDurand(source, mapped, { p[0], p[1], p[2], p[3], p[4] });
+        return true;
+    case ToneMapping::Drago:
+        compat::tonemapByLuminance(*cv::createTonemapDrago(p[0], p[1], p[2]), p[1], source, mapped);
+        return true;
+    case ToneMapping::Reinhard:
+        compat::tonemapByRange(*cv::createTonemapReinhard(p[0], p[1], p[2], p[3]), source, mapped);
+        return true;
+    case ToneMapping::Mantiuk:
+        compat::tonemapByLuminance(*cv::createTonemapMantiuk(p[0], p[1], p[2]), p[2], source, mapped);
+        return true;
+    case ToneMapping::None: break;
+    }
+    return false;
+}
+
+} // namespace
+
+HostErrorCode tonemap(LibraryData data, KImage image, const char* method, KTensor parameters, KImage* result)
+{
+    if (!data || !image) return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+    const ColorSpace colorSpace = images.imageGetColorSpace(image);
+    const PixelType pixelType = images.imageGetPixelType(image);
+    const int64_t channels = images.imageGetChannels(image);
+    const auto given = realElements(data, parameters);
+    if (channels != 3 || colorSpace != ColorSpaceRGB || pixelType != PixelTypeReal32)
+        return StatusFunctionError;
+    const ToneMapping mapping = valueOf(toneMappings, method, ToneMapping::None);
+    if (mapping == ToneMapping::None || !given) return StatusFunctionError;
+    if (!given->empty()
+        && (given->size() != toneDefaults(mapping).size() || !acceptsToneParameters(mapping, *given)))
+        return StatusFunctionError;
+
+    cv::Mat source, mapped = resultMatrix();
+    if (!imageToMat(images, image, source, anyType) || source.dims != 2) return StatusFunctionError;
+    if (!map(mapping, parametersOf(mapping, *given), source, mapped)) return StatusFunctionError;
+    return returnImage(images, mapped, result);
+}
+
+} // namespace miravex

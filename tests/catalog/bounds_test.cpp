@@ -1,0 +1,100 @@
+#include "tests/support/catalog_values.h"
+#include "tests/support/host_check.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+namespace miravex::test {
+
+// Derived from the records: whatever they promise is true of the library.
+
+namespace {
+
+std::string inWords(const Values& values)
+{
+    std::vector<std::string> words;
+    for (const Value& value : values) words.push_back(describe(value));
+    return fmt::format("({})", fmt::join(words, ", "));
+}
+
+std::string textOf(const Operation& operation, const Probe& probe)
+{
+    return fmt::format("{}{}: {} {}", operation.name, inWords(probe.values), probe.argument, probe.text);
+}
+
+std::string messages(const std::vector<Refusal>& refusals)
+{
+    std::vector<std::string> texts;
+    for (const Refusal& refusal : refusals) texts.push_back(refusal.message());
+    return fmt::format("{}", fmt::join(texts, "; "));
+}
+
+bool names(const std::vector<Refusal>& refusals, std::string_view argument)
+{
+    return std::ranges::any_of(refusals,
+                               [&](const Refusal& refusal) { return refusal.argument == argument; });
+}
+
+/// Operations that work for minutes at their upper bounds, even on the smallest pictures: there the record
+/// alone is asked, and the library at the lower bounds and the defaults.
+bool worksForLong(const Operation& operation)
+{
+    return operation.name == "SuperResolution" || operation.name == "CalibrateDebevec";
+}
+
+class Bounds : public ::testing::TestWithParam<const Operation*> {
+protected:
+    const Operation& operation = *GetParam();
+};
+
+} // namespace
+
+TEST_P(Bounds, ValidValuesSucceed)
+{
+    if (!validValues(operation, 0)) GTEST_SKIP() << "the record alone gives no valid values";
+    const uint64_t seeds = worksForLong(operation) ? 1 : 8;
+    for (uint64_t seed = 0; seed < seeds; ++seed) {
+        const auto values = validValues(operation, seed);
+        ASSERT_TRUE(values) << "seed " << seed;
+        EXPECT_EQ(inWords(*values), inWords(*validValues(operation, seed))) << "not the same again";
+        const Outcome outcome = invoke(operation.name, *values);
+        // At the defaults it works. Elsewhere OpenCV may still refuse a choice (with an explanation); the
+        // library itself must have no objection that its record does not know.
+        EXPECT_TRUE(outcome.ok() || (seed > 0 && !outcome.openCvError.empty()))
+            << operation.name << inWords(*values) << ": " << outcome.openCvError;
+    }
+}
+
+TEST_P(Bounds, JustInsideIsAccepted)
+{
+    for (const Probe& probe : probesInside(operation)) {
+        const std::vector<Refusal> refusals = check(operation, probe.values);
+        // A constraint may know better about this picture; the bound itself must not object.
+        if (!refusals.empty()) {
+            EXPECT_TRUE(std::ranges::any_of(
+                operation.constraints,
+                [&](const Constraint& constraint) { return names(refusals, constraint.argument); }))
+                << textOf(operation, probe) << ": " << messages(refusals);
+            continue;
+        }
+        if (worksForLong(operation) && probe.text == "just inside the upper bound") continue;
+        const Outcome outcome = invoke(operation.name, probe.values);
+        EXPECT_TRUE(outcome.ok()) << textOf(operation, probe) << ": " << outcome.openCvError;
+    }
+}
+
+TEST_P(Bounds, JustOutsideIsRefusedByRecordAndLibrary)
+{
+    for (const Probe& probe : probesOutside(operation)) {
+        const std::vector<Refusal> refusals = check(operation, probe.values);
+        EXPECT_TRUE(names(refusals, probe.argument))
+            << textOf(operation, probe) << ": " << messages(refusals);
+        const Outcome outcome = invoke(operation.name, probe.values);
+        EXPECT_EQ(outcome.status, StatusFunctionError) << textOf(operation, probe);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Catalogue, Bounds, ::testing::ValuesIn(catalog()),
+                         [](const auto& info) { return std::string(info.param->name); });
+
+} // namespace miravex::test

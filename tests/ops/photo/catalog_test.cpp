@@ -1,0 +1,76 @@
+#include "tests/support/host_check.h"
+
+#include "tests/ops/photo/bracket.h"
+
+namespace miravex::test {
+
+namespace {
+
+/// What completes a call of any operation of this room.
+NamedValues inputs(const Operation& operation)
+{
+    const std::string name(operation.name);
+    if (name == "SuperResolution") return { { "film", std::string("film.avi") } };
+    if (name.starts_with("OpticalFlow"))
+        return { { "frames", sequenceOf({ noise(20, 24, CV_8U), noise(20, 24, CV_8U, 2) }) } };
+    if (name == "Tonemap") return { { "image", imageOf(noise(20, 24, CV_32FC3)) } };
+    if (argumentIndex(operation, "exposures") >= 0)
+        return { { "frames", sequenceOf(bracket(3)) }, { "exposures", bracketExposures(3) } };
+    if (argumentIndex(operation, "frames") >= 0)
+        return { { "frames",
+                   sequenceOf(
+                       { noise(30, 32, CV_8UC3), noise(30, 32, CV_8UC3, 2), noise(30, 32, CV_8UC3, 3) }) } };
+    return { { "image", imageOf(noise(30, 32, CV_8UC3)) } };
+}
+
+} // namespace
+
+TEST(PhotoCatalog, HasSeventeenOperationsThatWorkWithTheirDefaults)
+{
+    ASSERT_EQ(photoCatalog().size(), 17U);
+    for (const Operation& operation : photoCatalog()) {
+        EXPECT_NE(library().operation(operation.name), nullptr) << operation.name;
+        EXPECT_FALSE(operation.examples.empty()) << operation.name;
+        EXPECT_FALSE(operation.source.empty()) << operation.name;
+        const Values values = arguments(operation.name, inputs(operation));
+        for (const Refusal& refusal : check(operation, values))
+            ADD_FAILURE() << operation.name << ": " << refusal.message();
+        if (operation.name != "SuperResolution") succeed(operation.name, values);
+    }
+}
+
+TEST(PhotoCatalog, ObjectsToWhatTheLibraryRefuses)
+{
+    const auto objections = [](std::string_view name, NamedValues changed) {
+        const Operation& operation = record(name);
+        NamedValues given = inputs(operation);
+        for (auto& [argument, value] : changed) given[argument] = std::move(value);
+        const Values values = arguments(name, std::move(given));
+        expectRefused(name, values);
+        return check(operation, values).size();
+    };
+    const auto list = [](std::vector<double> values) {
+        return makeRealTensor({ static_cast<int64_t>(values.size()) }, values);
+    };
+    EXPECT_EQ(objections("FastNlMeansDenoising", { { "template_window", int64_t { 105 } } }), 1U);
+    EXPECT_EQ(objections("FastNlMeansDenoising", { { "search_window", int64_t { 22 } } }), 1U);
+    EXPECT_EQ(objections("FastNlMeansDenoising", { { "search_window", int64_t { 2903 } } }), 1U);
+    EXPECT_EQ(objections("FastNlMeansDenoisingMulti", { { "frame", int64_t { 1 } } }), 1U);
+    EXPECT_EQ(objections("FastNlMeansDenoisingMulti", { { "search_window", int64_t { 31 } } }), 1U);
+    EXPECT_EQ(objections("AlignMTB", { { "levels", int64_t { 5 } } }), 1U);
+    EXPECT_EQ(objections("AlignMTB", { { "excluded_range", int64_t { 33 } } }), 1U);
+    EXPECT_EQ(objections("CalibrateDebevec", { { "exposures", list({ 1, 2 }) } }), 1U);
+    EXPECT_EQ(objections("MergeDebevec", { { "response", makeRealTensor({ 767 }) } }), 1U);
+    EXPECT_EQ(objections("MergeDebevec", { { "exposures", list({ 1, 2, 0 }) } }), 1U);
+    EXPECT_EQ(objections("Tonemap", { { "parameters", list({ 1 }) } }), 1U);
+    EXPECT_EQ(objections("Tonemap", { { "parameters", list({ -1, 1, 1 }) } }), 1U);
+    EXPECT_EQ(objections("Tonemap", { { "method", std::string("durand") } }), 1U);
+    EXPECT_EQ(objections("OpticalFlowFarneback", { { "pyramid_scale", 1.0 } }), 1U);
+    EXPECT_EQ(objections("OpticalFlowFarneback",
+                         { { "use_initial_flow", true }, { "initial_flow", makeRealTensor({ 24, 20, 2 }) } }),
+              1U);
+    EXPECT_EQ(objections("OpticalFlowDualTVL1", { { "tau", 0.0 } }), 1U);
+    EXPECT_EQ(objections("Stylization", { { "range_sigma", 1.5 } }), 1U);
+}
+
+} // namespace miravex::test

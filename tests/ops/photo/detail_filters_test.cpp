@@ -1,0 +1,109 @@
+#include "tests/support/host_check.h"
+
+#include <opencv2/photo.hpp>
+
+#include <cmath>
+
+namespace miravex::test {
+
+// Expected values: OpenCV called directly with the stated arguments.
+
+namespace {
+
+/// Calls of the three operations with the same image and sigmas.
+std::vector<std::pair<std::string, Values>> calls(const ImagePointer& image, double spatial, double range)
+{
+    return { { "DetailEnhance", { image, spatial, range } },
+             { "EdgePreservingFilter", { image, "RECURS_FILTER", spatial, range } },
+             { "EdgePreservingFilter", { image, "NORMCONV_FILTER", spatial, range } },
+             { "Stylization", { image, spatial, range } } };
+}
+
+} // namespace
+
+TEST(DetailFilters, MatchOpenCv)
+{
+    for (const cv::Size size : { cv::Size(40, 30), cv::Size(1, 1), cv::Size(1, 9), cv::Size(9, 1) }) {
+        const cv::Mat picture = noise(size.height, size.width, CV_8UC3);
+        cv::Mat enhanced, stylized, recursive = picture.clone(), convolved = picture.clone();
+        cv::detailEnhance(picture, enhanced, 12.5F, 0.2F);
+        cv::stylization(picture, stylized, 12.5F, 0.2F);
+        cv::edgePreservingFilter(recursive, recursive, cv::RECURS_FILTER, 12.5F, 0.2F);
+        cv::edgePreservingFilter(convolved, convolved, cv::NORMCONV_FILTER, 12.5F, 0.2F);
+        const cv::Mat expected[] = { enhanced, recursive, convolved, stylized };
+        const cv::Mat* next = expected;
+        for (const auto& [operation, values] : calls(imageOf(picture), 12.5, 0.2)) {
+            const Outcome outcome = succeed(operation, values);
+            EXPECT_TRUE(sameBits(matrixOf(outcome.image()), *next++)) << operation << " " << size;
+            EXPECT_EQ(outcome.image().colorSpace, ColorSpaceUnspecified) << operation;
+        }
+    }
+}
+
+TEST(DetailFilters, IgnoreTheColourSpaceAndTheLayout)
+{
+    const cv::Mat picture = noise(12, 14, CV_8UC3);
+    for (std::size_t i = 0; i < 4; ++i) {
+        const auto [operation, values] = calls(imageOf(picture), 5, 0.3)[i];
+        const cv::Mat expected = matrixOf(succeed(operation, values).image());
+        for (const ImagePointer& image : { imageOf(picture, 7), planarImageOf(picture, ColorSpaceGray) })
+            EXPECT_TRUE(
+                sameBits(matrixOf(succeed(operation, calls(image, 5, 0.3)[i].second).image()), expected))
+                << operation;
+    }
+}
+
+TEST(DetailFilters, AcceptSigmasWithinTheirInclusiveBounds)
+{
+    const ImagePointer image = imageOf(noise(10, 12, CV_8UC3));
+    for (const auto& [spatial, range] : std::vector<std::pair<double, double>> {
+             { 200, 1 }, { 0, 0 }, { 0, 1 }, { 200, 0 }, { -0.0, -0.0 } })
+        for (const auto& [operation, values] : calls(image, spatial, range)) succeed(operation, values);
+}
+
+TEST(DetailFilters, CompareSigmasAsFloats)
+{
+    // The nearest floats are 200 and 1.
+    const ImagePointer image = imageOf(noise(10, 12, CV_8UC3));
+    for (const auto& [operation, values] : calls(image, 200.000001, 1.00000001)) succeed(operation, values);
+}
+
+TEST(DetailFilters, RefuseSigmasBeyondThem)
+{
+    const ImagePointer image = imageOf(noise(10, 12, CV_8UC3));
+    const double nan = std::nan(""), infinite = HUGE_VAL;
+    for (const auto& [spatial, range] : std::vector<std::pair<double, double>> { { 200.5, 0.5 },
+                                                                                 { 10, 1.01 },
+                                                                                 { -1, 0.5 },
+                                                                                 { 10, -0.1 },
+                                                                                 { nan, 0.5 },
+                                                                                 { 10, nan },
+                                                                                 { infinite, 0.5 },
+                                                                                 { 10, infinite } })
+        for (const auto& [operation, values] : calls(image, spatial, range)) expectRefused(operation, values);
+}
+
+TEST(DetailFilters, RefuseOtherImages)
+{
+    for (const ImagePointer& image :
+         { imageOf(noise(10, 12, CV_8U)), imageOf(noise(10, 12, CV_8UC4)), imageOf(noise(10, 12, CV_8UC2)),
+           imageOf(noise(10, 12, CV_32FC3)), imageOf(noise(10, 12, CV_64FC3)),
+           imageOf(noise(10, 12, CV_16UC3)), sequenceOf({ noise(10, 12, CV_8UC3) }), ImagePointer() })
+        for (const auto& [operation, values] : calls(image, 10, 0.2)) expectRefused(operation, values);
+}
+
+TEST(EdgePreservingFilter, KnowsItsFilters)
+{
+    const ImagePointer image = imageOf(noise(10, 12, CV_8UC3));
+    for (const char* filter : { "recurs_filter", "RECURS", "NORMCONV", "RECURS_FILTER ", "normconv_filter",
+                                "", "NORMCONV_FILTERS" })
+        expectRefused("EdgePreservingFilter", { image, filter, 10.0, 0.2 });
+}
+
+TEST(DetailFilters, SurviveFaults)
+{
+    for (const auto& [operation, values] : calls(planarImageOf(noise(10, 12, CV_8UC3)), 5, 0.3))
+        expectSurvivesFaults(operation, values);
+}
+
+} // namespace miravex::test

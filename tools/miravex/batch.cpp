@@ -1,0 +1,205 @@
+#include "catalog/catalog.h"
+#include "draw/draw.h"
+#include "files/files.h"
+#include "files/pictures.h"
+#include "files/progress.h"
+#include "files/tensors.h"
+#include "host/json_text.h"
+#include "tools/miravex/call.h"
+#include "tools/miravex/commands.h"
+#include "tools/miravex/interrupt.h"
+#include "tools/miravex/text.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <set>
+
+namespace miravex::cli {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// One file of a batch and where its result goes.
+struct Task {
+    std::string input;
+    std::string output;
+    std::string overlay; ///< empty unless overlays are wanted
+};
+
+struct Report {
+    std::vector<Task> done;
+    std::vector<std::pair<std::string, std::string>> failed; ///< file and reason
+    bool interrupted = false;
+};
+
+/// Folders stand for the pictures in them, in order of their names.
+std::vector<std::string> expanded(const std::vector<std::string>& words)
+{
+    std::vector<std::string> files;
+    for (const std::string& word : words) {
+        if (!fs::is_directory(word)) {
+            files.push_back(word);
+            continue;
+        }
+        std::vector<std::string> inside;
+        for (const fs::directory_entry& entry : fs::directory_iterator(word))
+            if (entry.is_regular_file() && isPictureExtension(extensionOf(entry.path())))
+                inside.push_back(entry.path().string());
+        std::ranges::sort(inside);
+        files.insert(files.end(), inside.begin(), inside.end());
+    }
+    return files;
+}
+
+/// The form of one result: as asked; else pictures keep their format where it can hold the result.
+std::string extensionFor(const CallWords& words, const Result& result, const std::string& input)
+{
+    if (!words.format.empty()) return words.extension();
+    if (!isPicture(result.kind)) return ".json";
+    if (result.kind == ResultKind::Sequence) return ".tiff";
+    const std::string extension = extensionOf(input);
+    return isPictureExtension(extension) && extension != ".avi" ? extension : ".png";
+}
+
+/// "photo.png", or "photo-2.png" where another file of the batch has that name already.
+std::string uniqueName(const std::string& stem, const std::string& extension, std::set<std::string>& taken)
+{
+    std::string name = stem + extension;
+    for (int i = 2; !taken.insert(name).second; ++i) name = fmt::format("{}-{}{}", stem, i, extension);
+    return name;
+}
+
+std::vector<Task> tasksOf(const CallWords& words, const Result& result)
+{
+    const bool drawn = !words.overlay.empty();
+    std::set<std::string> taken;
+    std::vector<Task> tasks;
+    for (const std::string& input : expanded(words.files)) {
+        const std::string stem = fs::path(input).stem().string();
+        Task task { input, "", "" };
+        task.output =
+            (fs::path(words.output) / uniqueName(stem, extensionFor(words, result, input), taken)).string();
+        if (drawn)
+            task.overlay = (fs::path(words.output) / uniqueName(stem + "-overlay", ".png", taken)).string();
+        tasks.push_back(std::move(task));
+    }
+    return tasks;
+}
+
+void checkBatch(const CallWords& words, const Result& result, const std::vector<Task>& tasks, bool force)
+{
+    const std::string operation = kebabCase(words.operation->name);
+    if (words.output.empty() || words.output == standardStream)
+        throw Failure(ExitStatus::Usage, "a batch needs a folder for its results: -o FOLDER");
+    if (tasks.empty()) throw Failure(ExitStatus::Usage, "a batch needs pictures, or folders that hold some");
+    if (!words.overlay.empty() && (isPicture(result.kind) || !canDraw(result.layout)))
+        throw Failure(ExitStatus::Usage,
+                      fmt::format("the result of {} can't be drawn with --overlay", operation));
+    for (const Task& task : tasks) {
+        const std::string extension = extensionOf(task.output);
+        if (isPicture(result.kind) ? !isPictureExtension(extension) : !isNumbersExtension(extension))
+            throw Failure(ExitStatus::Usage,
+                          fmt::format("cannot write the result of {} as \"{}\"", operation, extension));
+        if (!force && fs::exists(task.output))
+            throw Failure(ExitStatus::Usage,
+                          fmt::format("{} exists already; --force overwrites it", task.output));
+    }
+}
+
+void performTask(const Library& library, CallWords words, const Task& task, const Session& session)
+{
+    words.files = { task.input };
+    Notes notes;
+    const Performed performed = perform(library, words, notes);
+    writeResult(performed, task.output, extensionOf(task.output), session.settings.force, notes);
+    if (!task.overlay.empty()) writeOverlay(performed, words, task.overlay, session.settings.force, notes);
+}
+
+/// True when a picture is to blame for a refusal, so that another one may pass.
+bool concernsPicture(const Operation& operation, const Failure& failure)
+{
+    return std::ranges::any_of(failure.refusals(), [&](const Refusal& refusal) {
+        const int index = argumentIndex(operation, refusal.argument);
+        return index >= 0 && operation.arguments[static_cast<std::size_t>(index)].kind == Kind::Image;
+    });
+}
+
+Report performAll(const CallWords& words, const std::vector<Task>& tasks, const Session& session)
+{
+    const Library library;
+    const PoliteInterrupt interrupt;
+    Progress progress(kebabCase(words.operation->name), static_cast<int64_t>(tasks.size()));
+    Report report;
+    for (const Task& task : tasks) {
+        report.interrupted = interrupt.requested();
+        if (report.interrupted) break;
+        try {
+            performTask(library, words, task, session);
+            report.done.push_back(task);
+        } catch (const Failure& failure) {
+            // What the record refuses in the options, it refuses for every file.
+            const bool sameForAll =
+                failure.status() == ExitStatus::Usage && !concernsPicture(*words.operation, failure);
+            if (sameForAll && report.done.empty()) throw;
+            report.failed.emplace_back(task.input, failure.what());
+        }
+        progress.advance();
+    }
+    return report;
+}
+
+nlohmann::ordered_json jsonOf(const CallWords& words, const Report& report)
+{
+    nlohmann::ordered_json json { { "operation", kebabCase(words.operation->name) },
+                                  { "done", nlohmann::ordered_json::array() },
+                                  { "failed", nlohmann::ordered_json::array() } };
+    for (const Task& task : report.done)
+        json["done"].push_back({ { "file", task.input }, { "output", task.output } });
+    for (const auto& [file, reason] : report.failed)
+        json["failed"].push_back({ { "file", file }, { "error", reason } });
+    if (report.interrupted) json["interrupted"] = true;
+    return json;
+}
+
+void tellReport(const CallWords& words, const Report& report, std::size_t total, const Settings& settings)
+{
+    if (settings.json) {
+        fmt::print("{}\n", jsonText(jsonOf(words, report)));
+        return;
+    }
+    for (const auto& [file, reason] : report.failed) fmt::print(stderr, "miravex: {}: {}\n", file, reason);
+    if (settings.quiet && report.failed.empty()) return;
+    fmt::print(stderr, "miravex: {} of {} done, {} failed; results are in {}\n", report.done.size(), total,
+               report.failed.size(), words.output);
+}
+
+} // namespace
+
+ExitStatus runBatch(Session& session, std::vector<std::string> words)
+{
+    const auto name = firstPlainWord(words);
+    if (name == words.end())
+        throw Failure(
+            ExitStatus::Usage,
+            "usage: miravex batch OPERATION PICTURES... -o FOLDER [OPTIONS]; the options are those of "
+            "the operation");
+    const Operation& operation = operationNamed(*name);
+    words.erase(name);
+    const CallWords call = parseCall(operation, std::move(words), session.settings);
+    if (call.help) return helpOn(session, std::string(operation.name));
+    applyThreads(session.settings);
+
+    const Result& result = expectedResult(call);
+    const std::vector<Task> tasks = tasksOf(call, result);
+    checkBatch(call, result, tasks, session.settings.force);
+    fs::create_directories(call.output);
+    const Report report = performAll(call, tasks, session);
+    tellReport(call, report, tasks.size(), session.settings);
+    if (report.interrupted) return ExitStatus::Interrupted;
+    return report.failed.empty() ? ExitStatus::Done : ExitStatus::BatchPartlyFailed;
+}
+
+} // namespace miravex::cli
