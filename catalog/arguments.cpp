@@ -426,7 +426,7 @@ std::vector<Refusal> check(const Operation& operation, std::span<const Value> va
     for (const Constraint& constraint : operation.constraints)
         if (!constraint.holds(call))
             refusals.push_back({ std::string(constraint.argument), describe(call.value(constraint.argument)),
-                                 std::string(constraint.text), "" });
+                                 constraint.text.str(), "" });
     return refusals;
 }
 

@@ -87,16 +87,49 @@ std::size_t distance(std::string_view a, std::string_view b)
 
 } // namespace
 
+// The records that the rooms' lists name.
+#define MIRAVEX_ROOM(name, title)
+#define MIRAVEX_OPERATION(Name, function, ...) extern const Record function##Record;
+#include "ops/rooms.def"
+#undef MIRAVEX_ROOM
+#undef MIRAVEX_OPERATION
+
+namespace {
+
+constexpr Room allRooms[] = {
+#define MIRAVEX_ROOM(name, title) { #name, title },
+#define MIRAVEX_OPERATION(...)
+#include "ops/rooms.def"
+#undef MIRAVEX_ROOM
+#undef MIRAVEX_OPERATION
+};
+
+std::vector<Operation> listedOperations()
+{
+    std::vector<Operation> operations;
+    const Room* room = std::begin(allRooms) - 1;
+#define MIRAVEX_ROOM(name, title) ++room;
+#define MIRAVEX_OPERATION(Name, function, ...) operations.push_back({ function##Record, #Name, room });
+#include "ops/rooms.def"
+#undef MIRAVEX_ROOM
+#undef MIRAVEX_OPERATION
+    return operations;
+}
+
+} // namespace
+
+std::span<const Room> rooms() { return allRooms; }
+
 const std::vector<const Operation*>& catalog()
 {
-    static const std::vector<const Operation*> all = [] {
-        std::vector<const Operation*> records;
-        for (const auto room : { filtersCatalog(), photoCatalog(), featuresCatalog(), importopsCatalog() })
-            for (const Operation& operation : room) records.push_back(&operation);
-        std::ranges::sort(records, {}, [](const Operation* operation) { return essence(operation->name); });
-        return records;
+    static const std::vector<Operation> operations = listedOperations();
+    static const std::vector<const Operation*> ordered = [] {
+        std::vector<const Operation*> all;
+        for (const Operation& operation : operations) all.push_back(&operation);
+        std::ranges::sort(all, {}, [](const Operation* operation) { return essence(operation->name); });
+        return all;
     }();
-    return all;
+    return ordered;
 }
 
 const Operation* findOperation(std::string_view name)
@@ -135,17 +168,6 @@ int argumentIndex(const Operation& operation, std::string_view name)
 {
     const auto found = std::ranges::find(operation.arguments, name, &Argument::name);
     return found == operation.arguments.end() ? -1 : static_cast<int>(found - operation.arguments.begin());
-}
-
-std::string_view nameOf(Room room)
-{
-    switch (room) {
-    case Room::Filters: return "filters";
-    case Room::Photo: return "photo";
-    case Room::Features: return "features";
-    case Room::Importops: return "importops";
-    }
-    return "";
 }
 
 std::string_view nameOf(Kind kind)

@@ -10,11 +10,8 @@
 
 namespace miravex {
 
-/// The records of each room; defined in the room's catalog.cpp.
-std::span<const Operation> filtersCatalog();
-std::span<const Operation> photoCatalog();
-std::span<const Operation> featuresCatalog();
-std::span<const Operation> importopsCatalog();
+/// All rooms, in the order of ops/rooms.def.
+std::span<const Room> rooms();
 
 /// All records, ordered by name without regard to case.
 const std::vector<const Operation*>& catalog();
@@ -34,8 +31,7 @@ std::vector<std::string> closest(std::string_view word, std::span<const std::str
 /// Position of an argument by name, or -1.
 int argumentIndex(const Operation& operation, std::string_view name);
 
-/// The name of a room, a kind, a layout ("face-boxes"), a pixel type or a colour space, as people read it.
-std::string_view nameOf(Room room);
+/// The name of a kind, a layout ("face-boxes"), a pixel type or a colour space, as people read it.
 std::string_view nameOf(Kind kind);
 std::string_view nameOf(ResultKind kind);
 std::string_view nameOf(Layout layout);

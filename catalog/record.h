@@ -3,23 +3,51 @@
 #include "miravex/host_interface.h"
 
 #include <array>
+#include <concepts>
 #include <cstdint>
 #include <initializer_list>
 #include <limits>
 #include <span>
+#include <string>
 #include <string_view>
 #include <variant>
 
 /// The catalogue's vocabulary. One constexpr record per operation says everything that a host or a person
 /// needs to call it; help, argument checks, documentation, bindings, bounds tests and fuzzers all read it.
-/// A room's records stand in its catalog.cpp and are compiled into the embedded host, not into the library.
+/// A record stands beside its operation (ops/<room>/<operation>.record.cpp) and is compiled into the embedded
+/// host, not into the library.
 namespace miravex {
 
 class CallView;
 
 enum class Kind { Integer, Real, Boolean, String, Image, RealTensor, IntegerTensor, NumericArray };
 
-enum class Room { Filters, Photo, Features, Importops };
+/// A family of operations, as ops/rooms.def lists it.
+struct Room {
+    std::string_view name; ///< its folder in ops/
+    std::string_view title; ///< "Filters and geometric transforms"
+};
+
+/// A sentence with numbers: each {} in it stands for the next of them, so that prose follows the constants
+/// that the library goes by.
+///
+///     { "Kernels of more than {} elements are refused.", bounds::kernelTaps }
+class Text {
+public:
+    template <std::convertible_to<double>... Numbers>
+    constexpr Text(const char* words, Numbers... numbers)
+        : words_(words)
+        , numbers_ { static_cast<double>(numbers)... }
+    {
+    }
+
+    /// With its numbers: integers in full, powers of two from 2^20 on as such, and likewise 2^31 - 1.
+    [[nodiscard]] std::string str() const;
+
+private:
+    std::string_view words_;
+    std::array<double, 4> numbers_;
+};
 
 /// One end of a range of accepted values; an absent end is infinite.
 struct Bound {
@@ -107,6 +135,7 @@ struct Argument {
     std::span<const std::string_view> choices {};
     bool isPath = false; ///< a string that names a file to read
     bool mustBeOdd = false;
+    bool low32 = false; ///< the library looks at the low 32 bits alone (convert/integers.h)
     bool rewritten = false; ///< the library writes into this object
     bool isShared = false; ///< an array that the library hands back after the call
     std::string_view impliedBy = {}; ///< a flag that is set exactly when that optional argument is given
@@ -154,6 +183,10 @@ public:
     constexpr Argument odd() const
     {
         return with([](Argument& a) { a.mustBeOdd = true; });
+    }
+    constexpr Argument low32Bits() const
+    {
+        return with([](Argument& a) { a.low32 = true; });
     }
     constexpr Argument byDefault(Default value) const
     {
@@ -261,7 +294,10 @@ public:
     }
 };
 
-constexpr Argument argument(std::string_view name, Kind kind, std::string_view summary)
+/// How records say what an argument is.
+namespace records {
+
+constexpr Argument argumentOf(std::string_view name, Kind kind, std::string_view summary)
 {
     Argument made;
     made.name = name;
@@ -271,23 +307,23 @@ constexpr Argument argument(std::string_view name, Kind kind, std::string_view s
 }
 constexpr Argument integer(std::string_view name, std::string_view summary)
 {
-    return argument(name, Kind::Integer, summary);
+    return argumentOf(name, Kind::Integer, summary);
 }
 constexpr Argument real(std::string_view name, std::string_view summary)
 {
-    return argument(name, Kind::Real, summary);
+    return argumentOf(name, Kind::Real, summary);
 }
 constexpr Argument boolean(std::string_view name, std::string_view summary)
 {
-    return argument(name, Kind::Boolean, summary);
+    return argumentOf(name, Kind::Boolean, summary);
 }
 constexpr Argument text(std::string_view name, std::string_view summary)
 {
-    return argument(name, Kind::String, summary);
+    return argumentOf(name, Kind::String, summary);
 }
 constexpr Argument image(std::string_view name, std::string_view summary)
 {
-    return argument(name, Kind::Image, summary);
+    return argumentOf(name, Kind::Image, summary);
 }
 /// A 3D image whose slices are the frames.
 constexpr Argument sequence(std::string_view name, std::string_view summary)
@@ -296,16 +332,18 @@ constexpr Argument sequence(std::string_view name, std::string_view summary)
 }
 constexpr Argument reals(std::string_view name, std::string_view summary)
 {
-    return argument(name, Kind::RealTensor, summary);
+    return argumentOf(name, Kind::RealTensor, summary);
 }
 constexpr Argument integers(std::string_view name, std::string_view summary)
 {
-    return argument(name, Kind::IntegerTensor, summary);
+    return argumentOf(name, Kind::IntegerTensor, summary);
 }
 constexpr Argument array(std::string_view name, std::string_view summary)
 {
-    return argument(name, Kind::NumericArray, summary);
+    return argumentOf(name, Kind::NumericArray, summary);
 }
+
+} // namespace records
 
 enum class ResultKind { Image, Sequence, RealTensor, IntegerTensor, Real };
 
@@ -350,7 +388,7 @@ struct Result {
 /// A rule that ties several arguments together, or one argument to facts of a picture.
 struct Constraint {
     std::string_view argument; ///< the argument to blame
-    std::string_view text; ///< what is accepted, to be read after "expected"
+    Text text; ///< what is accepted, to be read after "expected"
     bool (*holds)(const CallView& call) = nullptr;
 };
 
@@ -361,17 +399,29 @@ struct Example {
     std::span<const std::string_view> words;
 };
 
-struct Operation {
-    std::string_view name; ///< exported as opencv_<name>
-    Room room;
+/// What is said of an operation beside its code.
+struct Record {
     std::string_view summary;
     std::span<const Argument> arguments;
     std::span<const Result> results; ///< the first whose condition holds is meant
     std::string_view source; ///< paper or formula of the method
     std::span<const Constraint> constraints = {};
-    std::span<const std::string_view> limits = {}; ///< refusals and oddities that a user may meet
+    std::span<const Text> limits = {}; ///< refusals and oddities that a user may meet
     std::span<const Example> examples = {};
     bool returnsOnWrongCount = false; ///< strings and shared arrays come back even when the count is wrong
 };
 
+/// A record with what the room's list says.
+struct Operation : Record {
+    std::string_view name; ///< exported as opencv_<name>
+    const Room* room = nullptr;
+};
+
 } // namespace miravex
+
+/// Defines the record of a function that its room's operations.def lists, in namespace miravex:
+///
+///     MIRAVEX_RECORD(dilation) { .summary = "Replaces every pixel by ...", ... };
+#define MIRAVEX_RECORD(function)                                                                             \
+    extern const Record function##Record;                                                                    \
+    constinit const Record function##Record

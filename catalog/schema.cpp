@@ -138,7 +138,7 @@ Json schemaOf(const Operation& operation)
                 { "export", fmt::format("opencv_{}", operation.name) },
                 { "command", kebabCase(operation.name) },
                 { "function", snakeCase(operation.name) },
-                { "room", nameOf(operation.room) },
+                { "room", operation.room->name },
                 { "summary", operation.summary },
                 { "source", operation.source } };
     json["arguments"] = Json::array();
@@ -148,8 +148,9 @@ Json schemaOf(const Operation& operation)
     json["constraints"] = Json::array();
     for (const Constraint& constraint : operation.constraints)
         json["constraints"].push_back(
-            { { "argument", constraint.argument }, { "expected", constraint.text } });
-    json["limits"] = std::vector<std::string_view>(operation.limits.begin(), operation.limits.end());
+            { { "argument", constraint.argument }, { "expected", constraint.text.str() } });
+    json["limits"] = nlohmann::ordered_json::array();
+    for (const Text& limit : operation.limits) json["limits"].push_back(limit.str());
     json["examples"] = Json::array();
     for (const Example& example : operation.examples)
         json["examples"].push_back(

@@ -19,6 +19,15 @@ namespace miravex {
 bool matToImage(const ImageServices& images, cv::Mat matrix, KImage* out, int requestedPixelType,
                 int colorSpace);
 
+/// The end of an operation whose result is an image of `matrix`: StatusOk with the image in *result, or
+/// StatusFunctionError. Of the matrix's own depth and without a colour space unless told otherwise.
+inline HostErrorCode returnImage(const ImageServices& images, const cv::Mat& matrix, KImage* result,
+                                 int requestedPixelType = anyType, int colorSpace = ColorSpaceUnspecified)
+{
+    return matToImage(images, matrix, result, requestedPixelType, colorSpace) ? StatusOk
+                                                                              : StatusFunctionError;
+}
+
 /// Pixel type that `requested` means for a matrix depth, or -1 when no image can be made of it.
 PixelType targetPixelType(int depth, int requested) noexcept;
 

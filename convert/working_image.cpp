@@ -1,6 +1,6 @@
 #include "convert/working_image.h"
 
-#include "convert/limits.h"
+#include "convert/bounds.h"
 
 #include <initializer_list>
 #include <limits>
@@ -19,7 +19,7 @@ bool isMatrixSize(int64_t size) { return size >= 0 && size <= std::numeric_limit
 /// OpenCV multiplies sizes without noticing when 64 bits are too few.
 bool isAddressable(std::initializer_list<int64_t> factors)
 {
-    return limits::product(factors) <= std::numeric_limits<int64_t>::max() / int64_t { sizeof(double) };
+    return bounds::product(factors) <= std::numeric_limits<int64_t>::max() / int64_t { sizeof(double) };
 }
 
 } // namespace

@@ -23,14 +23,14 @@ std::string page()
 {
     using namespace miravex;
     std::string text(head);
-    for (const Room room : { Room::Filters, Room::Photo, Room::Features, Room::Importops }) {
+    for (const Room& room : rooms()) {
         std::string section;
         for (const Operation* operation : catalog()) {
-            if (operation->room != room || operation->limits.empty()) continue;
+            if (operation->room != &room || operation->limits.empty()) continue;
             section += fmt::format("\n### {}\n\n", operation->name);
-            for (const std::string_view limit : operation->limits) section += fmt::format("- {}\n", limit);
+            for (const Text& limit : operation->limits) section += fmt::format("- {}\n", limit.str());
         }
-        if (!section.empty()) text += fmt::format("\n## {}\n{}", nameOf(room), section);
+        if (!section.empty()) text += fmt::format("\n## {}\n{}", room.title, section);
     }
     return text;
 }

@@ -16,12 +16,6 @@ from typing import Any, NamedTuple
 from miravex._miravex import Argument, Operation, catalog
 from miravex._signatures import argument_texts, is_required, parameter_name, result_type, sentence, shown, signature
 
-ROOMS = {
-    "filters": "Filters and geometric transforms",
-    "photo": "Computational photography",
-    "features": "Features, shapes and detection",
-    "importops": "Batch loading",
-}
 CELLS = {
     "integer": "integer",
     "real": "real",
@@ -354,10 +348,8 @@ def page(record: Operation, gallery: Path | None, output: Path) -> str:
 
 def index(records: tuple[Operation, ...]) -> str:
     lines = heading("Operations", "=")
-    for room, title in ROOMS.items():
-        chosen = [record for record in records if record.room == room]
-        if not chosen:
-            continue
+    for title in dict.fromkeys(record.room_title for record in records):
+        chosen = [record for record in records if record.room_title == title]
         lines += heading(title, "-")
         lines += [f"* :doc:`{record.function}`: {escaped(sentence(record.summary))}" for record in chosen]
         lines += ["", ".. toctree::", "   :hidden:", ""]

@@ -2,7 +2,7 @@
 
 #include "catalog/catalog.h"
 #include "convert/handover.h"
-#include "convert/limits.h"
+#include "ops/loading/bounds.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -184,13 +184,13 @@ std::vector<Refusal> check(const BatchOptions& options)
     std::vector<Refusal> refusals;
     for (const auto& [name, side] :
          { std::pair("height", options.height), std::pair("width", options.width) })
-        if (side < 1 || side > limits::slotSide)
+        if (side < 1 || side > bounds::slotSide)
             refusals.push_back({ name, std::to_string(side),
-                                 fmt::format("at least 1 and at most {}", limits::slotSide),
-                                 std::to_string(std::clamp<int64_t>(side, 1, limits::slotSide)) });
-    if (limits::product({ options.height, options.width, options.channels() }) > limits::resultSamples)
+                                 fmt::format("at least 1 and at most {}", bounds::slotSide),
+                                 std::to_string(std::clamp<int64_t>(side, 1, bounds::slotSide)) });
+    if (bounds::product({ options.height, options.width, options.channels() }) > bounds::resultSamples)
         refusals.push_back({ "size", fmt::format("{}x{}", options.width, options.height),
-                             fmt::format("at most {} samples a picture", limits::resultSamples), "" });
+                             fmt::format("at most {} samples a picture", bounds::resultSamples), "" });
     const auto& argument =
         operation().arguments[static_cast<std::size_t>(argumentIndex(operation(), "color_space"))];
     if (std::ranges::find(argument.choices, options.colorSpace) == argument.choices.end()) {

@@ -1,12 +1,18 @@
-#include "ops/features/features.h"
+#include "ops/features/operations.h"
 
-#include "convert/limits.h"
+#include "ops/features/bounds.h"
 #include "ops/features/keypoints.h"
 
 #include <algorithm>
 
 namespace miravex {
 
+/// Finds or describes keypoints by concentric rings of brightness comparisons; modes as akaze().
+///
+/// Threshold: at least 1; octaves: at least 0 (detection fails where a level would have no pixels); pattern
+/// scale: above 0. Descriptors of 64 bytes. Keypoints with numbers that are not finite or sizes beyond the
+/// diagonal are refused. Source: S. Leutenegger, M. Chli, R. Siegwart, "BRISK: binary robust invariant
+/// scalable keypoints", 2011.
 HostErrorCode brisk(LibraryData data, KImage image, HostBoolean useMask, KImage mask, const char* modeName,
                     int64_t threshold, int64_t octaves, double patternScale, KTensor keypointRows,
                     KTensor* result)
@@ -25,8 +31,8 @@ HostErrorCode brisk(LibraryData data, KImage image, HostBoolean useMask, KImage 
     // Each is cut where larger values give the same: bytes differ by 255 at most, and see limits.h.
     const auto detector =
         cv::BRISK::create(static_cast<int>(std::min<int64_t>(threshold, 255)),
-                          static_cast<int>(std::min(octaves, limits::halvings)),
-                          static_cast<float>(std::min(patternScale, limits::briskPatternScale)));
+                          static_cast<int>(std::min(octaves, bounds::halvings)),
+                          static_cast<float>(std::min(patternScale, bounds::briskPatternScale)));
     runDetector(*detector, mode, picture, allowed, keypoints, descriptors);
     return writeKeypointResult<std::uint8_t>(data, mode, keypoints, descriptors, size, result);
 }

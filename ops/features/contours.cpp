@@ -1,9 +1,9 @@
-#include "ops/features/features.h"
+#include "ops/features/operations.h"
 
 #include "convert/image_to_mat.h"
-#include "convert/opencv_compat.h"
 #include "convert/tensors.h"
-#include "ops/features/names.h"
+#include "ops/features/compat.h"
+#include "ops/features/option_names.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -98,6 +98,14 @@ bool readContour(LibraryData data, KTensor tensor, Contour& contour)
 
 } // namespace
 
+/// Traces the borders of the regions of nonzero pixels.
+///
+/// Image: 2D, one byte channel. Points are columns and rows counted from the bottom, both from 0. Without
+/// chainCode: the number of contours, their lengths, their points, then next, previous, first child and
+/// parent of each (indices from 0, -1 for none). With it: the number of contours, then for each -1 and its
+/// Freeman codes, the last of them from the first point to the last. "FloodFill" treats all nonzero pixels
+/// alike, as the other modes do. Source: S. Suzuki, K. Abe, "Topological structural analysis of digitized
+/// binary images by border following", 1985.
 HostErrorCode findContours(LibraryData data, KImage image, const char* modeName, const char* methodName,
                            HostBoolean chainCode, KTensor* result)
 {
@@ -124,6 +132,10 @@ HostErrorCode findContours(LibraryData data, KImage image, const char* modeName,
                      : writePoints(data, contours, hierarchy, result);
 }
 
+/// Compares two contours (n x 2 reals, rounded to integers with ties to even) by their Hu moments.
+///
+/// The result is 0 for equal shapes. Coordinates that no 32-bit integer holds are refused. Source: M.-K. Hu,
+/// "Visual pattern recognition by moment invariants", 1962.
 HostErrorCode matchShapes(LibraryData data, KTensor contour1, KTensor contour2, const char* methodName,
                           double* result)
 {

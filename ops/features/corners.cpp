@@ -1,6 +1,6 @@
-#include "ops/features/features.h"
+#include "ops/features/operations.h"
 
-#include "convert/opencv_compat.h"
+#include "ops/features/compat.h"
 #include "ops/features/keypoints.h"
 
 #include <algorithm>
@@ -20,6 +20,11 @@ int byteThreshold(int64_t threshold) { return static_cast<int>(std::min<int64_t>
 
 } // namespace
 
+/// Finds corners by the adaptive segment test on 9 of 16 pixels.
+///
+/// Image: 2D, one byte channel. Mask, when used: one channel of bits of the same size, nonzero where
+/// keypoints may lie. Threshold: at least 0, in grey levels. Result: n x 7. Source: E. Mair et al., "Adaptive
+/// and generic corner detection based on the accelerated segment test", 2010.
 HostErrorCode agast(LibraryData data, KImage image, HostBoolean useMask, KImage mask, int64_t threshold,
                     HostBoolean nonmaxSuppression, KTensor* result)
 {
@@ -36,6 +41,10 @@ HostErrorCode agast(LibraryData data, KImage image, HostBoolean useMask, KImage 
     return writeKeypointResult<double>(data, KeypointMode::Detect, keypoints, cv::Mat(), size, result);
 }
 
+/// Finds corners by the segment test on 9 of 16 pixels.
+///
+/// As agast(), but both sides must be at least 7, and a mask must be passed even when it is not used. Source:
+/// E. Rosten, T. Drummond, "Machine learning for high-speed corner detection", 2006.
 HostErrorCode fast(LibraryData data, KImage image, HostBoolean useMask, KImage mask, int64_t threshold,
                    HostBoolean nonmaxSuppression, KTensor* result)
 {

@@ -1,8 +1,8 @@
-#include "ops/features/features.h"
+#include "ops/features/operations.h"
 
-#include "convert/limits.h"
 #include "convert/tensors.h"
-#include "ops/features/names.h"
+#include "ops/features/bounds.h"
+#include "ops/features/option_names.h"
 
 #include <opencv2/features2d.hpp>
 
@@ -69,6 +69,14 @@ HostErrorCode writeMatches(LibraryData data, const Matches& matches, KTensor* re
 
 } // namespace
 
+/// Matches descriptors of one set with those of another: the k nearest ("Best Match") or all within a radius
+/// ("Radius Match").
+///
+/// Query: q x d, train: t x d, reals, compared as floats (which the Hamming matchers refuse). Parameter: k,
+/// from 1 to t, cut to an integer; or the largest distance. Mask, when used: q x t integers whose lowest byte
+/// is nonzero for allowed pairs. Result: q, the number of matches of each query, then the train indices from
+/// 1, best first. Descriptors without elements are refused, and so are more than bounds::matchedPairs pairs
+/// to keep (k q, or q t in a radius).
 HostErrorCode descriptorMatcher(LibraryData data, KTensor query, HostBoolean useMask, KTensor mask,
                                 KTensor train, const char* matcherName, const char* modeName,
                                 double parameter, KTensor* result)
@@ -87,8 +95,8 @@ HostErrorCode descriptorMatcher(LibraryData data, KTensor query, HostBoolean use
     if (best && !(parameter >= 1.0 && parameter <= static_cast<double>(known.count)))
         return StatusFunctionError;
     const int64_t perQuery = best ? static_cast<int64_t>(parameter) : known.count;
-    if (limits::product({ asked.count, perQuery }) > limits::matchedPairs) return StatusFunctionError;
-    if (limits::product({ asked.count, known.count, asked.length }) > limits::work)
+    if (bounds::product({ asked.count, perQuery }) > bounds::matchedPairs) return StatusFunctionError;
+    if (bounds::product({ asked.count, known.count, asked.length }) > bounds::work)
         return StatusFunctionError;
 
     cv::Mat queries, trained, allowed;

@@ -1,8 +1,8 @@
-#include "ops/features/features.h"
+#include "ops/features/operations.h"
 
-#include "convert/limits.h"
 #include "convert/tensors.h"
-#include "ops/features/names.h"
+#include "ops/features/bounds.h"
+#include "ops/features/option_names.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -37,7 +37,7 @@ bool makeSignature(LibraryData data, const Side& side, int64_t rows, int64_t dim
 {
     const auto weights = realElements(data, side.weights);
     if (!weights || !hasDimensions(data, side.weights, { rows })) return false;
-    if (limits::product({ rows, dimension + 1 }) > limits::resultSamples) return false;
+    if (bounds::product({ rows, dimension + 1 }) > bounds::resultSamples) return false;
     out.create(static_cast<int>(rows), static_cast<int>(dimension) + 1, CV_32F);
     if (!copyColumns(*weights, 1, 0, out)) return false;
     if (!side.points) return true;
@@ -47,8 +47,8 @@ bool makeSignature(LibraryData data, const Side& side, int64_t rows, int64_t dim
 
 bool transportFits(int64_t rows1, int64_t rows2)
 {
-    constexpr int64_t most = limits::transportSteps;
-    return rows1 <= most && rows2 <= most && limits::product({ rows1, rows2, rows1 + rows2 }) <= most;
+    constexpr int64_t most = bounds::transportSteps;
+    return rows1 <= most && rows2 <= most && bounds::product({ rows1, rows2, rows1 + rows2 }) <= most;
 }
 
 HostErrorCode writeFlow(LibraryData data, const cv::Mat& flow, int64_t rows, int64_t columns, KTensor* result)
@@ -107,6 +107,13 @@ HostErrorCode earthMoverWorker(LibraryData data, Side side1, Side side2, const s
 
 } // namespace
 
+/// The least cost per unit of mass that turns one weighted set of points into another.
+///
+/// Points: n x d; weights: a list of n; distance: "ManhattanDistance", "EuclideanDistance",
+/// "ChessboardDistance", or "Custom" with a cost of n1 x n2. The cost is empty, or of that size, for the
+/// named distances, which ignore it. Sizes with n1 n2 (n1 + n2) beyond bounds::transportSteps are refused.
+/// Source: Y. Rubner, C. Tomasi, L. Guibas, "The earth mover's distance as a metric for image retrieval",
+/// 2000.
 HostErrorCode earthMoverDistance(LibraryData data, KTensor points1, KTensor weights1, KTensor points2,
                                  KTensor weights2, const char* name, KTensor cost, double* result)
 {
@@ -117,6 +124,7 @@ HostErrorCode earthMoverDistance(LibraryData data, KTensor points1, KTensor weig
     return status;
 }
 
+/// The flow of mass, n1 x n2, that earthMoverDistance() is the cost of.
 HostErrorCode earthMoverDistanceFlowMatrix(LibraryData data, KTensor points1, KTensor weights1,
                                            KTensor points2, KTensor weights2, const char* name, KTensor cost,
                                            KTensor* result)
@@ -124,6 +132,7 @@ HostErrorCode earthMoverDistanceFlowMatrix(LibraryData data, KTensor points1, KT
     return earthMoverWorker(data, { points1, weights1 }, { points2, weights2 }, name, cost, result, nullptr);
 }
 
+/// The same for weights alone under a given cost of n1 x n2.
 HostErrorCode earthMoverDistanceWeightsFlowMatrix(LibraryData data, KTensor weights1, KTensor weights2,
                                                   KTensor cost, KTensor* result)
 {

@@ -1,7 +1,7 @@
-#include "ops/features/features.h"
+#include "ops/features/operations.h"
 
 #include "convert/image_to_mat.h"
-#include "convert/limits.h"
+#include "ops/features/bounds.h"
 #include "ops/features/face_boxes.h"
 #include "ops/features/keypoints.h"
 
@@ -32,7 +32,7 @@ bool searchFits(const cv::Mat& picture, cv::Size window, cv::Size smallest, cv::
 {
     const int64_t pixels = int64_t { picture.rows } * picture.cols;
     const double budget = static_cast<double>(
-        std::max(limits::cascadeSamples, limits::cascadeSamplesPerPixel * std::max<int64_t>(pixels, 1)));
+        std::max(bounds::cascadeSamples, bounds::cascadeSamplesPerPixel * std::max<int64_t>(pixels, 1)));
     if (largest.width == 0 || largest.height == 0) largest = picture.size(); // as OpenCV reads it
     const double most = std::min({ picture.cols / static_cast<double>(window.width),
                                    picture.rows / static_cast<double>(window.height),
@@ -41,7 +41,7 @@ bool searchFits(const cv::Mat& picture, cv::Size window, cv::Size smallest, cv::
     double samples = 0;
     int64_t steps = 0;
     for (double scale = 1; scale <= most; scale *= factor) {
-        if (++steps > limits::cascadeSteps) return false;
+        if (++steps > bounds::cascadeSteps) return false;
         if (window.width * scale + 1 < smallest.width || window.height * scale + 1 < smallest.height)
             continue;
         samples += static_cast<double>(pixels) / (scale * scale);
@@ -68,6 +68,15 @@ std::vector<Face> sortedFaces(const std::vector<cv::Rect>& boxes, const std::vec
 
 } // namespace
 
+/// Finds faces with a boosted cascade read from a file.
+///
+/// Image: 2D, one byte channel, both sides at least 2. Face sizes: at least 0, the largest not below the
+/// smallest. Scale factor: above 1. Equalize: 1 to equalise the histogram first. Target size: -1, or at least
+/// 1 to search the picture shrunk by the integer quotient of its smaller side by it. Result: n, n boxes
+/// (left, bottom, right, top) from the top of the picture down, then n counts of neighbours. Refused besides:
+/// a target size of 0, and scale factors so near to 1 that the sizes searched exceed bounds::cascadeSamples.
+/// The file must be trusted: OpenCV does not check its indices. Source: P. Viola, M. Jones, "Rapid object
+/// detection using a boosted cascade of simple features", 2001.
 HostErrorCode faceDetection(LibraryData data, KImage image, int64_t minWidth, int64_t minHeight,
                             int64_t maxWidth, int64_t maxHeight, const char* cascadePath,
                             int64_t minNeighbors, double scaleFactor, int64_t equalize, int64_t targetSize,

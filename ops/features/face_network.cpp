@@ -1,4 +1,4 @@
-#include "ops/features/features.h"
+#include "ops/features/operations.h"
 
 #include "convert/image_to_mat.h"
 #include "convert/opencv_compat.h"
@@ -74,6 +74,15 @@ bool readCandidate(const float* row, int64_t rows, int64_t columns, Face& face)
 
 } // namespace
 
+/// Finds faces with a single-shot detector network read from two Caffe files, with input "data" and output
+/// "detection_out" (four dimensions, the last of 7).
+///
+/// Image: 2D, 3 or 4 channels of bits, bytes or 32-bit reals (OpenCV refuses others), both sides at least 2.
+/// Threshold: 0 to 1; candidates of a higher confidence
+/// count. Size ratio: 1 to 4 times 300 pixels. Candidates that touch the left or top edge or reach the right
+/// one are dropped, and so are those whose corners no 32-bit integer holds; the bottom is not checked.
+/// Result: n, n boxes (left, bottom, right, top), then n confidences. Failures throw std::runtime_error.
+/// Source: W. Liu et al., "SSD: single shot multibox detector", 2016.
 HostErrorCode faceDetectionDnn(LibraryData data, KImage image, const char* descriptionPath,
                                const char* weightsPath, double confidenceThreshold,
                                int64_t useAlternativeMean, int64_t sizeRatio, KTensor* result)

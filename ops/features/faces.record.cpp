@@ -1,6 +1,5 @@
 #include "catalog/call_view.h"
-#include "convert/limits.h"
-#include "ops/features/catalog_groups.h"
+#include "ops/features/bounds.h"
 
 #include <algorithm>
 
@@ -8,6 +7,7 @@ namespace miravex {
 
 namespace {
 
+using namespace records;
 using Word = std::string_view;
 
 constexpr Result faceResults[] = {
@@ -49,7 +49,7 @@ constexpr Constraint cascadeConstraints[] = {
     { "target_size", "-1, or at least 1",
       [](const CallView& call) { return call.integer("target_size") != 0; } },
 };
-constexpr Word cascadeLimits[] = {
+constexpr Text cascadeLimits[] = {
     "A target size of 0 is refused.",
     "Scale factors are refused that are so near to 1 that all searched sizes together have more than 2^26 "
     "samples and more than 32 times the picture's: below 1.016 for large pictures, less for small ones.",
@@ -74,7 +74,7 @@ constexpr Argument networkArguments[] = {
     integer("alternative_mean", "not 0 to subtract 152.5 from every colour").byDefault(0),
     integer("size_ratio", "side of the network's input, in units of 300 pixels").from(1).to(4).byDefault(1),
 };
-constexpr Word networkLimits[] = {
+constexpr Text networkLimits[] = {
     "The network needs an input \"data\" and an output \"detection_out\" of four dimensions, the last of 7.",
     "Candidates that touch the left or the top edge or reach the right one are dropped, the bottom is not "
     "checked; so are those whose corners no 32-bit integer holds.",
@@ -83,29 +83,24 @@ constexpr Word networkWords[] = { "@portrait", "--description", "@face_network_p
                                   "@face_network_weights" };
 constexpr Example networkExamples[] = { { "The face of a portrait, by a network", networkWords } };
 
-constexpr Operation records[] = {
-    { .name = "FaceDetection",
-      .room = Room::Features,
-      .summary = "Finds faces with a boosted cascade",
-      .arguments = cascadeArguments,
-      .results = faceResults,
-      .source = "P. Viola, M. Jones, \"Rapid object detection using a boosted cascade of simple features\", "
-                "2001",
-      .constraints = cascadeConstraints,
-      .limits = cascadeLimits,
-      .examples = cascadeExamples },
-    { .name = "FaceDetectionDNN",
-      .room = Room::Features,
-      .summary = "Finds faces with a single-shot detector network",
-      .arguments = networkArguments,
-      .results = faceResults,
-      .source = "W. Liu et al., \"SSD: single shot multibox detector\", 2016",
-      .limits = networkLimits,
-      .examples = networkExamples },
-};
-
 } // namespace
 
-std::span<const Operation> faceRecords() { return records; }
+MIRAVEX_RECORD(faceDetection) {
+    .summary = "Finds faces with a boosted cascade",
+    .arguments = cascadeArguments,
+    .results = faceResults,
+    .source = "P. Viola, M. Jones, \"Rapid object detection using a boosted cascade of simple features\", "
+              "2001",
+    .constraints = cascadeConstraints,
+    .limits = cascadeLimits,
+    .examples = cascadeExamples
+};
+
+MIRAVEX_RECORD(faceDetectionDnn) { .summary = "Finds faces with a single-shot detector network",
+                                   .arguments = networkArguments,
+                                   .results = faceResults,
+                                   .source = "W. Liu et al., \"SSD: single shot multibox detector\", 2016",
+                                   .limits = networkLimits,
+                                   .examples = networkExamples };
 
 } // namespace miravex

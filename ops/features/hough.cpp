@@ -1,7 +1,7 @@
-#include "ops/features/features.h"
+#include "ops/features/operations.h"
 
 #include "convert/image_to_mat.h"
-#include "convert/limits.h"
+#include "ops/features/bounds.h"
 #include "ops/features/flat_result.h"
 #include "ops/features/keypoints.h"
 
@@ -32,8 +32,8 @@ bool accumulatorFits(int64_t rows, int64_t columns, double rho, double theta)
     const double distances = distanceRange(rows, columns) / rho + 2;
     const double angles = CV_PI / theta + 2;
     const double pixels = static_cast<double>(rows) * static_cast<double>(columns);
-    return distances * angles <= static_cast<double>(limits::houghCounters)
-        && pixels * angles <= static_cast<double>(limits::work);
+    return distances * angles <= static_cast<double>(bounds::houghCounters)
+        && pixels * angles <= static_cast<double>(bounds::work);
 }
 
 /// What keeps the multi-scale transform from reading and writing outside its tables: at least two steps of
@@ -41,7 +41,7 @@ bool accumulatorFits(int64_t rows, int64_t columns, double rho, double theta)
 bool multiScaleFits(int64_t rows, int64_t columns, double rho, double theta, double srn, double stn)
 {
     const double diagonal = std::hypot(static_cast<double>(rows), static_cast<double>(columns));
-    constexpr double most = static_cast<double>(limits::houghCounters);
+    constexpr double most = static_cast<double>(bounds::houghCounters);
     if (!(srn >= 0 && srn <= most && stn >= 0 && stn <= most)) return false;
     if (2 * rho > diagonal || theta > 2 * CV_PI) return false;
     const double distances = diagonal / rho;
@@ -50,7 +50,7 @@ bool multiScaleFits(int64_t rows, int64_t columns, double rho, double theta, dou
     if (distances * angles > most || 5 * angles * std::ceil(stn) > most || cell > most) return false;
     // At most one cell in a hundred is looked at again, with every pixel.
     const double pixels = static_cast<double>(rows) * static_cast<double>(columns);
-    return distances * angles / 100 * (cell + pixels * stn) <= static_cast<double>(limits::work);
+    return distances * angles / 100 * (cell + pixels * stn) <= static_cast<double>(bounds::work);
 }
 
 /// Both ends of every segment, one after the other.
@@ -132,6 +132,15 @@ HostErrorCode writeBorderLines(LibraryData data, const std::vector<cv::Vec2f>& l
 
 } // namespace
 
+/// Finds straight lines among the nonzero pixels.
+///
+/// Image: 2D, one channel of bits or bytes. Rho and theta: resolutions, above 0; srn and stn: their divisors
+/// in the multi-scale transform, 0 for the plain one, and a stn with a srn. "Equation" gives pairs rho, theta
+/// in the matrix frame; "Coordinates" gives x1, y1, x2, y2 on the picture's border, y counted from the bottom
+/// edge without half pixels, lines that cross it in other than two points leaving zeros at the end. Refused:
+/// accumulators and tables beyond bounds::houghCounters, and in the multi-scale transform negative divisors,
+/// a rho above half the diagonal or a theta above a whole turn, on which OpenCV crashes. Source: R. Duda, P.
+/// Hart, "Use of the Hough transformation to detect lines and curves in pictures", 1972.
 HostErrorCode houghLines(LibraryData data, KImage image, double rho, double theta, int64_t threshold,
                          double srn, double stn, const char* formName, KTensor* result)
 {
@@ -157,6 +166,12 @@ HostErrorCode houghLines(LibraryData data, KImage image, double rho, double thet
                                       : writeBorderLines(data, lines, rows, columns, result);
 }
 
+/// Finds line segments among the nonzero pixels by random sampling (with a fixed seed).
+///
+/// Image: as houghLines(). Result: x1, y1, x2, y2 per segment. Refused besides other resolutions than above
+/// 0: accumulators beyond bounds::houghCounters and a rho above 2 (rows + columns) + 1, on which OpenCV
+/// crashes. Source: J. Matas, C. Galambos, J. Kittler, "Robust detection of lines using the progressive
+/// probabilistic Hough transform", 2000.
 HostErrorCode houghLinesP(LibraryData data, KImage image, double rho, double theta, int64_t threshold,
                           double minLineLength, double maxLineGap, KTensor* result)
 {
@@ -182,6 +197,11 @@ HostErrorCode houghLinesP(LibraryData data, KImage image, double rho, double the
     return list.finish(result);
 }
 
+/// Finds circles by the gradients of their edges.
+///
+/// Image: 2D, one byte channel. dp, minDist, param1 (upper edge threshold), param2 (votes): above 0. Radii:
+/// at least 0, the smaller not above the larger unless one is 0. Result: x, y, radius per circle. Source: H.
+/// Yuen et al., "Comparative study of Hough transform methods for circle finding", 1990.
 HostErrorCode houghCircles(LibraryData data, KImage image, double dp, double minDist, double param1,
                            double param2, int64_t minRadius, int64_t maxRadius, KTensor* result)
 {
@@ -212,6 +232,10 @@ HostErrorCode houghCircles(LibraryData data, KImage image, double dp, double min
     return list.finish(result);
 }
 
+/// Finds line segments by growing regions of like gradient direction.
+///
+/// Image: as houghLines(). Result: x1, y1, x2, y2, width per segment. Source: R. Grompone von Gioi et al.,
+/// "LSD: a line segment detector", 2012.
 HostErrorCode lineSegmentDetector(LibraryData data, KImage image, KTensor* result)
 {
     if (!data || !image) return StatusFunctionError;

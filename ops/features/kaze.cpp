@@ -1,7 +1,7 @@
-#include "ops/features/features.h"
+#include "ops/features/operations.h"
 
-#include "convert/limits.h"
-#include "convert/opencv_compat.h"
+#include "ops/features/bounds.h"
+#include "ops/features/compat.h"
 #include "ops/features/keypoints.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace {
 
 constexpr int64_t mostLayers = 11;
 constexpr int64_t mostKazeOctaves = 15;
-constexpr int64_t mostAkazeOctaves = limits::halvings;
+constexpr int64_t mostAkazeOctaves = bounds::halvings;
 constexpr int64_t longestAkazeDescriptor = 486;
 
 /// Octaves of KAZE that can matter. Keypoints lie at least three sigma from every border, and an octave
@@ -30,17 +30,27 @@ int usefulKazeOctaves(int64_t octaves, PictureSize size)
 /// Samples of KAZE's scale space: ten pictures of full size per level.
 int64_t scaleSpaceSamples(PictureSize size, int octaves, int64_t layers)
 {
-    return limits::product({ size.rows, size.columns, octaves, layers, 10 });
+    return bounds::product({ size.rows, size.columns, octaves, layers, 10 });
 }
 
 bool hasShiftableOctaves(const std::vector<cv::KeyPoint>& keypoints)
 {
     return std::ranges::all_of(keypoints,
-                               [](const cv::KeyPoint& at) { return at.octave <= limits::shiftedOctave; });
+                               [](const cv::KeyPoint& at) { return at.octave <= bounds::shiftedOctave; });
 }
 
 } // namespace
 
+/// Finds ("detect") or describes ("compute") keypoints in an accelerated nonlinear scale space, or both
+/// ("detectAndCompute").
+///
+/// Image and mask: as agast(). Octaves: at least 1; layers: 1 to 11; descriptor size: 0 (all) to 486 bits,
+/// channels 1 to 3. Keypoints: n x 7 in the host's frame, inside the picture, read only by "compute". Result:
+/// n x 7, n x d or n x (7 + d). Besides what the checks name, binary descriptors of a size above 0 with one
+/// channel are refused, and those of size 0 with fewer than three where something is described (OpenCV writes
+/// beyond its memory for both); so are keypoints with numbers that are not finite, sizes beyond the diagonal
+/// or octaves above bounds::shiftedOctave. Source: P. Alcantarilla, J. Nuevo, A. Bartoli, "Fast explicit
+/// diffusion for accelerated features in nonlinear scale spaces", 2013.
 HostErrorCode akaze(LibraryData data, KImage image, HostBoolean useMask, KImage mask, const char* modeName,
                     double threshold, int64_t nOctaves, int64_t nOctaveLayers, const char* diffusivityName,
                     const char* descriptorName, int64_t descriptorSize, int64_t descriptorChannels,
@@ -80,6 +90,12 @@ HostErrorCode akaze(LibraryData data, KImage image, HostBoolean useMask, KImage 
                   : writeKeypointResult<float>(data, mode, keypoints, descriptors, size, result);
 }
 
+/// Finds or describes keypoints in a nonlinear scale space; modes as akaze().
+///
+/// Both sides at least 2. Octaves: 1 to 15, those that can't find anything in a picture of this size skipped
+/// (keypoints given with a class_id of theirs are refused); layers: 1 to 11. Descriptors of 64 or, extended,
+/// 128 floats. Scale spaces beyond bounds::scaleSpaceSamples are refused, and keypoints as in brisk().
+/// Source: P. Alcantarilla, A. Bartoli, A. Davison, "KAZE features", 2012.
 HostErrorCode kaze(LibraryData data, KImage image, HostBoolean useMask, KImage mask, const char* modeName,
                    double threshold, int64_t nOctaves, int64_t nOctaveLayers, const char* diffusivityName,
                    HostBoolean extended, HostBoolean upright, KTensor keypointRows, KTensor* result)
@@ -93,7 +109,7 @@ HostErrorCode kaze(LibraryData data, KImage image, HostBoolean useMask, KImage m
     const int diffusivity = valueOf(diffusivities, diffusivityName, unknownName);
     if (diffusivity == unknownName) return StatusFunctionError;
     const int octaves = usefulKazeOctaves(nOctaves, size);
-    if (scaleSpaceSamples(size, octaves, nOctaveLayers) > limits::scaleSpaceSamples)
+    if (scaleSpaceSamples(size, octaves, nOctaveLayers) > bounds::scaleSpaceSamples)
         return StatusFunctionError;
 
     cv::Mat picture, allowed, descriptors;

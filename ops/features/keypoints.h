@@ -1,7 +1,7 @@
 #pragma once
 
 #include "miravex/host_interface.h"
-#include "ops/features/names.h"
+#include "ops/features/option_names.h"
 
 #include <opencv2/core.hpp>
 #include <opencv2/features2d.hpp>

@@ -1,7 +1,6 @@
 #include "catalog/call_view.h"
-#include "convert/limits.h"
-#include "ops/features/catalog_groups.h"
-#include "ops/features/names.h"
+#include "ops/features/bounds.h"
+#include "ops/features/option_names.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,6 +9,7 @@ namespace miravex {
 
 namespace {
 
+using namespace records;
 using Word = std::string_view;
 
 // --- what all six share ---------------------------------------------------------------------------------
@@ -84,7 +84,7 @@ constexpr Constraint keypointsConstraint {
     [](const CallView& call) { return keypointsFit(call, anyOctave); }
 };
 
-constexpr Word keypointLimit =
+constexpr Text keypointLimit =
     "Keypoints to describe are refused when a number is not finite as a float or a size exceeds the "
     "picture's diagonal: OpenCV crashes on them.";
 
@@ -153,9 +153,9 @@ constexpr Constraint akazeConstraints[] = {
               || call.integer("descriptor_size") <= 162 * call.integer("descriptor_channels");
       } },
     { "keypoints", "positions inside the picture, sizes above 0 and up to its diagonal, octaves from 0 to 30",
-      [](const CallView& call) { return keypointsFit(call, static_cast<double>(limits::shiftedOctave)); } },
+      [](const CallView& call) { return keypointsFit(call, static_cast<double>(bounds::shiftedOctave)); } },
 };
-constexpr Word akazeLimits[] = {
+constexpr Text akazeLimits[] = {
     "Binary descriptors of a size above 0 with one channel are refused: OpenCV overflows its table of "
     "comparisons.",
     "Binary descriptors of size 0 with fewer than three channels are refused: OpenCV writes beyond them.",
@@ -183,7 +183,7 @@ constexpr Argument briskArguments[] = {
     keypointsArgument,
 };
 constexpr Constraint keypointsConstraints[] = { keypointsConstraint };
-constexpr Word briskLimits[] = { keypointLimit };
+constexpr Text briskLimits[] = { keypointLimit };
 constexpr Word briskWords[] = { "@graf1", "--threshold", "50" };
 constexpr Example briskExamples[] = { { "Keypoints of a wall with graffiti", briskWords } };
 
@@ -205,7 +205,7 @@ constexpr Argument kazeArguments[] = {
     boolean("upright", "descriptors that are not turned with the picture").byDefault(false),
     keypointsArgument,
 };
-constexpr Word kazeLimits[] = {
+constexpr Text kazeLimits[] = {
     "Scale spaces (rows x columns x octaves x layers x 10) of more than 2^31 samples are refused.",
     "Keypoints to describe are refused when their class_id names a level of a skipped octave.",
     keypointLimit,
@@ -261,7 +261,7 @@ bool pyramidFits(const CallView& call)
         const double scale = std::pow(factor, level);
         samples += (static_cast<double>(call.rows("image")) / scale + border)
             * (static_cast<double>(call.columns("image")) / scale + border);
-        if (samples > static_cast<double>(limits::resultSamples)) return false;
+        if (samples > static_cast<double>(bounds::resultSamples)) return false;
     }
     return true;
 }
@@ -270,7 +270,7 @@ constexpr Constraint orbConstraints[] = {
     { "n_levels", "few enough levels that the last still has pixels", hasPixelsAtTheTop },
     { "edge_threshold", "a margin with which all levels together have at most 2^30 samples", pyramidFits },
 };
-constexpr Word orbLimits[] = {
+constexpr Text orbLimits[] = {
     "The edge threshold is also the side of the described patch; OpenCV refuses patches of 0 and 1.",
     "Pyramids are refused that have a level without pixels, or with their margins more than 2^30 samples.",
     keypointLimit,
@@ -278,66 +278,61 @@ constexpr Word orbLimits[] = {
 constexpr Word orbWords[] = { "@building", "--n-features", "300" };
 constexpr Example orbExamples[] = { { "The 300 best keypoints of a building", orbWords } };
 
-constexpr Operation records[] = {
-    { .name = "Agast",
-      .room = Room::Features,
-      .summary = "Finds corners by the adaptive accelerated segment test",
-      .arguments = agastArguments,
-      .results = cornerResults,
-      .source = "E. Mair et al., \"Adaptive and generic corner detection based on the accelerated segment "
-                "test\", 2010",
-      .examples = agastExamples },
-    { .name = "Akaze",
-      .room = Room::Features,
-      .summary = "Finds and describes keypoints in an accelerated nonlinear scale space",
-      .arguments = akazeArguments,
-      .results = featureResults,
-      .source =
-          "P. Alcantarilla, J. Nuevo, A. Bartoli, \"Fast explicit diffusion for accelerated features in "
-          "nonlinear scale spaces\", 2013",
-      .constraints = akazeConstraints,
-      .limits = akazeLimits,
-      .examples = akazeExamples },
-    { .name = "Brisk",
-      .room = Room::Features,
-      .summary = "Finds and describes keypoints by rings of brightness comparisons",
-      .arguments = briskArguments,
-      .results = featureResults,
-      .source =
-          "S. Leutenegger, M. Chli, R. Siegwart, \"BRISK: binary robust invariant scalable keypoints\", "
-          "2011",
-      .constraints = keypointsConstraints,
-      .limits = briskLimits,
-      .examples = briskExamples },
-    { .name = "Fast",
-      .room = Room::Features,
-      .summary = "Finds corners by the segment test",
-      .arguments = fastArguments,
-      .results = cornerResults,
-      .source = "E. Rosten, T. Drummond, \"Machine learning for high-speed corner detection\", 2006",
-      .examples = fastExamples },
-    { .name = "Kaze",
-      .room = Room::Features,
-      .summary = "Finds and describes keypoints in a nonlinear scale space",
-      .arguments = kazeArguments,
-      .results = featureResults,
-      .source = "P. Alcantarilla, A. Bartoli, A. Davison, \"KAZE features\", 2012",
-      .constraints = keypointsConstraints,
-      .limits = kazeLimits,
-      .examples = kazeExamples },
-    { .name = "Orb",
-      .room = Room::Features,
-      .summary = "Finds and describes oriented corners by pairs of brightness comparisons",
-      .arguments = orbArguments,
-      .results = featureResults,
-      .source = "E. Rublee et al., \"ORB: an efficient alternative to SIFT or SURF\", 2011",
-      .constraints = orbConstraints,
-      .limits = orbLimits,
-      .examples = orbExamples },
-};
-
 } // namespace
 
-std::span<const Operation> keypointRecords() { return records; }
+MIRAVEX_RECORD(agast) {
+    .summary = "Finds corners by the adaptive accelerated segment test",
+    .arguments = agastArguments,
+    .results = cornerResults,
+    .source = "E. Mair et al., \"Adaptive and generic corner detection based on the accelerated segment "
+              "test\", 2010",
+    .examples = agastExamples
+};
+
+MIRAVEX_RECORD(akaze) {
+    .summary = "Finds and describes keypoints in an accelerated nonlinear scale space",
+    .arguments = akazeArguments,
+    .results = featureResults,
+    .source = "P. Alcantarilla, J. Nuevo, A. Bartoli, \"Fast explicit diffusion for accelerated features in "
+              "nonlinear scale spaces\", 2013",
+    .constraints = akazeConstraints,
+    .limits = akazeLimits,
+    .examples = akazeExamples
+};
+
+MIRAVEX_RECORD(brisk) {
+    .summary = "Finds and describes keypoints by rings of brightness comparisons",
+    .arguments = briskArguments,
+    .results = featureResults,
+    .source = "S. Leutenegger, M. Chli, R. Siegwart, \"BRISK: binary robust invariant scalable keypoints\", "
+              "2011",
+    .constraints = keypointsConstraints,
+    .limits = briskLimits,
+    .examples = briskExamples
+};
+
+MIRAVEX_RECORD(fast) {
+    .summary = "Finds corners by the segment test",
+    .arguments = fastArguments,
+    .results = cornerResults,
+    .source = "E. Rosten, T. Drummond, \"Machine learning for high-speed corner detection\", 2006",
+    .examples = fastExamples
+};
+
+MIRAVEX_RECORD(kaze) { .summary = "Finds and describes keypoints in a nonlinear scale space",
+                       .arguments = kazeArguments,
+                       .results = featureResults,
+                       .source = "P. Alcantarilla, A. Bartoli, A. Davison, \"KAZE features\", 2012",
+                       .constraints = keypointsConstraints,
+                       .limits = kazeLimits,
+                       .examples = kazeExamples };
+
+MIRAVEX_RECORD(orb) { .summary = "Finds and describes oriented corners by pairs of brightness comparisons",
+                      .arguments = orbArguments,
+                      .results = featureResults,
+                      .source = "E. Rublee et al., \"ORB: an efficient alternative to SIFT or SURF\", 2011",
+                      .constraints = orbConstraints,
+                      .limits = orbLimits,
+                      .examples = orbExamples };
 
 } // namespace miravex

@@ -1,7 +1,6 @@
 #include "catalog/call_view.h"
-#include "convert/limits.h"
-#include "ops/features/catalog_groups.h"
-#include "ops/features/names.h"
+#include "ops/features/bounds.h"
+#include "ops/features/option_names.h"
 
 #include <cmath>
 #include <numbers>
@@ -10,6 +9,7 @@ namespace miravex {
 
 namespace {
 
+using namespace records;
 using Word = std::string_view;
 
 constexpr double oneDegree = std::numbers::pi / 180;
@@ -36,13 +36,13 @@ bool accumulatorFits(const CallView& call)
 {
     const double distances = perimeter(call) / call.real("rho") + 2;
     const double angles = std::numbers::pi / call.real("theta") + 2;
-    return distances * angles <= static_cast<double>(limits::houghCounters)
-        && pixels(call) * angles <= static_cast<double>(limits::work);
+    return distances * angles <= static_cast<double>(bounds::houghCounters)
+        && pixels(call) * angles <= static_cast<double>(bounds::work);
 }
 
 constexpr Constraint accumulatorConstraint { "theta", "resolutions that need at most 2^28 counters",
                                              accumulatorFits };
-constexpr Word accumulatorLimit =
+constexpr Text accumulatorLimit =
     "Resolutions so fine that they need more than 2^28 counters are refused: 1 GiB, and hours of counting.";
 
 // --- Hough lines ----------------------------------------------------------------------------------------
@@ -68,12 +68,12 @@ double diagonal(const CallView& call)
 bool multiScaleFits(const CallView& call)
 {
     if (!isMultiScale(call)) return true;
-    constexpr double most = static_cast<double>(limits::houghCounters);
+    constexpr double most = static_cast<double>(bounds::houghCounters);
     const double cells = diagonal(call) / call.real("rho") * 2 * std::numbers::pi / call.real("theta");
     const double stn = std::ceil(call.real("stn"));
     const double cell = std::ceil(call.real("srn")) * stn;
     return cells <= most && 10 * std::numbers::pi / call.real("theta") * stn <= most && cell <= most
-        && cells / 100 * (cell + pixels(call) * stn) <= static_cast<double>(limits::work);
+        && cells / 100 * (cell + pixels(call) * stn) <= static_cast<double>(bounds::work);
 }
 constexpr Constraint linesConstraints[] = {
     { "stn", "a value other than 0 when srn is not 0",
@@ -98,7 +98,7 @@ constexpr Result linesResults[] = {
       Layout::PolarLines,
       { "form", "Equation" } },
 };
-constexpr Word linesLimits[] = {
+constexpr Text linesLimits[] = {
     accumulatorLimit,
     "The multi-scale transform refuses negative divisors, a rho above half the diagonal, a theta above a "
     "whole turn and tables of more than 2^28 entries: OpenCV crashes on them. It also refuses by itself some "
@@ -124,7 +124,7 @@ constexpr Constraint segmentsConstraints[] = {
 };
 constexpr Result segmentsResults[] = { { ResultKind::RealTensor, "flat x1, y1, x2, y2 per segment",
                                          Layout::Segments } };
-constexpr Word segmentsLimits[] = {
+constexpr Text segmentsLimits[] = {
     accumulatorLimit,
     "A rho above 2 (rows + columns) + 1 is refused: OpenCV counts outside its accumulator.",
 };
@@ -170,48 +170,47 @@ constexpr Result detectorResults[] = { { ResultKind::RealTensor, "flat x1, y1, x
 constexpr Word detectorWords[] = { "@building" };
 constexpr Example detectorExamples[] = { { "All straight edges of a building", detectorWords } };
 
-constexpr Operation records[] = {
-    { .name = "HoughCircles",
-      .room = Room::Features,
-      .summary = "Finds circles by the gradients of their edges",
-      .arguments = circlesArguments,
-      .results = circlesResults,
-      .source = "H. Yuen, J. Princen, J. Illingworth, J. Kittler, \"Comparative study of Hough transform "
-                "methods for circle finding\", 1990",
-      .constraints = circlesConstraints,
-      .examples = circlesExamples },
-    { .name = "HoughLines",
-      .room = Room::Features,
-      .summary = "Finds straight lines among the nonzero pixels",
-      .arguments = linesArguments,
-      .results = linesResults,
-      .source = "R. Duda, P. Hart, \"Use of the Hough transformation to detect lines and curves in "
-                "pictures\", 1972",
-      .constraints = linesConstraints,
-      .limits = linesLimits,
-      .examples = linesExamples },
-    { .name = "HoughLinesP",
-      .room = Room::Features,
-      .summary = "Finds line segments among the nonzero pixels by random sampling",
-      .arguments = segmentsArguments,
-      .results = segmentsResults,
-      .source = "J. Matas, C. Galambos, J. Kittler, \"Robust detection of lines using the progressive "
-                "probabilistic Hough transform\", 2000",
-      .constraints = segmentsConstraints,
-      .limits = segmentsLimits,
-      .examples = segmentsExamples },
-    { .name = "LineSegmentDetector",
-      .room = Room::Features,
-      .summary = "Finds line segments by growing regions of like gradients",
-      .arguments = detectorArguments,
-      .results = detectorResults,
-      .source = "R. Grompone von Gioi, J. Jakubowicz, J.-M. Morel, G. Randall, \"LSD: a line segment "
-                "detector\", 2012",
-      .examples = detectorExamples },
-};
-
 } // namespace
 
-std::span<const Operation> lineRecords() { return records; }
+MIRAVEX_RECORD(houghCircles) {
+    .summary = "Finds circles by the gradients of their edges",
+    .arguments = circlesArguments,
+    .results = circlesResults,
+    .source = "H. Yuen, J. Princen, J. Illingworth, J. Kittler, \"Comparative study of Hough transform "
+              "methods for circle finding\", 1990",
+    .constraints = circlesConstraints,
+    .examples = circlesExamples
+};
+
+MIRAVEX_RECORD(houghLines) {
+    .summary = "Finds straight lines among the nonzero pixels",
+    .arguments = linesArguments,
+    .results = linesResults,
+    .source = "R. Duda, P. Hart, \"Use of the Hough transformation to detect lines and curves in "
+              "pictures\", 1972",
+    .constraints = linesConstraints,
+    .limits = linesLimits,
+    .examples = linesExamples
+};
+
+MIRAVEX_RECORD(houghLinesP) {
+    .summary = "Finds line segments among the nonzero pixels by random sampling",
+    .arguments = segmentsArguments,
+    .results = segmentsResults,
+    .source = "J. Matas, C. Galambos, J. Kittler, \"Robust detection of lines using the progressive "
+              "probabilistic Hough transform\", 2000",
+    .constraints = segmentsConstraints,
+    .limits = segmentsLimits,
+    .examples = segmentsExamples
+};
+
+MIRAVEX_RECORD(lineSegmentDetector) {
+    .summary = "Finds line segments by growing regions of like gradients",
+    .arguments = detectorArguments,
+    .results = detectorResults,
+    .source = "R. Grompone von Gioi, J. Jakubowicz, J.-M. Morel, G. Randall, \"LSD: a line segment "
+              "detector\", 2012",
+    .examples = detectorExamples
+};
 
 } // namespace miravex

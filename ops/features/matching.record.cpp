@@ -1,7 +1,6 @@
 #include "catalog/call_view.h"
-#include "convert/limits.h"
-#include "ops/features/catalog_groups.h"
-#include "ops/features/names.h"
+#include "ops/features/bounds.h"
+#include "ops/features/option_names.h"
 
 #include <algorithm>
 #include <limits>
@@ -10,6 +9,7 @@ namespace miravex {
 
 namespace {
 
+using namespace records;
 using Word = std::string_view;
 
 // --- descriptors ----------------------------------------------------------------------------------------
@@ -57,7 +57,7 @@ constexpr Constraint matcherConstraints[] = {
           const double each =
               isBest(call) ? call.real("parameter") : static_cast<double>(call.dimension("train", 0));
           const double pairs = static_cast<double>(call.dimension("query", 0)) * each;
-          return !(pairs > static_cast<double>(limits::matchedPairs));
+          return !(pairs > static_cast<double>(bounds::matchedPairs));
       } },
 };
 constexpr Result matcherResults[] = {
@@ -65,7 +65,7 @@ constexpr Result matcherResults[] = {
       "flat: the number of queries, the number of matches of each, then their train rows from 1, best first",
       Layout::Matches },
 };
-constexpr Word matcherLimits[] = {
+constexpr Text matcherLimits[] = {
     "Descriptors are compared as 32-bit floats, which the Hamming matchers refuse.",
     "OpenCV refuses radii of at most 1.19e-7.",
     "More than 2^26 pairs to keep (k for each query, or every pair of a radius search) are refused, and "
@@ -114,7 +114,7 @@ bool transportFits(const CallView& call)
 {
     const int64_t rows1 = call.length("weights1");
     const int64_t rows2 = call.length("weights2");
-    return limits::product({ rows1, rows2, rows1 + rows2 }) <= limits::transportSteps;
+    return bounds::product({ rows1, rows2, rows1 + rows2 }) <= bounds::transportSteps;
 }
 constexpr Constraint firstMass { "weights1", "some mass above 0",
                                  [](const CallView& call) { return hasMass(call, "weights1"); } };
@@ -134,7 +134,7 @@ constexpr Constraint weightsConstraints[] = { firstMass, secondMass, sizeConstra
 constexpr Result distanceResults[] = { { ResultKind::Real, "the least cost per unit of mass" } };
 constexpr Result flowResults[] = { { ResultKind::RealTensor, "n1 x n2: the mass that moves from each to each",
                                      Layout::Transport } };
-constexpr Word transportLimits[] = {
+constexpr Text transportLimits[] = {
     "Sets of sizes n1 and n2 with n1 n2 (n1 + n2) above 2^36 are refused: they take minutes, and OpenCV "
     "crashes at 20,000 a side.",
 };
@@ -147,48 +147,47 @@ constexpr Example weightsExamples[] = { { "Which mass goes where at given costs"
 constexpr Word transportSource =
     "Y. Rubner, C. Tomasi, L. Guibas, \"The earth mover's distance as a metric for image retrieval\", 2000";
 
-constexpr Operation records[] = {
-    { .name = "DescriptorMatcher",
-      .room = Room::Features,
-      .summary = "Matches descriptors of one set with those of another",
-      .arguments = matcherArguments,
-      .results = matcherResults,
-      .source = "M. Muja, D. Lowe, \"Fast approximate nearest neighbors with automatic algorithm "
-                "configuration\", 2009 (FlannBased)",
-      .constraints = matcherConstraints,
-      .limits = matcherLimits,
-      .examples = matcherExamples },
-    { .name = "EarthMoverDistance",
-      .room = Room::Features,
-      .summary = "The least cost of turning one weighted set of points into another",
-      .arguments = distanceArguments,
-      .results = distanceResults,
-      .source = transportSource,
-      .constraints = distanceConstraints,
-      .limits = transportLimits,
-      .examples = distanceExamples },
-    { .name = "EarthMoverDistanceFlowMatrix",
-      .room = Room::Features,
-      .summary = "The flow of mass that turns one weighted set of points into another at the least cost",
-      .arguments = distanceArguments,
-      .results = flowResults,
-      .source = transportSource,
-      .constraints = distanceConstraints,
-      .limits = transportLimits,
-      .examples = flowExamples },
-    { .name = "EarthMoverDistanceWeightsFlowMatrix",
-      .room = Room::Features,
-      .summary = "The flow of mass between two lists of weights at the least of given costs",
-      .arguments = weightsArguments,
-      .results = flowResults,
-      .source = transportSource,
-      .constraints = weightsConstraints,
-      .limits = transportLimits,
-      .examples = weightsExamples },
-};
-
 } // namespace
 
-std::span<const Operation> matchingRecords() { return records; }
+MIRAVEX_RECORD(descriptorMatcher) {
+    .summary = "Matches descriptors of one set with those of another",
+    .arguments = matcherArguments,
+    .results = matcherResults,
+    .source = "M. Muja, D. Lowe, \"Fast approximate nearest neighbors with automatic algorithm "
+              "configuration\", 2009 (FlannBased)",
+    .constraints = matcherConstraints,
+    .limits = matcherLimits,
+    .examples = matcherExamples
+};
+
+MIRAVEX_RECORD(earthMoverDistance) {
+    .summary = "The least cost of turning one weighted set of points into another",
+    .arguments = distanceArguments,
+    .results = distanceResults,
+    .source = transportSource,
+    .constraints = distanceConstraints,
+    .limits = transportLimits,
+    .examples = distanceExamples
+};
+
+MIRAVEX_RECORD(earthMoverDistanceFlowMatrix) {
+    .summary = "The flow of mass that turns one weighted set of points into another at the least cost",
+    .arguments = distanceArguments,
+    .results = flowResults,
+    .source = transportSource,
+    .constraints = distanceConstraints,
+    .limits = transportLimits,
+    .examples = flowExamples
+};
+
+MIRAVEX_RECORD(earthMoverDistanceWeightsFlowMatrix) {
+    .summary = "The flow of mass between two lists of weights at the least of given costs",
+    .arguments = weightsArguments,
+    .results = flowResults,
+    .source = transportSource,
+    .constraints = weightsConstraints,
+    .limits = transportLimits,
+    .examples = weightsExamples
+};
 
 } // namespace miravex

@@ -1,8 +1,8 @@
-#include "ops/features/features.h"
+#include "ops/features/operations.h"
 
 #include "abi/host_objects.h"
 #include "convert/image_to_mat.h"
-#include "convert/limits.h"
+#include "ops/features/bounds.h"
 #include "ops/features/keypoints.h"
 
 #include <algorithm>
@@ -55,6 +55,16 @@ HostErrorCode writeRectangles(LibraryData data, const std::vector<cv::Rect>& box
 
 } // namespace
 
+/// Finds regions that stay stable while a threshold runs through the grey levels (or, of colours, while
+/// similar neighbours merge).
+///
+/// Image: 2D, 1, 3 or 4 byte channels, both sides at least 2 (OpenCV wants 3); one colour has no regions.
+/// Areas, variation and margin: at least 0; diversity: above 0; area threshold: above 1; evolution: 1 to
+/// bounds::mserEvolution; edge blur: odd, at most bounds::mserEdgeBlur. "Rectangle" gives n x 5: number from
+/// 1, left, top, right, bottom, with y from the bottom edge and no half pixel. "LabelMatrix" gives rows x
+/// columns, top row first: the number of the last region at each pixel, 0 for none. Source: J. Matas et al.,
+/// "Robust wide baseline stereo from maximally stable extremal regions", 2002; P.-E. Forssen, "Maximally
+/// stable colour regions", 2007.
 HostErrorCode mserDetect(LibraryData data, KImage image, int64_t delta, int64_t minArea, int64_t maxArea,
                          double maxVariation, double minDiversity, int64_t maxEvolution, double areaThreshold,
                          double minMargin, int64_t edgeBlurSize, const char* formName, KTensor* result)
@@ -73,7 +83,7 @@ HostErrorCode mserDetect(LibraryData data, KImage image, int64_t delta, int64_t 
     if (maxArea < 0 || minArea < 0 || minMargin < 0 || maxVariation < 0) return StatusFunctionError;
     if (edgeBlurSize < 0 || edgeBlurSize % 2 == 0 || !(areaThreshold > 1.0)) return StatusFunctionError;
     if (maxEvolution < 1 || !(minDiversity > 0)) return StatusFunctionError;
-    if (maxEvolution > limits::mserEvolution || edgeBlurSize > limits::mserEdgeBlur)
+    if (maxEvolution > bounds::mserEvolution || edgeBlurSize > bounds::mserEdgeBlur)
         return StatusFunctionError;
 
     cv::Mat picture;

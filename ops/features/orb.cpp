@@ -1,7 +1,7 @@
-#include "ops/features/features.h"
+#include "ops/features/operations.h"
 
-#include "convert/limits.h"
-#include "convert/opencv_compat.h"
+#include "ops/features/bounds.h"
+#include "ops/features/compat.h"
 #include "ops/features/keypoints.h"
 
 #include <algorithm>
@@ -28,18 +28,18 @@ int64_t pyramidLevels(KeypointMode mode, int64_t nLevels, const std::vector<cv::
 }
 
 /// True when every level has pixels (OpenCV can't make empty ones) and all of them, each in a border a little
-/// wider than the edge threshold, fit limits::resultSamples.
+/// wider than the edge threshold, fit bounds::resultSamples.
 bool pyramidFits(PictureSize size, int64_t levels, float factor, int64_t edgeThreshold)
 {
-    const int64_t border = 2 * (std::min(edgeThreshold, limits::resultSamples) + 16);
+    const int64_t border = 2 * (std::min(edgeThreshold, bounds::resultSamples) + 16);
     int64_t samples = 0;
     for (int64_t level = 0; level < levels; ++level) {
         const double shrink = std::pow(static_cast<double>(factor), static_cast<double>(level));
         const int64_t rows = std::llrint(static_cast<double>(size.rows) / shrink);
         const int64_t columns = std::llrint(static_cast<double>(size.columns) / shrink);
         if (rows < 1 || columns < 1) return false;
-        const int64_t padded = limits::product({ rows + border, columns + border });
-        if (padded > limits::resultSamples - samples) return false;
+        const int64_t padded = bounds::product({ rows + border, columns + border });
+        if (padded > bounds::resultSamples - samples) return false;
         samples += padded;
     }
     return true;
@@ -49,12 +49,19 @@ bool pyramidFits(PictureSize size, int64_t levels, float factor, int64_t edgeThr
 /// but the memory that OpenCV sets aside for them.
 int featureCount(int64_t nFeatures, PictureSize size, int64_t levels)
 {
-    const int64_t corners = limits::product({ size.rows / 2 + 1, size.columns / 2 + 1, levels });
+    const int64_t corners = bounds::product({ size.rows / 2 + 1, size.columns / 2 + 1, levels });
     return saturated(std::min(nFeatures, corners));
 }
 
 } // namespace
 
+/// Finds or describes oriented corners by pairs of brightness comparisons; modes as akaze().
+///
+/// Features: at least 0; scale factor above 1; levels: at least 1; edge threshold: at least 0, and also the
+/// side of the described patch (OpenCV refuses less than 2); WTA_K: 2 to 4. Descriptors of 32 bytes. Refused:
+/// pyramids with a level without pixels or beyond bounds::resultSamples in all, with a border of the edge
+/// threshold around each level, and keypoints as in brisk(). Source: E. Rublee et al., "ORB: an efficient
+/// alternative to SIFT or SURF", 2011.
 HostErrorCode orb(LibraryData data, KImage image, HostBoolean useMask, KImage mask, const char* modeName,
                   int64_t fastThreshold, int64_t nFeatures, double scaleFactor, int64_t nLevels,
                   int64_t edgeThreshold, int64_t wtaK, const char* scoreName, KTensor keypointRows,

@@ -1,7 +1,6 @@
 #include "catalog/call_view.h"
-#include "convert/limits.h"
-#include "ops/features/catalog_groups.h"
-#include "ops/features/names.h"
+#include "ops/features/bounds.h"
+#include "ops/features/option_names.h"
 
 #include <algorithm>
 
@@ -9,6 +8,7 @@ namespace miravex {
 
 namespace {
 
+using namespace records;
 using Word = std::string_view;
 
 // --- MSER -----------------------------------------------------------------------------------------------
@@ -27,14 +27,14 @@ constexpr Argument mserArguments[] = {
     real("min_diversity", "how much nested regions must differ").above(0).byDefault(0.2),
     integer("max_evolution", "steps of the merging of colours")
         .from(1)
-        .to(limits::mserEvolution)
+        .to(bounds::mserEvolution)
         .byDefault(200),
     real("area_threshold", "growth of the area that starts a colour region anew").above(1).byDefault(1.01),
     real("min_margin", "least contrast of a colour region").from(0).byDefault(0.003),
     integer("edge_blur_size", "side of the blur of colour edges")
         .in("pixels")
         .from(1)
-        .to(limits::mserEdgeBlur)
+        .to(bounds::mserEdgeBlur)
         .odd()
         .byDefault(5),
     text("form", "bounding rectangles, or a table with the number of the region at each pixel")
@@ -51,7 +51,7 @@ constexpr Result mserResults[] = {
       Layout::Labels,
       { "form", "LabelMatrix" } },
 };
-constexpr Word mserLimits[] = {
+constexpr Text mserLimits[] = {
     "Evolutions of more than 100,000,000 steps are refused, of which each colour picture takes every one.",
     "A picture of one colour has no regions; OpenCV itself would call the whole of a small one a region.",
     "Edge blurs of more than 9999 pixels are refused.",
@@ -86,7 +86,7 @@ constexpr Result contoursResults[] = {
       Layout::ChainCodes,
       { "chain_code", "true" } },
 };
-constexpr Word contoursLimits[] = {
+constexpr Text contoursLimits[] = {
     "\"FloodFill\" treats all nonzero pixels alike; OpenCV itself takes that mode only of 32-bit labels, "
     "which the library makes.",
 };
@@ -116,7 +116,7 @@ constexpr Argument shapesArguments[] = {
         .byDefault("I1"),
 };
 constexpr Result shapesResults[] = { { ResultKind::Real, "0 for equal shapes, more for others" } };
-constexpr Word shapesLimits[] = {
+constexpr Text shapesLimits[] = {
     "Coordinates that no 32-bit integer holds are refused.",
     "OpenCV answers the largest double when only one of the contours has an area.",
 };
@@ -125,37 +125,33 @@ constexpr Word unlikeWords[] = { "--contour1", "0,0;40,0;40,20;0,20", "--contour
 constexpr Example shapesExamples[] = { { "A rectangle and the same, turned", shapesWords },
                                        { "A rectangle and a triangle", unlikeWords } };
 
-constexpr Operation records[] = {
-    { .name = "FindContours",
-      .room = Room::Features,
-      .summary = "Traces the borders of regions of nonzero pixels",
-      .arguments = contoursArguments,
-      .results = contoursResults,
-      .source = "S. Suzuki, K. Abe, \"Topological structural analysis of digitized binary images by border "
-                "following\", 1985",
-      .limits = contoursLimits,
-      .examples = contoursExamples },
-    { .name = "MatchShapes",
-      .room = Room::Features,
-      .summary = "Compares two contours whatever their place, size and turn",
-      .arguments = shapesArguments,
-      .results = shapesResults,
-      .source = "M.-K. Hu, \"Visual pattern recognition by moment invariants\", 1962",
-      .limits = shapesLimits,
-      .examples = shapesExamples },
-    { .name = "MserDetect",
-      .room = Room::Features,
-      .summary = "Finds regions that stay stable while a threshold moves",
-      .arguments = mserArguments,
-      .results = mserResults,
-      .source = "J. Matas et al., \"Robust wide baseline stereo from maximally stable extremal regions\", "
-                "2002; P.-E. Forssen, \"Maximally stable colour regions for recognition and matching\", 2007",
-      .limits = mserLimits,
-      .examples = mserExamples },
-};
-
 } // namespace
 
-std::span<const Operation> shapeRecords() { return records; }
+MIRAVEX_RECORD(findContours) {
+    .summary = "Traces the borders of regions of nonzero pixels",
+    .arguments = contoursArguments,
+    .results = contoursResults,
+    .source = "S. Suzuki, K. Abe, \"Topological structural analysis of digitized binary images by border "
+              "following\", 1985",
+    .limits = contoursLimits,
+    .examples = contoursExamples
+};
+
+MIRAVEX_RECORD(matchShapes) { .summary = "Compares two contours whatever their place, size and turn",
+                              .arguments = shapesArguments,
+                              .results = shapesResults,
+                              .source = "M.-K. Hu, \"Visual pattern recognition by moment invariants\", 1962",
+                              .limits = shapesLimits,
+                              .examples = shapesExamples };
+
+MIRAVEX_RECORD(mserDetect) {
+    .summary = "Finds regions that stay stable while a threshold moves",
+    .arguments = mserArguments,
+    .results = mserResults,
+    .source = "J. Matas et al., \"Robust wide baseline stereo from maximally stable extremal regions\", "
+              "2002; P.-E. Forssen, \"Maximally stable colour regions for recognition and matching\", 2007",
+    .limits = mserLimits,
+    .examples = mserExamples
+};
 
 } // namespace miravex

@@ -1,11 +1,11 @@
-#include "ops/filters/filters.h"
+#include "ops/filters/operations.h"
 
 #include "abi/host_objects.h"
 #include "abi/library_state.h"
-#include "convert/limits.h"
+#include "ops/filters/bounds.h"
 #include "ops/filters/flat_image.h"
 #include "ops/filters/local_statistics.h"
-#include "ops/filters/named_methods.h"
+#include "ops/filters/option_names.h"
 
 namespace miravex {
 
@@ -28,6 +28,15 @@ void askHost(HostCompareReals compare, const cv::Mat& differences, double thresh
 
 } // namespace
 
+/// Sets the pixels whose value, less c0 local means and c1 local standard deviations, passes the host's
+/// comparison 7 with c2; (c0, c1, c2) are the coefficients.
+///
+/// Image: 2D, 1 channel of any type, taken as reals by the host's rules; the result is a bit image. Radius:
+/// the window has 2 radius + 1 pixels a side, at least 1, and its margin at most bounds::marginSamples
+/// samples. Padding: any known name, "Constant" with `paddingValue`; with it and "Periodic" only the mean
+/// sees the padding, and the deviation reflections at the edge. The host compares once per pixel, row by row.
+/// Refused before the library is initialised. Source: J. Sauvola, M. Pietikainen, "Adaptive document image
+/// binarization", 2000, for thresholds of this kind.
 HostErrorCode localAdaptiveBinarize(LibraryData data, KImage image, int64_t radius, KTensor coefficients,
                                     const char* padding, double paddingValue, KImage* result)
 {
@@ -57,7 +66,7 @@ HostErrorCode localAdaptiveBinarize(LibraryData data, KImage image, int64_t radi
     if (border == unknownPadding || reach < 1) return StatusFunctionError;
     if (meanWeight != 0 || deviationWeight != 0) {
         const int64_t around = 2 * int64_t { reach };
-        if (limits::marginOf(rows, columns, 1, around, around) > limits::marginSamples)
+        if (bounds::marginOf(rows, columns, 1, around, around) > bounds::marginSamples)
             return StatusFunctionError;
         const LocalWindow window { reach, border, paddingValue };
         const PixelType pixelType = images.imageGetPixelType(image);

@@ -1,8 +1,8 @@
-#include "ops/filters/filters.h"
+#include "ops/filters/operations.h"
 
 #include "convert/mat_to_image.h"
 #include "ops/filters/flat_image.h"
-#include "ops/filters/named_methods.h"
+#include "ops/filters/option_names.h"
 
 #include <opencv2/imgproc.hpp>
 #include <opencv2/photo.hpp>
@@ -32,6 +32,11 @@ bool decolor(LibraryData data, KImage image, Decolored& out)
 
 } // namespace
 
+/// Makes a picture of red, green and blue from a mosaic with one colour per pixel.
+///
+/// Image: 2D, 1 byte channel, ColorSpaceGray. Pattern: the colours of the top left 2 x 2 pixels, "RGGB",
+/// "GBRG", "GRBG" or "BGGR". The result has 3 byte channels and ColorSpaceUnspecified; it is black for
+/// mosaics of fewer than 3 rows or columns. Source: B. Bayer, US patent 3971065, 1976.
 HostErrorCode imageDemosaic(LibraryData data, KImage image, const char* pattern, KImage* result)
 {
     if (!data || !image) return StatusFunctionError;
@@ -48,6 +53,11 @@ HostErrorCode imageDemosaic(LibraryData data, KImage image, const char* pattern,
                                                                               : StatusFunctionError;
 }
 
+/// Contrast-preserving decolorization: decolor gives the gray picture, colorBoost the picture with its
+/// colours boosted by it.
+///
+/// Image: 2D, 3 byte channels, ColorSpaceRGB. The results are bytes with ColorSpaceUnspecified. Source:
+/// C. Lu, L. Xu, J. Jia, "Contrast preserving decolorization", 2012.
 HostErrorCode colorBoost(LibraryData data, KImage image, KImage* result)
 {
     Decolored pictures;

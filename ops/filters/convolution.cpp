@@ -1,10 +1,10 @@
-#include "ops/filters/filters.h"
+#include "ops/filters/operations.h"
 
-#include "convert/limits.h"
 #include "convert/mat_to_image.h"
-#include "convert/opencv_compat.h"
+#include "ops/filters/bounds.h"
+#include "ops/filters/compat.h"
 #include "ops/filters/flat_image.h"
-#include "ops/filters/named_methods.h"
+#include "ops/filters/option_names.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -29,11 +29,11 @@ bool kernelsFit(const cv::Mat& matrix, std::span<double> horizontal, std::span<d
 {
     const auto across = static_cast<int64_t>(horizontal.size());
     const auto down = static_cast<int64_t>(vertical.size());
-    if (std::min(across, down) < 1 || std::max(across, down) > limits::kernelTaps) return false;
-    if (limits::product({ matrix.rows, matrix.cols, matrix.channels(), across + down }) > limits::work)
+    if (std::min(across, down) < 1 || std::max(across, down) > bounds::kernelTaps) return false;
+    if (bounds::product({ matrix.rows, matrix.cols, matrix.channels(), across + down }) > bounds::work)
         return false;
-    return limits::marginOf(matrix.rows, matrix.cols, matrix.channels(), down, across)
-        <= limits::marginSamples;
+    return bounds::marginOf(matrix.rows, matrix.cols, matrix.channels(), down, across)
+        <= bounds::marginSamples;
 }
 
 /// Surrounds a picture so that every one of its pixels has a kernel's worth of neighbours. The odd row or
@@ -49,6 +49,13 @@ void surround(cv::Mat& matrix, cv::Size kernel, int border, double value)
 
 } // namespace
 
+/// Convolves with a separable kernel: `horizontal` along the rows, `vertical` along the columns.
+///
+/// Image: 2D; the result has its size and colour space and is real (double) for a real image, real32 for any
+/// other. Kernels: lists of 1 to bounds::kernelTaps reals, the centre of n taps at n / 2 of the reversed
+/// kernel. Both are reversed in place, also when the call fails later; one tensor given for both is thus
+/// reversed twice, stays as it was, and correlates. Padding: any known name; "None" is zero fill. Kernels
+/// whose work passes bounds::work or whose margin passes bounds::marginSamples are refused.
 HostErrorCode imageConvolve(LibraryData data, KImage image, KTensor horizontal, KTensor vertical,
                             const char* padding, KImage* result)
 {
@@ -80,6 +87,14 @@ HostErrorCode imageConvolve(LibraryData data, KImage image, KTensor horizontal, 
         : StatusFunctionError;
 }
 
+/// Compares a kernel image with the picture around every pixel.
+///
+/// Image and kernel: 2D, 1 channel, both byte or both real32, the kernel no larger than the image. Distance:
+/// "SquaredEuclideanDistance" and "Dot" (sums of squared differences and of products, of bytes as if between
+/// 0 and 1), "CosineDistance" and "CorrelationDistance" (1 less the normalised product, without and with
+/// means). Padding: any known name, "Constant" with `paddingValue`; the result has the image's size. "None":
+/// only positions inside, (rows - kernel rows + 1) x (columns - kernel columns + 1). The result is real32
+/// with ColorSpaceUnspecified. Source: J. Lewis, "Fast normalized cross-correlation", 1995.
 HostErrorCode imageCorrelate(LibraryData data, KImage image, KImage kernel, const char* distance,
                              const char* padding, double paddingValue, KImage* result)
 {

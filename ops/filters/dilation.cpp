@@ -1,4 +1,4 @@
-#include "ops/filters/filters.h"
+#include "ops/filters/operations.h"
 
 #include "convert/mat_to_image.h"
 #include "ops/filters/flat_image.h"
@@ -9,6 +9,11 @@
 
 namespace miravex {
 
+/// Replaces every pixel by the maximum over the (2 radius + 1)-sided square around it, channel by channel;
+/// nothing is assumed beyond the edge.
+///
+/// Image: 2D, its type and colour space kept. Radius: at least 1 pixel; beyond the picture's sides it makes
+/// no difference. Source: J. Serra, "Image analysis and mathematical morphology", 1982.
 HostErrorCode dilation(LibraryData data, KImage image, int64_t radius, KImage* result)
 {
     if (!data || !image) return StatusFunctionError;

@@ -1,10 +1,10 @@
-#include "ops/filters/filters.h"
+#include "ops/filters/operations.h"
 
 #include "convert/mat_to_image.h"
 #include "convert/matrix_memory.h"
 #include "ops/filters/flat_image.h"
 #include "ops/filters/log_polar_tables.h"
-#include "ops/filters/named_methods.h"
+#include "ops/filters/option_names.h"
 #include "ops/filters/remap.h"
 
 #include <cmath>
@@ -53,6 +53,13 @@ bool fitsFloat(double value) { return !(std::abs(value) > double { std::numeric_
 
 } // namespace
 
+/// Resamples a picture to log-polar form or back with cv::logPolar.
+///
+/// Image: 2D, at most 4 channels; the result has its size and ColorSpaceUnspecified (bit images become
+/// bytes). Centre: {x, y} in OpenCV's coordinates, y downward, or the empty list for the middle. Magnitude:
+/// above 0, and like the centre within single precision. Interpolation: any known name. `fillOutliers` makes
+/// what comes from outside the picture 0; without it the picture's own pixel stays in its place (0 in the
+/// inverse). Source: E. Schwartz, "Spatial mapping in the primate sensory projection", 1977.
 HostErrorCode logPolarCV(LibraryData data, KImage image, KTensor centre, double magnitude,
                          const char* interpolation, HostBoolean fillOutliers, HostBoolean inverse,
                          KImage* result)
@@ -74,6 +81,11 @@ HostErrorCode logPolarCV(LibraryData data, KImage image, KTensor centre, double 
     return matToImage(images, polar, result, anyType, ColorSpaceUnspecified) ? StatusOk : StatusFunctionError;
 }
 
+/// The same in the host's coordinates, with an angle origin, a scale and a padding of its own: columns are
+/// angles, rows logarithms of radii from 0 at the bottom, radius = exp(height / magnitude) - 1.
+///
+/// As logPolarCV, but for: centre with y upward from the bottom edge; padding of any known name (OpenCV
+/// refuses "None" where something lies outside), color of exactly 3 components.
 HostErrorCode logPolarRemap(LibraryData data, KImage image, KTensor centre, double magnitude,
                             const char* interpolation, const char* padding, KTensor color,
                             HostBoolean inverse, KImage* result)

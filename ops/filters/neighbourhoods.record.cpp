@@ -1,8 +1,7 @@
-#include "ops/filters/catalog_groups.h"
 
 #include "catalog/call_view.h"
-#include "convert/limits.h"
-#include "ops/filters/named_methods.h"
+#include "ops/filters/bounds.h"
+#include "ops/filters/option_names.h"
 
 #include <algorithm>
 
@@ -10,6 +9,7 @@ namespace miravex {
 
 namespace {
 
+using namespace records;
 using Word = std::string_view;
 
 constexpr Argument paddingArgument(Word usual)
@@ -38,7 +38,7 @@ constexpr Argument convolveArguments[] = {
         .rewrittenInPlace(),
     paddingArgument("Reflected"),
 };
-bool tapsFit(const CallView& call, Word kernel) { return call.length(kernel) <= limits::kernelTaps; }
+bool tapsFit(const CallView& call, Word kernel) { return call.length(kernel) <= bounds::kernelTaps; }
 constexpr Constraint convolveConstraints[] = {
     { "horizontal", "at most 32768 elements",
       [](const CallView& call) { return tapsFit(call, "horizontal"); } },
@@ -48,14 +48,14 @@ constexpr Constraint convolveConstraints[] = {
           const int64_t rows = call.rows("image"), columns = call.columns("image");
           const int64_t channels = call.channels("image");
           const int64_t across = call.length("horizontal"), down = call.length("vertical");
-          return limits::product({ rows, columns, channels, across + down }) <= limits::work
-              && limits::marginOf(rows, columns, channels, down, across) <= limits::marginSamples;
+          return bounds::product({ rows, columns, channels, across + down }) <= bounds::work
+              && bounds::marginOf(rows, columns, channels, down, across) <= bounds::marginSamples;
       } },
 };
 constexpr Result convolveResults[] = {
     { ResultKind::Image, "same size and colour space, real for a real picture, otherwise real32" }
 };
-constexpr Word convolveLimits[] = {
+constexpr Text convolveLimits[] = {
     "Kernels of more than 32768 elements are refused: OpenCV takes forever over them.",
     "Kernels are refused that read a margin of more than 2^28 samples or take more than 2^42 products.",
     "One tensor given as both kernels is reversed twice, stays as it was, and correlates.",
@@ -114,7 +114,7 @@ constexpr Argument dilationArguments[] = {
 };
 constexpr Constraint dilationConstraints[] = { integerRadius };
 constexpr Result dilationResults[] = { { ResultKind::Image, "same size, pixel type and colour space" } };
-constexpr Word dilationLimits[] = { "A radius beyond the picture's sides has the effect of those sides." };
+constexpr Text dilationLimits[] = { "A radius beyond the picture's sides has the effect of those sides." };
 constexpr Word dilationWords[] = { "@photo", "--radius", "4" };
 constexpr Example dilationExamples[] = { { "A photo with its bright parts spread", dilationWords } };
 
@@ -141,13 +141,13 @@ constexpr Constraint padConstraints[] = {
           const auto cut = [&](Word name) { return int64_t { static_cast<int>(call.integer(name)) }; };
           const int64_t top = cut("top"), bottom = cut("bottom"), left = cut("left"), right = cut("right");
           return std::min({ top, bottom, left, right }) >= 0
-              && limits::padsTo(call.rows("image"), call.columns("image"), call.channels("image"),
+              && bounds::padsTo(call.rows("image"), call.columns("image"), call.channels("image"),
                                 top + bottom, left + right);
       } },
 };
 constexpr Result padResults[] = { { ResultKind::Image,
                                     "with its margins, same pixel type and colour space" } };
-constexpr Word padLimits[] = {
+constexpr Text padLimits[] = {
     "Margins that add more than 2^30 samples are refused, and so are sides of more than 2^31 - 1 pixels."
 };
 constexpr Word padWords[] = { "@photo", "--top",   "60",  "--bottom",  "60",       "--left",
@@ -178,12 +178,12 @@ constexpr Constraint binarizeConstraints[] = {
           const auto weights = call.reals("coefficients");
           const int64_t around = 2 * int64_t { static_cast<int>(call.integer("radius")) };
           return (weights[0] == 0 && weights[1] == 0)
-              || limits::marginOf(call.rows("image"), call.columns("image"), 1, around, around)
-              <= limits::marginSamples;
+              || bounds::marginOf(call.rows("image"), call.columns("image"), 1, around, around)
+              <= bounds::marginSamples;
       } },
 };
 constexpr Result binarizeResults[] = { { ResultKind::Image, "same size, bits, colour space unspecified" } };
-constexpr Word binarizeLimits[] = {
+constexpr Text binarizeLimits[] = {
     "Windows that read a margin of more than 2^28 samples are refused.",
     "With the paddings \"Constant\" and \"Periodic\" the mean sees the padding, the deviation reflections.",
 };
@@ -194,55 +194,51 @@ constexpr Example binarizeExamples[] = {
     { "The same page, by mean and deviation", darkWords },
 };
 
-constexpr Operation operations[] = {
-    { .name = "ImageConvolve",
-      .room = Room::Filters,
-      .summary = "Convolves a picture with a separable kernel",
-      .arguments = convolveArguments,
-      .results = convolveResults,
-      .source = "the sum over i, j of horizontal(i) vertical(j) image(x - i, y - j)",
-      .constraints = convolveConstraints,
-      .limits = convolveLimits,
-      .examples = convolveExamples },
-    { .name = "ImageCorrelate",
-      .room = Room::Filters,
-      .summary = "Compares a small picture with every place of a larger one",
-      .arguments = correlateArguments,
-      .results = correlateResults,
-      .source = "J. Lewis, \"Fast normalized cross-correlation\", 1995",
-      .constraints = correlateConstraints,
-      .examples = correlateExamples },
-    { .name = "Dilation",
-      .room = Room::Filters,
-      .summary = "Replaces every pixel by the maximum of a square around it",
-      .arguments = dilationArguments,
-      .results = dilationResults,
-      .source = "J. Serra, \"Image analysis and mathematical morphology\", 1982",
-      .constraints = dilationConstraints,
-      .limits = dilationLimits,
-      .examples = dilationExamples },
-    { .name = "ImagePad",
-      .room = Room::Filters,
-      .summary = "Adds rows and columns around a picture",
-      .arguments = padArguments,
-      .results = padResults,
-      .source = "copies of the edge, of reflections, of the picture itself, or one colour",
-      .constraints = padConstraints,
-      .limits = padLimits,
-      .examples = padExamples },
-    { .name = "LocalAdaptiveBinarize",
-      .room = Room::Filters,
-      .summary = "Separates dark from light by the mean and deviation of each pixel's neighbourhood",
-      .arguments = binarizeArguments,
-      .results = binarizeResults,
-      .source = "J. Sauvola, M. Pietikainen, \"Adaptive document image binarization\", 2000",
-      .constraints = binarizeConstraints,
-      .limits = binarizeLimits,
-      .examples = binarizeExamples },
-};
-
 } // namespace
 
-std::span<const Operation> neighbourhoodRecords() { return operations; }
+MIRAVEX_RECORD(imageConvolve) {
+    .summary = "Convolves a picture with a separable kernel",
+    .arguments = convolveArguments,
+    .results = convolveResults,
+    .source = "the sum over i, j of horizontal(i) vertical(j) image(x - i, y - j)",
+    .constraints = convolveConstraints,
+    .limits = convolveLimits,
+    .examples = convolveExamples
+};
+
+MIRAVEX_RECORD(imageCorrelate) { .summary = "Compares a small picture with every place of a larger one",
+                                 .arguments = correlateArguments,
+                                 .results = correlateResults,
+                                 .source = "J. Lewis, \"Fast normalized cross-correlation\", 1995",
+                                 .constraints = correlateConstraints,
+                                 .examples = correlateExamples };
+
+MIRAVEX_RECORD(dilation) { .summary = "Replaces every pixel by the maximum of a square around it",
+                           .arguments = dilationArguments,
+                           .results = dilationResults,
+                           .source = "J. Serra, \"Image analysis and mathematical morphology\", 1982",
+                           .constraints = dilationConstraints,
+                           .limits = dilationLimits,
+                           .examples = dilationExamples };
+
+MIRAVEX_RECORD(imagePad) {
+    .summary = "Adds rows and columns around a picture",
+    .arguments = padArguments,
+    .results = padResults,
+    .source = "copies of the edge, of reflections, of the picture itself, or one colour",
+    .constraints = padConstraints,
+    .limits = padLimits,
+    .examples = padExamples
+};
+
+MIRAVEX_RECORD(localAdaptiveBinarize) {
+    .summary = "Separates dark from light by the mean and deviation of each pixel's neighbourhood",
+    .arguments = binarizeArguments,
+    .results = binarizeResults,
+    .source = "J. Sauvola, M. Pietikainen, \"Adaptive document image binarization\", 2000",
+    .constraints = binarizeConstraints,
+    .limits = binarizeLimits,
+    .examples = binarizeExamples
+};
 
 } // namespace miravex

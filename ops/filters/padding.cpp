@@ -1,16 +1,21 @@
-#include "ops/filters/filters.h"
+#include "ops/filters/operations.h"
 
-#include "convert/limits.h"
 #include "convert/mat_to_image.h"
-#include "convert/opencv_compat.h"
+#include "ops/filters/bounds.h"
+#include "ops/filters/compat.h"
 #include "ops/filters/flat_image.h"
-#include "ops/filters/named_methods.h"
+#include "ops/filters/option_names.h"
 
 #include <algorithm>
 #include <string_view>
 
 namespace miravex {
 
+/// Grows an image by so many rows and columns on each side.
+///
+/// Image: 2D, 1 to 4 channels, its type and colour space kept. Margins: at least 0 pixels; together they may
+/// add bounds::resultSamples at most. Padding: any known name; "Constant" takes one value per channel in the
+/// units of the samples, which are looked at for no other padding; "None" is zero fill.
 HostErrorCode imagePad(LibraryData data, KImage image, int64_t top, int64_t bottom, int64_t left,
                        int64_t right, const char* padding, KTensor values, KImage* result)
 {
@@ -40,7 +45,7 @@ HostErrorCode imagePad(LibraryData data, KImage image, int64_t top, int64_t bott
     const int above = static_cast<int>(top), below = static_cast<int>(bottom);
     const int before = static_cast<int>(left), behind = static_cast<int>(right);
     if (std::min({ above, below, before, behind }) < 0) return StatusFunctionError;
-    if (!limits::padsTo(matrix.rows, matrix.cols, channels, int64_t { above } + below,
+    if (!bounds::padsTo(matrix.rows, matrix.cols, channels, int64_t { above } + below,
                         int64_t { before } + behind))
         return StatusFunctionError;
     compat::copyMakeBorder(matrix, above, below, before, behind, border, fill);

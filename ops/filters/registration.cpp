@@ -1,4 +1,4 @@
-#include "ops/filters/filters.h"
+#include "ops/filters/operations.h"
 
 #include "abi/host_objects.h"
 #include "ops/filters/flat_image.h"
@@ -24,6 +24,12 @@ bool windowOver(LibraryData data, KTensor tensor, int64_t rows, int64_t columns,
 
 } // namespace
 
+/// Measures by how much the second image is shifted against the first, in pixels, as a tensor {x, y} with y
+/// upward.
+///
+/// Images: 2D, 1 channel, of the same size, both real32 or both real. Window: rows x columns weights, or the
+/// empty list for none; OpenCV takes one with real images only. Source: C. Kuglin, D. Hines, "The phase
+/// correlation image alignment method", 1975.
 HostErrorCode phaseCorrelate(LibraryData data, KImage first, KImage second, KTensor window, KTensor* result)
 {
     if (!data || !first || !second || !window) return StatusFunctionError;

@@ -1,11 +1,11 @@
-#include "ops/filters/filters.h"
+#include "ops/filters/operations.h"
 
 #include "convert/image_to_mat.h"
-#include "convert/limits.h"
 #include "convert/mat_to_image.h"
 #include "convert/matrix_memory.h"
-#include "convert/opencv_compat.h"
-#include "ops/filters/named_methods.h"
+#include "ops/filters/bounds.h"
+#include "ops/filters/compat.h"
+#include "ops/filters/option_names.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -43,12 +43,17 @@ int64_t meanShiftWork(const ImageServices& images, KImage image, double spatialR
         return spatialRadius < static_cast<double>(side) ? 2 * static_cast<int64_t>(spatialRadius) + 1 : side;
     };
     const int64_t window =
-        limits::product({ std::min(reach(rows), rows), std::min(reach(columns), columns) });
-    return limits::product({ rows, columns, window, std::clamp<int64_t>(iterations, 1, 100) });
+        bounds::product({ std::min(reach(rows), rows), std::min(reach(columns), columns) });
+    return bounds::product({ rows, columns, window, std::clamp<int64_t>(iterations, 1, 100) });
 }
 
 } // namespace
 
+/// Replaces every pixel by the median of the (2 radius + 1)-sided square around it, edges replicated.
+///
+/// Image: 2D, 1, 3 or 4 channels of any pixel type; filtered as 8-bit samples and returned in its own type
+/// and colour space. Radius: 1 to bounds::medianRadius pixels. Source: T. Huang, G. Yang, G. Tang, "A fast
+/// two-dimensional median filtering algorithm", 1979.
 HostErrorCode medianFilter(LibraryData data, KImage image, int64_t radius, KImage* result)
 {
     if (!data || !image) return StatusFunctionError;
@@ -59,7 +64,7 @@ HostErrorCode medianFilter(LibraryData data, KImage image, int64_t radius, KImag
     const int64_t rank = images.imageGetRank(image);
     if (rank != 2 || channels == 2 || channels > 4 || radius < 1) return StatusFunctionError;
     const int reach = static_cast<int>(radius);
-    if (reach < 1 || reach > limits::medianRadius) return StatusFunctionError;
+    if (reach < 1 || reach > bounds::medianRadius) return StatusFunctionError;
 
     cv::Mat matrix;
     if (!imageToMat(images, image, matrix, CV_8U)) return StatusFunctionError;
@@ -67,6 +72,11 @@ HostErrorCode medianFilter(LibraryData data, KImage image, int64_t radius, KImag
     return matToImage(images, matrix, result, pixelType, colorSpace) ? StatusOk : StatusFunctionError;
 }
 
+/// Blurs with the 5-tap binomial kernel and drops every second row and column.
+///
+/// Image: 2D, its type and colour space kept. Width and height: half of the image's, with doubled values at
+/// most 2 off. Padding: any known name but "Constant"; OpenCV itself refuses "None" on most pictures.
+/// Source: P. Burt, E. Adelson, "The Laplacian pyramid as a compact image code", 1983.
 HostErrorCode pyrDown(LibraryData data, KImage image, const char* padding, int64_t width, int64_t height,
                       KImage* result)
 {
@@ -87,6 +97,10 @@ HostErrorCode pyrDown(LibraryData data, KImage image, const char* padding, int64
     return matToImage(images, half, result, pixelType, colorSpace) ? StatusOk : StatusFunctionError;
 }
 
+/// Doubles the size by inserting zeros and blurring with four times the kernel of pyrDown, edges reflected.
+///
+/// Image: 2D, its type and colour space kept. Width and height: twice the image's; an odd value may be one
+/// off.
 HostErrorCode pyrUp(LibraryData data, KImage image, int64_t width, int64_t height, KImage* result)
 {
     if (!data || !image) return StatusFunctionError;
@@ -104,6 +118,13 @@ HostErrorCode pyrUp(LibraryData data, KImage image, int64_t width, int64_t heigh
     return matToImage(images, doubled, result, pixelType, colorSpace) ? StatusOk : StatusFunctionError;
 }
 
+/// Flattens colours by mean-shift filtering over position and colour, coarse to fine.
+///
+/// Image: 2D, 3 byte channels; the result has ColorSpaceUnspecified. Spatial radius in pixels, colour radius
+/// as a fraction of the largest colour distance, both at least 0; maximum pyramid level and iterations at
+/// least 0 (OpenCV refuses levels above 8 and runs 100 iterations at most). Calls beyond bounds::work are
+/// refused. Source: D. Comaniciu, P. Meer, "Mean shift: a robust approach toward feature space analysis",
+/// 2002.
 HostErrorCode pyrMeanShiftFilter(LibraryData data, KImage image, double spatialRadius, double colorRadius,
                                  int64_t maxLevel, int64_t iterations, KImage* result)
 {
@@ -114,7 +135,7 @@ HostErrorCode pyrMeanShiftFilter(LibraryData data, KImage image, double spatialR
         return StatusFunctionError;
     // Written so that NaN passes: OpenCV copes with it.
     if (iterations < 0 || maxLevel < 0 || spatialRadius < 0 || colorRadius < 0) return StatusFunctionError;
-    if (meanShiftWork(images, image, spatialRadius, iterations) > limits::work) return StatusFunctionError;
+    if (meanShiftWork(images, image, spatialRadius, iterations) > bounds::work) return StatusFunctionError;
 
     cv::Mat matrix;
     if (!imageToMat(images, image, matrix, CV_8U)) return StatusFunctionError;

@@ -1,8 +1,7 @@
-#include "ops/filters/catalog_groups.h"
 
 #include "catalog/call_view.h"
-#include "convert/limits.h"
-#include "ops/filters/named_methods.h"
+#include "ops/filters/bounds.h"
+#include "ops/filters/option_names.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -11,6 +10,7 @@ namespace miravex {
 
 namespace {
 
+using namespace records;
 using Word = std::string_view;
 
 // --- median and pyramids --------------------------------------------------------------------------------
@@ -20,11 +20,11 @@ constexpr Argument medianArguments[] = {
     integer("radius", "how far the square around a pixel reaches; its side is 2 radius + 1")
         .in("pixels")
         .from(1)
-        .to(limits::medianRadius)
+        .to(bounds::medianRadius)
         .byDefault(2),
 };
 constexpr Result medianResults[] = { { ResultKind::Image, "same size, pixel type and colour space" } };
-constexpr Word medianLimits[] = {
+constexpr Text medianLimits[] = {
     "A radius above 127 is refused: OpenCV counts in 16 bits, so that flat areas give wrong answers or "
     "errors, "
     "and radii in the thousands crash it.",
@@ -63,7 +63,7 @@ constexpr Constraint pyrDownConstraints[] = {
 };
 constexpr Result pyrDownResults[] = { { ResultKind::Image,
                                         "height x width, same pixel type and colour space" } };
-constexpr Word pyrDownLimits[] = { "The padding \"None\" is accepted and then refused by OpenCV itself." };
+constexpr Text pyrDownLimits[] = { "The padding \"None\" is accepted and then refused by OpenCV itself." };
 constexpr Word pyrDownWords[] = { "@photo" };
 constexpr Example pyrDownExamples[] = { { "A photo at half its size", pyrDownWords } };
 
@@ -110,52 +110,50 @@ constexpr Argument meanShiftArguments[] = {
     integer("iterations", "mean-shift steps of each pixel; OpenCV makes 100 at most").from(0).byDefault(5),
 };
 constexpr Result meanShiftResults[] = { { ResultKind::Image, "same size, bytes, colour space unspecified" } };
-constexpr Word meanShiftLimits[] = {
+constexpr Text meanShiftLimits[] = {
     "Levels above 8 are refused by OpenCV.",
     "Calls that would look at more than 2^42 samples (pixels x window x iterations) are refused.",
 };
 constexpr Word meanShiftWords[] = { "@photo", "--spatial-radius", "15", "--color-radius", "0.08" };
 constexpr Example meanShiftExamples[] = { { "A photo in flat colours", meanShiftWords } };
 
-constexpr Operation operations[] = {
-    { .name = "MedianFilter",
-      .room = Room::Filters,
-      .summary = "Replaces every pixel by the median of a square around it",
-      .arguments = medianArguments,
-      .results = medianResults,
-      .source = "T. Huang, G. Yang, G. Tang, \"A fast two-dimensional median filtering algorithm\", 1979",
-      .limits = medianLimits,
-      .examples = medianExamples },
-    { .name = "PyrDown",
-      .room = Room::Filters,
-      .summary = "Blurs a picture and halves its size",
-      .arguments = pyrDownArguments,
-      .results = pyrDownResults,
-      .source = "P. Burt, E. Adelson, \"The Laplacian pyramid as a compact image code\", 1983",
-      .constraints = pyrDownConstraints,
-      .limits = pyrDownLimits,
-      .examples = pyrDownExamples },
-    { .name = "PyrUp",
-      .room = Room::Filters,
-      .summary = "Doubles the size of a picture, smoothly",
-      .arguments = pyrUpArguments,
-      .results = pyrUpResults,
-      .source = "P. Burt, E. Adelson, \"The Laplacian pyramid as a compact image code\", 1983",
-      .constraints = pyrUpConstraints,
-      .examples = pyrUpExamples },
-    { .name = "PyrMeanShiftFilter",
-      .room = Room::Filters,
-      .summary = "Flattens colours by mean-shift clustering over position and colour",
-      .arguments = meanShiftArguments,
-      .results = meanShiftResults,
-      .source =
-          "D. Comaniciu, P. Meer, \"Mean shift: a robust approach toward feature space analysis\", 2002",
-      .limits = meanShiftLimits,
-      .examples = meanShiftExamples },
-};
-
 } // namespace
 
-std::span<const Operation> smoothingRecords() { return operations; }
+MIRAVEX_RECORD(medianFilter) {
+    .summary = "Replaces every pixel by the median of a square around it",
+    .arguments = medianArguments,
+    .results = medianResults,
+    .source = "T. Huang, G. Yang, G. Tang, \"A fast two-dimensional median filtering algorithm\", 1979",
+    .limits = medianLimits,
+    .examples = medianExamples
+};
+
+MIRAVEX_RECORD(pyrDown) {
+    .summary = "Blurs a picture and halves its size",
+    .arguments = pyrDownArguments,
+    .results = pyrDownResults,
+    .source = "P. Burt, E. Adelson, \"The Laplacian pyramid as a compact image code\", 1983",
+    .constraints = pyrDownConstraints,
+    .limits = pyrDownLimits,
+    .examples = pyrDownExamples
+};
+
+MIRAVEX_RECORD(pyrUp) {
+    .summary = "Doubles the size of a picture, smoothly",
+    .arguments = pyrUpArguments,
+    .results = pyrUpResults,
+    .source = "P. Burt, E. Adelson, \"The Laplacian pyramid as a compact image code\", 1983",
+    .constraints = pyrUpConstraints,
+    .examples = pyrUpExamples
+};
+
+MIRAVEX_RECORD(pyrMeanShiftFilter) {
+    .summary = "Flattens colours by mean-shift clustering over position and colour",
+    .arguments = meanShiftArguments,
+    .results = meanShiftResults,
+    .source = "D. Comaniciu, P. Meer, \"Mean shift: a robust approach toward feature space analysis\", 2002",
+    .limits = meanShiftLimits,
+    .examples = meanShiftExamples
+};
 
 } // namespace miravex

@@ -1,7 +1,6 @@
-#include "ops/filters/catalog_groups.h"
 
 #include "catalog/call_view.h"
-#include "ops/filters/named_methods.h"
+#include "ops/filters/option_names.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,6 +10,7 @@ namespace miravex {
 
 namespace {
 
+using namespace records;
 using Word = std::string_view;
 
 constexpr Argument interpolationArgument =
@@ -27,7 +27,7 @@ bool remaps(const CallView& call)
     return std::max(call.rows("image"), call.columns("image")) <= longestRemappedSide;
 }
 constexpr Constraint remapConstraints[] = { { "image", "sides of at most 32766 pixels", remaps } };
-constexpr Word remapLimits[] = {
+constexpr Text remapLimits[] = {
     "OpenCV takes pictures with sides of at most 32766 pixels.",
     "OpenCV refuses the padding \"None\" where something lies outside the picture.",
 };
@@ -76,7 +76,7 @@ constexpr Constraint logPolarCvConstraints[] = {
 constexpr Result sameSizeResults[] = {
     { ResultKind::Image, "same size and type (bits become bytes), colour space unspecified" }
 };
-constexpr Word sizeLimits[] = { "OpenCV takes pictures with sides of at most 32766 pixels." };
+constexpr Text sizeLimits[] = { "OpenCV takes pictures with sides of at most 32766 pixels." };
 constexpr Word logPolarCvWords[] = { "@photo" };
 constexpr Example logPolarCvExamples[] = { { "A photo, radius by angle", logPolarCvWords } };
 
@@ -130,7 +130,7 @@ constexpr Constraint phaseConstraints[] = {
 };
 constexpr Result phaseResults[] = { { ResultKind::RealTensor, "the shift x, y with y upward",
                                       Layout::Shift } };
-constexpr Word phaseLimits[] = { "OpenCV takes a window with pictures of pixel type real alone." };
+constexpr Text phaseLimits[] = { "OpenCV takes a window with pictures of pixel type real alone." };
 constexpr Word phaseWords[] = { "@shifted1", "@shifted2" };
 constexpr Example phaseExamples[] = { { "How far apart two crops of a photo were taken", phaseWords } };
 
@@ -147,7 +147,7 @@ constexpr Argument demosaicArguments[] = {
 };
 constexpr Result demosaicResults[] = { { ResultKind::Image,
                                          "same size, red, green and blue bytes, colour space unspecified" } };
-constexpr Word demosaicLimits[] = { "Mosaics of fewer than 3 rows or columns come out black." };
+constexpr Text demosaicLimits[] = { "Mosaics of fewer than 3 rows or columns come out black." };
 constexpr Word demosaicWords[] = { "@bayer", "--pattern", "RGGB" };
 constexpr Example demosaicExamples[] = { { "The raw picture of a camera in colour", demosaicWords } };
 
@@ -182,7 +182,7 @@ constexpr Argument perspectiveArguments[] = {
         .byDefault("Constant"),
     colorArgument,
 };
-constexpr Word perspectiveLimits[] = {
+constexpr Text perspectiveLimits[] = {
     "OpenCV takes pictures with sides of at most 32766 pixels.",
     "Every homography but the identity moves the picture up by one row besides.",
 };
@@ -207,78 +207,73 @@ constexpr Word remapWords[] = { "@photo", "--padding", "Reflected", "--color",  
                                 "--x",    "@ripple_x", "--y",       "@ripple_y" };
 constexpr Example remapExamples[] = { { "A photo under water", remapWords } };
 
-constexpr Operation operations[] = {
-    { .name = "LogPolarCV",
-      .room = Room::Filters,
-      .summary = "Transforms a picture to log-polar form or back, as OpenCV does",
-      .arguments = logPolarCvArguments,
-      .results = sameSizeResults,
-      .source = "E. Schwartz, \"Spatial mapping in the primate sensory projection\", 1977",
-      .constraints = logPolarCvConstraints,
-      .limits = sizeLimits,
-      .examples = logPolarCvExamples },
-    { .name = "LogPolarRemap",
-      .room = Room::Filters,
-      .summary = "Transforms a picture to log-polar form or back, angles along the rows",
-      .arguments = logPolarRemapArguments,
-      .results = sameSizeResults,
-      .source = "E. Schwartz, \"Spatial mapping in the primate sensory projection\", 1977",
-      .constraints = remapConstraints,
-      .limits = remapLimits,
-      .examples = logPolarRemapExamples },
-    { .name = "PhaseCorrelate",
-      .room = Room::Filters,
-      .summary = "Measures by how much one picture is shifted against another",
-      .arguments = phaseArguments,
-      .results = phaseResults,
-      .source = "C. Kuglin, D. Hines, \"The phase correlation image alignment method\", 1975",
-      .constraints = phaseConstraints,
-      .limits = phaseLimits,
-      .examples = phaseExamples },
-    { .name = "imageDemosaic",
-      .room = Room::Filters,
-      .summary = "Makes a colour picture of a Bayer mosaic",
-      .arguments = demosaicArguments,
-      .results = demosaicResults,
-      .source = "B. Bayer, \"Color imaging array\", US patent 3971065, 1976",
-      .limits = demosaicLimits,
-      .examples = demosaicExamples },
-    { .name = "Color_Boost",
-      .room = Room::Filters,
-      .summary = "Boosts the colours of a picture along with its contrasts",
-      .arguments = colorPicture,
-      .results = boostResults,
-      .source = "C. Lu, L. Xu, J. Jia, \"Contrast preserving decolorization\", 2012",
-      .examples = boostExamples },
-    { .name = "Decolor",
-      .room = Room::Filters,
-      .summary = "Makes a gray picture that keeps the contrasts of the colours",
-      .arguments = colorPicture,
-      .results = decolorResults,
-      .source = "C. Lu, L. Xu, J. Jia, \"Contrast preserving decolorization\", 2012",
-      .examples = decolorExamples },
-    { .name = "ImagePerspectiveTransformation",
-      .room = Room::Filters,
-      .summary = "Warps a picture by a homography",
-      .arguments = perspectiveArguments,
-      .results = sameSizeResults,
-      .source = "R. Hartley, A. Zisserman, \"Multiple view geometry in computer vision\", 2004",
-      .constraints = remapConstraints,
-      .limits = perspectiveLimits,
-      .examples = perspectiveExamples },
-    { .name = "RemapTensor",
-      .room = Room::Filters,
-      .summary = "Looks every pixel up at a position of another picture",
-      .arguments = remapArguments,
-      .results = sameSizeResults,
-      .source = "G. Wolberg, \"Digital image warping\", 1990",
-      .constraints = remapConstraints,
-      .limits = remapLimits,
-      .examples = remapExamples },
-};
-
 } // namespace
 
-std::span<const Operation> transformRecords() { return operations; }
+MIRAVEX_RECORD(logPolarCV) {
+    .summary = "Transforms a picture to log-polar form or back, as OpenCV does",
+    .arguments = logPolarCvArguments,
+    .results = sameSizeResults,
+    .source = "E. Schwartz, \"Spatial mapping in the primate sensory projection\", 1977",
+    .constraints = logPolarCvConstraints,
+    .limits = sizeLimits,
+    .examples = logPolarCvExamples
+};
+
+MIRAVEX_RECORD(logPolarRemap) {
+    .summary = "Transforms a picture to log-polar form or back, angles along the rows",
+    .arguments = logPolarRemapArguments,
+    .results = sameSizeResults,
+    .source = "E. Schwartz, \"Spatial mapping in the primate sensory projection\", 1977",
+    .constraints = remapConstraints,
+    .limits = remapLimits,
+    .examples = logPolarRemapExamples
+};
+
+MIRAVEX_RECORD(phaseCorrelate) {
+    .summary = "Measures by how much one picture is shifted against another",
+    .arguments = phaseArguments,
+    .results = phaseResults,
+    .source = "C. Kuglin, D. Hines, \"The phase correlation image alignment method\", 1975",
+    .constraints = phaseConstraints,
+    .limits = phaseLimits,
+    .examples = phaseExamples
+};
+
+MIRAVEX_RECORD(imageDemosaic) { .summary = "Makes a colour picture of a Bayer mosaic",
+                                .arguments = demosaicArguments,
+                                .results = demosaicResults,
+                                .source = "B. Bayer, \"Color imaging array\", US patent 3971065, 1976",
+                                .limits = demosaicLimits,
+                                .examples = demosaicExamples };
+
+MIRAVEX_RECORD(colorBoost) { .summary = "Boosts the colours of a picture along with its contrasts",
+                             .arguments = colorPicture,
+                             .results = boostResults,
+                             .source = "C. Lu, L. Xu, J. Jia, \"Contrast preserving decolorization\", 2012",
+                             .examples = boostExamples };
+
+MIRAVEX_RECORD(decolor) { .summary = "Makes a gray picture that keeps the contrasts of the colours",
+                          .arguments = colorPicture,
+                          .results = decolorResults,
+                          .source = "C. Lu, L. Xu, J. Jia, \"Contrast preserving decolorization\", 2012",
+                          .examples = decolorExamples };
+
+MIRAVEX_RECORD(imagePerspectiveTransformation) {
+    .summary = "Warps a picture by a homography",
+    .arguments = perspectiveArguments,
+    .results = sameSizeResults,
+    .source = "R. Hartley, A. Zisserman, \"Multiple view geometry in computer vision\", 2004",
+    .constraints = remapConstraints,
+    .limits = perspectiveLimits,
+    .examples = perspectiveExamples
+};
+
+MIRAVEX_RECORD(remapTensor) { .summary = "Looks every pixel up at a position of another picture",
+                              .arguments = remapArguments,
+                              .results = sameSizeResults,
+                              .source = "G. Wolberg, \"Digital image warping\", 1990",
+                              .constraints = remapConstraints,
+                              .limits = remapLimits,
+                              .examples = remapExamples };
 
 } // namespace miravex

@@ -1,9 +1,9 @@
-#include "ops/filters/filters.h"
+#include "ops/filters/operations.h"
 
 #include "convert/mat_to_image.h"
 #include "convert/matrix_memory.h"
 #include "ops/filters/flat_image.h"
-#include "ops/filters/named_methods.h"
+#include "ops/filters/option_names.h"
 #include "ops/filters/remap.h"
 
 #include <opencv2/imgproc.hpp>
@@ -38,6 +38,13 @@ cv::Mat tableOver(LibraryData data, KTensor table, int64_t rows, int64_t columns
 
 } // namespace
 
+/// Warps a picture by a homography given in the host's coordinates, y upward from the bottom edge.
+///
+/// Image: 2D; the result has its size and ColorSpaceUnspecified. Homography: 3 x 3 reals that take points of
+/// the picture to points of the result; rewritten in place for downward rows (also when the warp fails, and
+/// so to be given afresh for every call). The identity returns the picture; any other moves it up by one row
+/// besides. Interpolation: "Nearest" or "Linear"; padding: "Constant" or "Fixed"; color: exactly 3
+/// components. OpenCV takes sides of 32766 pixels at most.
 HostErrorCode imagePerspectiveTransformation(LibraryData data, KImage image, KTensor homography,
                                              const char* interpolation, const char* padding, KTensor color,
                                              KImage* result)
@@ -72,6 +79,12 @@ HostErrorCode imagePerspectiveTransformation(LibraryData data, KImage image, KTe
                                                                               : StatusFunctionError;
 }
 
+/// Looks every pixel of the result up at a position of the picture.
+///
+/// Image: 2D, at most 4 channels; the result has its size and ColorSpaceUnspecified. Tables: rows x columns
+/// positions in OpenCV's coordinates, pixel centres at integers, y downward, narrowed to float; NaN and
+/// infinity count as outside. Interpolation and padding: any known name (OpenCV refuses "None" where
+/// something lies outside); color: exactly 3 components. OpenCV takes sides of 32766 pixels at most.
 HostErrorCode remapTensor(LibraryData data, KImage image, const char* interpolation, const char* padding,
                           KTensor color, KTensor xTable, KTensor yTable, KImage* result)
 {

@@ -1,9 +1,9 @@
 #include "ops/loading/importops.h"
 
-#include "convert/limits.h"
 #include "convert/tensors.h"
-#include "ops/loading/color_table.h"
+#include "ops/loading/bounds.h"
 #include "ops/loading/load_images.h"
+#include "ops/loading/option_names.h"
 
 #include <cstring>
 #include <stdexcept>
@@ -22,7 +22,7 @@ struct Floats {
     [[nodiscard]] int64_t count() const
     {
         int64_t product = 1;
-        for (const int64_t dimension : dimensions) product = limits::product({ product, dimension });
+        for (const int64_t dimension : dimensions) product = bounds::product({ product, dimension });
         return product;
     }
 };
@@ -77,7 +77,7 @@ SlotFormat slotFormat(const Floats& destination, bool channelsLast)
     const int64_t width = channelsLast ? sizes[2] : sizes[3];
     const int64_t channels = channelsLast ? sizes[3] : sizes[1];
     if (channels != 1 && channels != 3) refuse("Destination NumericArray must have 1 or 3 channels");
-    if (height > limits::slotSide || width > limits::slotSide)
+    if (height > bounds::slotSide || width > bounds::slotSide)
         refuse("Destination NumericArray has too large slots");
     SlotFormat format;
     format.height = static_cast<int>(height);
@@ -137,7 +137,7 @@ KTensor loadImagesFromPathInto(LibraryData data, const LoadRequest& request)
     format.colorCode = colorCode;
 
     const std::size_t files = paths.size();
-    if (files > limits::batchFiles) refuse("There are too many files");
+    if (files > bounds::batchFiles) refuse("There are too many files");
     std::vector<unsigned char> status(files, 0);
     const LoadImages body(std::move(paths), destination.data, format, status.data());
     cv::parallel_for_(cv::Range(0, static_cast<int>(files)), body, static_cast<double>(request.stripes));

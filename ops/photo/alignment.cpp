@@ -1,4 +1,4 @@
-#include "ops/photo/photo.h"
+#include "ops/photo/operations.h"
 
 #include "convert/sequences.h"
 #include "ops/photo/exposures.h"
@@ -10,6 +10,11 @@
 
 namespace miravex {
 
+/// Shifts the frames of a bracket onto the middle one by comparing bitmaps above and below the median.
+///
+/// Image: 3D, bytes, 3 channels of ColorSpaceRGB. Levels: from 1 to the base-2 logarithm of the shorter side.
+/// Excluded range: 1 to the longer side, in intensities around the median. The result is 3D. Source: G. Ward,
+/// "Fast, robust image registration for compositing high dynamic range photographs", 2003.
 HostErrorCode alignMtb(LibraryData data, KImage image, int64_t levels, int64_t excludedRange, KImage* result)
 {
     if (!data || !image) return StatusFunctionError;

@@ -1,7 +1,7 @@
-#include "ops/photo/photo.h"
+#include "ops/photo/operations.h"
 
-#include "convert/limits.h"
-#include "convert/opencv_compat.h"
+#include "ops/photo/bounds.h"
+#include "ops/photo/compat.h"
 #include "ops/photo/exposures.h"
 
 #include <opencv2/photo.hpp>
@@ -25,11 +25,17 @@ bool gridFits(const cv::Mat& frame, int samples)
 int64_t systemWork(int64_t samples, int64_t frames)
 {
     const int64_t unknowns = responseLevels + samples;
-    return limits::product({ 3, samples * frames + responseLevels + 1, unknowns, unknowns });
+    return bounds::product({ 3, samples * frames + responseLevels + 1, unknowns, unknowns });
 }
 
 } // namespace
 
+/// Estimates the camera's response: 256 intensities x 3 channels, flat, intensity by intensity.
+///
+/// Image: 3D, bytes, 3 channels. Exposures: one positive real per frame, the reciprocal of its exposure time.
+/// Samples: 2 to bounds::calibrationSamples; without `random` they form a grid that must fit the picture.
+/// Lambda weighs the smoothness of the curve, at most bounds::calibrationSmoothness up or down. Source: P.
+/// Debevec, J. Malik, "Recovering high dynamic range radiance maps from photographs", 1997.
 HostErrorCode calibrateDebevec(LibraryData data, KImage image, KTensor exposures, int64_t samples,
                                double lambda, HostBoolean random, KTensor* result)
 {
@@ -46,9 +52,9 @@ HostErrorCode calibrateDebevec(LibraryData data, KImage image, KTensor exposures
     if (!curve) return StatusFunctionError;
     const int count = static_cast<int>(samples);
     if (!bracket.positive() || count < 2) return StatusFunctionError;
-    if (count > limits::calibrationSamples || systemWork(count, slices) > limits::work)
+    if (count > bounds::calibrationSamples || systemWork(count, slices) > bounds::work)
         return StatusFunctionError;
-    if (!(std::abs(lambda) <= limits::calibrationSmoothness)) return StatusFunctionError;
+    if (!(std::abs(lambda) <= bounds::calibrationSmoothness)) return StatusFunctionError;
 
     const cv::Ptr<cv::CalibrateDebevec> calibrator =
         cv::createCalibrateDebevec(count, static_cast<float>(lambda), random != 0);
@@ -68,6 +74,12 @@ HostErrorCode calibrateDebevec(LibraryData data, KImage image, KTensor exposures
     return StatusOk;
 }
 
+/// The same from all pixels, by turns estimating radiances and the curve, scaled to 1 at intensity 128.
+/// Intensities that occur nowhere get 0.
+///
+/// Image: 3D, bytes, 3 channels of ColorSpaceRGB. Iterations: at most bounds::calibrationIterations (none for
+/// 0 and less) and bounds::work. Threshold: ends the iterations when the curve changes less. Source: M.
+/// Robertson, S. Borman, R. Stevenson, "Dynamic range improvement through multiple exposures", 1999.
 HostErrorCode calibrateRobertson(LibraryData data, KImage image, KTensor exposures, int64_t iterations,
                                  double threshold, KTensor* result)
 {
@@ -85,14 +97,14 @@ HostErrorCode calibrateRobertson(LibraryData data, KImage image, KTensor exposur
     // Created this early and looked at only in the end, as hosts see it; a refused tensor is not written to.
     NewTensor curve(data, TensorTypeReal, { responseLength });
     const int count = static_cast<int>(iterations);
-    if (!bracket.positive() || count > limits::calibrationIterations) return StatusFunctionError;
+    if (!bracket.positive() || count > bounds::calibrationIterations) return StatusFunctionError;
 
     const cv::Ptr<cv::CalibrateRobertson> calibrator =
         cv::createCalibrateRobertson(count, static_cast<float>(threshold));
     std::vector<cv::Mat> frames;
     if (!bracketToMats(images, image, frames)) return StatusFunctionError;
     const auto pixels = static_cast<int64_t>(frames.front().total());
-    if (limits::product({ std::max(count, 0), slices, pixels, 3 }) > limits::work) return StatusFunctionError;
+    if (bounds::product({ std::max(count, 0), slices, pixels, 3 }) > bounds::work) return StatusFunctionError;
     calibrator->process(frames, response, bracket.times());
     compat::clearAbsentIntensities(response);
 

@@ -1,10 +1,10 @@
-#include "ops/photo/photo.h"
+#include "ops/photo/operations.h"
 
 #include "convert/image_to_mat.h"
-#include "convert/limits.h"
 #include "convert/matrix_memory.h"
 #include "convert/sequences.h"
-#include "ops/photo/results.h"
+#include "ops/photo/bounds.h"
+#include "convert/mat_to_image.h"
 
 #include <opencv2/photo.hpp>
 
@@ -33,14 +33,14 @@ struct Windows {
     [[nodiscard]] bool bounded(const cv::Mat& frame, int channels) const
     {
         if (frame.dims != 2 || frame.empty()) return false;
-        if (patch < 1 || search < 1 || temporal < 1 || search > limits::denoisingSearch) return false;
-        const int64_t weights = limits::product({ temporal, search, search });
-        const int64_t area = limits::product({ patch, patch });
+        if (patch < 1 || search < 1 || temporal < 1 || search > bounds::denoisingSearch) return false;
+        const int64_t weights = bounds::product({ temporal, search, search });
+        const int64_t area = bounds::product({ patch, patch });
         const int64_t columns = frame.cols;
-        return weights <= limits::denoisingWeights
-            && limits::product({ area, 255, 255, channels }) <= limits::denoisingDistance
-            && limits::product({ weights, columns + patch + 1 }) <= limits::denoisingScratch
-            && limits::product({ weights, frame.rows, columns + area }) <= limits::work;
+        return weights <= bounds::denoisingWeights
+            && bounds::product({ area, 255, 255, channels }) <= bounds::denoisingDistance
+            && bounds::product({ weights, columns + patch + 1 }) <= bounds::denoisingScratch
+            && bounds::product({ weights, frame.rows, columns + area }) <= bounds::work;
     }
 };
 
@@ -82,6 +82,13 @@ int64_t indexOfFrame(int64_t frame) { return std::max<int64_t>(frame, 0) - 1; }
 
 } // namespace
 
+/// Replaces every pixel by the mean of the pixels of its search window, weighted by how alike the templates
+/// around them are.
+///
+/// Image: 2D, bytes, 1 or 2 channels or 3 of ColorSpaceRGB. Strength: any; larger removes more. Template and
+/// search window: odd sides in pixels, from 1 to bounds::denoisingTemplate (127 with two channels, 103 with
+/// three) and bounds::denoisingSearch. Calls beyond bounds::denoisingScratch or bounds::work are refused.
+/// Source: A. Buades, B. Coll, J.-M. Morel, "A non-local algorithm for image denoising", 2005.
 HostErrorCode fastNlMeansDenoising(LibraryData data, KImage image, double strength, int64_t templateWindow,
                                    int64_t searchWindow, KImage* result)
 {
@@ -102,6 +109,9 @@ HostErrorCode fastNlMeansDenoising(LibraryData data, KImage image, double streng
     return returnImage(images, denoised, result);
 }
 
+/// The same on lightness and, with a strength of its own, on the two colour components of CIE L*a*b*.
+///
+/// Image: 2D, bytes, 3 channels of ColorSpaceRGB. Template: at most 127.
 HostErrorCode fastNlMeansDenoisingColored(LibraryData data, KImage image, double strength,
                                           double colorStrength, int64_t templateWindow, int64_t searchWindow,
                                           KImage* result)
@@ -122,6 +132,11 @@ HostErrorCode fastNlMeansDenoisingColored(LibraryData data, KImage image, double
     return returnImage(images, denoised, result);
 }
 
+/// Denoises one frame of a sequence with the search windows of its neighbours in time too.
+///
+/// Image: 3D, bytes, 1 to 4 channels; no side shorter than the windows. Frame: counted from 1. Temporal
+/// window: odd, at least 1, and within the sequence around the frame. Templates: at most 181, 127, 103 or 89
+/// for 1 to 4 channels; all search windows together at most bounds::denoisingWeights.
 HostErrorCode fastNlMeansDenoisingMulti(LibraryData data, KImage image, int64_t frame, int64_t temporalWindow,
                                         double strength, int64_t templateWindow, int64_t searchWindow,
                                         KImage* result)
@@ -144,6 +159,7 @@ HostErrorCode fastNlMeansDenoisingMulti(LibraryData data, KImage image, int64_t 
     return returnImage(images, denoised, result);
 }
 
+/// The same on lightness and colour apart. Image: 3D, bytes, 3 channels.
 HostErrorCode fastNlMeansDenoisingColoredMulti(LibraryData data, KImage image, int64_t frame,
                                                int64_t temporalWindow, double strength, double colorStrength,
                                                int64_t templateWindow, int64_t searchWindow, KImage* result)

@@ -1,11 +1,11 @@
 #include "catalog/call_view.h"
-#include "convert/limits.h"
-#include "ops/photo/catalog_groups.h"
+#include "ops/photo/bounds.h"
 
 namespace miravex {
 
 namespace {
 
+using namespace records;
 using Word = std::string_view;
 
 constexpr std::string_view source =
@@ -20,7 +20,7 @@ constexpr Argument templateWindow = integer("template_window", "side of the squa
                                         .in("pixels")
                                         .odd()
                                         .from(1)
-                                        .to(limits::denoisingTemplate)
+                                        .to(bounds::denoisingTemplate)
                                         .byDefault(7);
 constexpr Argument colorTemplateWindow = templateWindow.to(127);
 constexpr Argument searchWindow =
@@ -28,7 +28,7 @@ constexpr Argument searchWindow =
         .in("pixels")
         .odd()
         .from(1)
-        .to(limits::denoisingSearch)
+        .to(bounds::denoisingSearch)
         .byDefault(21);
 constexpr Argument frame = integer("frame", "which frame to denoise, counted from 1")
                                .from(1)
@@ -48,22 +48,22 @@ constexpr Argument temporalWindow =
 bool templateFits(const CallView& call, std::string_view image)
 {
     const int64_t side = call.integer("template_window");
-    return limits::product({ side, side, 255, 255, call.channels(image) }) <= limits::denoisingDistance;
+    return bounds::product({ side, side, 255, 255, call.channels(image) }) <= bounds::denoisingDistance;
 }
 
 int64_t weights(const CallView& call)
 {
     const int64_t frames = call.has("temporal_window") ? call.integer("temporal_window") : 1;
-    return limits::product({ frames, call.integer("search_window"), call.integer("search_window") });
+    return bounds::product({ frames, call.integer("search_window"), call.integer("search_window") });
 }
 
 bool windowsAffordable(const CallView& call, std::string_view image)
 {
     const int64_t side = call.integer("template_window");
-    return weights(call) <= limits::denoisingWeights
-        && limits::product({ weights(call), call.columns(image) + side + 1 }) <= limits::denoisingScratch
-        && limits::product({ weights(call), call.rows(image), call.columns(image) + side * side })
-        <= limits::work;
+    return weights(call) <= bounds::denoisingWeights
+        && bounds::product({ weights(call), call.columns(image) + side + 1 }) <= bounds::denoisingScratch
+        && bounds::product({ weights(call), call.rows(image), call.columns(image) + side * side })
+        <= bounds::work;
 }
 
 bool imageWindowsAffordable(const CallView& call) { return windowsAffordable(call, "image"); }
@@ -119,13 +119,13 @@ constexpr Constraint coloredMultiConstraints[] = { searchInFrames, templateInFra
 
 // --- limits ---------------------------------------------------------------------------------------------
 
-constexpr Word imageLimits[] = {
+constexpr Text imageLimits[] = {
     "Templates whose squared differences may exceed 31 bits (181, 127 or 103 pixels for 1, 2 or 3 channels) "
     "are refused: OpenCV crashes on them.",
     "Search windows above 2901 are refused: OpenCV divides by zero.",
     "Windows that need more than 1 GiB per thread or more than 2^42 comparisons are refused.",
 };
-constexpr Word sequenceLimits[] = {
+constexpr Text sequenceLimits[] = {
     "All search windows together hold at most 8421504 pixels; OpenCV's weights overflow beyond that.",
     "Templates whose squared differences may exceed 31 bits are refused: OpenCV crashes on them.",
     "Windows that need more than 1 GiB per thread or more than 2^42 comparisons are refused.",
@@ -181,47 +181,46 @@ constexpr Word coloredMultiWords[] = {
 };
 constexpr Example coloredMultiExamples[] = { { "The third of five noisy colour frames", coloredMultiWords } };
 
-constexpr Operation operations[] = {
-    { .name = "FastNlMeansDenoising",
-      .room = Room::Photo,
-      .summary = "Removes noise by averaging pixels whose surroundings look alike",
-      .arguments = grayArguments,
-      .results = results,
-      .source = source,
-      .constraints = grayConstraints,
-      .limits = imageLimits,
-      .examples = grayExamples },
-    { .name = "FastNlMeansDenoisingColored",
-      .room = Room::Photo,
-      .summary = "Removes noise from lightness and colour apart, each with its own strength",
-      .arguments = coloredArguments,
-      .results = results,
-      .source = source,
-      .constraints = coloredConstraints,
-      .limits = imageLimits,
-      .examples = coloredExamples },
-    { .name = "FastNlMeansDenoisingMulti",
-      .room = Room::Photo,
-      .summary = "Removes noise from one frame with the help of the frames around it",
-      .arguments = multiArguments,
-      .results = results,
-      .source = source,
-      .constraints = multiConstraints,
-      .limits = sequenceLimits,
-      .examples = multiExamples },
-    { .name = "FastNlMeansDenoisingColoredMulti",
-      .room = Room::Photo,
-      .summary = "Removes noise from lightness and colour of one frame with the help of the frames around it",
-      .arguments = coloredMultiArguments,
-      .results = results,
-      .source = source,
-      .constraints = coloredMultiConstraints,
-      .limits = sequenceLimits,
-      .examples = coloredMultiExamples },
-};
-
 } // namespace
 
-std::span<const Operation> denoisingCatalog() { return operations; }
+MIRAVEX_RECORD(fastNlMeansDenoising) {
+    .summary = "Removes noise by averaging pixels whose surroundings look alike",
+    .arguments = grayArguments,
+    .results = results,
+    .source = source,
+    .constraints = grayConstraints,
+    .limits = imageLimits,
+    .examples = grayExamples
+};
+
+MIRAVEX_RECORD(fastNlMeansDenoisingColored) {
+    .summary = "Removes noise from lightness and colour apart, each with its own strength",
+    .arguments = coloredArguments,
+    .results = results,
+    .source = source,
+    .constraints = coloredConstraints,
+    .limits = imageLimits,
+    .examples = coloredExamples
+};
+
+MIRAVEX_RECORD(fastNlMeansDenoisingMulti) {
+    .summary = "Removes noise from one frame with the help of the frames around it",
+    .arguments = multiArguments,
+    .results = results,
+    .source = source,
+    .constraints = multiConstraints,
+    .limits = sequenceLimits,
+    .examples = multiExamples
+};
+
+MIRAVEX_RECORD(fastNlMeansDenoisingColoredMulti) {
+    .summary = "Removes noise from lightness and colour of one frame with the help of the frames around it",
+    .arguments = coloredMultiArguments,
+    .results = results,
+    .source = source,
+    .constraints = coloredMultiConstraints,
+    .limits = sequenceLimits,
+    .examples = coloredMultiExamples
+};
 
 } // namespace miravex

@@ -1,9 +1,9 @@
-#include "ops/photo/photo.h"
+#include "ops/photo/operations.h"
 
 #include "convert/image_to_mat.h"
 #include "convert/matrix_memory.h"
-#include "ops/photo/filter_names.h"
-#include "ops/photo/results.h"
+#include "ops/photo/option_names.h"
+#include "convert/mat_to_image.h"
 
 #include <opencv2/photo.hpp>
 
@@ -40,6 +40,11 @@ bool accepts(LibraryData data, KImage image, const Sigmas& sigmas)
 
 } // namespace
 
+/// Strengthens the detail of a picture, smooths it while it keeps its edges, or makes it look painted.
+///
+/// Image: 2D, bytes, 3 channels. Spatial sigma: 0 to 200 pixels; range sigma: 0 to 1 of the sample range;
+/// both compared after rounding to float. Filter: "RECURS_FILTER" or "NORMCONV_FILTER". Source: E. Gastal,
+/// M. Oliveira, "Domain transform for edge-aware image and video processing", 2011.
 HostErrorCode detailEnhance(LibraryData data, KImage image, double spatialSigma, double rangeSigma,
                             KImage* result)
 {

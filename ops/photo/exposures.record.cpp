@@ -1,7 +1,6 @@
 #include "catalog/call_view.h"
-#include "convert/limits.h"
-#include "ops/photo/catalog_groups.h"
-#include "ops/photo/tone_mappings.h"
+#include "ops/photo/bounds.h"
+#include "ops/photo/option_names.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,6 +9,7 @@ namespace miravex {
 
 namespace {
 
+using namespace records;
 using Word = std::string_view;
 
 constexpr std::string_view debevec =
@@ -84,11 +84,11 @@ constexpr Argument debevecArguments[] = {
     exposures,
     integer("samples", "pixels that the curve is estimated from")
         .from(2)
-        .to(limits::calibrationSamples)
+        .to(bounds::calibrationSamples)
         .byDefault(70),
     real("lambda", "weight of the curve's smoothness")
-        .from(-limits::calibrationSmoothness)
-        .to(limits::calibrationSmoothness)
+        .from(-bounds::calibrationSmoothness)
+        .to(bounds::calibrationSmoothness)
         .byDefault(10.0),
     boolean("random", "take the samples at random places instead of a grid").byDefault(false),
 };
@@ -96,7 +96,7 @@ constexpr Constraint debevecConstraints[] = {
     { "samples", "samples whose grid fits the frames, at least one in a row and at most one per pixel",
       gridFits },
 };
-constexpr Word debevecLimits[] = {
+constexpr Text debevecLimits[] = {
     "500 samples and more are refused: the dense system that they make takes OpenCV too long.",
     "A grid of samples that does not fit the frames is refused.",
     "A lambda beyond 1e36 is refused: LAPACK would end the process.",
@@ -105,7 +105,7 @@ constexpr Argument robertsonArguments[] = {
     bracket,
     exposures,
     integer("max_iterations", "iterations at most; none for 0 and less")
-        .to(limits::calibrationIterations)
+        .to(bounds::calibrationIterations)
         .byDefault(30),
     real("threshold", "change of the curve, summed over its entries, below which the iterations end")
         .byDefault(0.01),
@@ -113,12 +113,12 @@ constexpr Argument robertsonArguments[] = {
 constexpr Constraint robertsonConstraints[] = {
     { "max_iterations", "iterations that take less time on these frames",
       [](const CallView& call) {
-          return limits::product({ std::max<int64_t>(call.integer("max_iterations"), 0),
+          return bounds::product({ std::max<int64_t>(call.integer("max_iterations"), 0),
                                    call.slices("frames"), call.rows("frames"), call.columns("frames"), 3 })
-              <= limits::work;
+              <= bounds::work;
       } },
 };
-constexpr Word robertsonLimits[] = {
+constexpr Text robertsonLimits[] = {
     "More than 10000 iterations, and more than 2^42 samples looked at in all of them, are refused.",
     "Intensities that occur in no frame get the response 0.",
 };
@@ -190,13 +190,13 @@ constexpr Constraint toneConstraints[] = {
           const ToneMapping mapping = mappingOf(call);
           if (values.empty() || values.size() != toneDefaults(mapping).size()) return true;
           return acceptsToneParameters(mapping, values)
-              && (mapping != ToneMapping::Durand || !(values[4] > limits::toneSpaceSigma));
+              && (mapping != ToneMapping::Durand || !(values[4] > bounds::toneSpaceSigma));
       } },
 };
 constexpr Result toneResults[] = {
     { ResultKind::Image, "same size, 32-bit reals, colour space unspecified; only Durand may exceed 0 to 1" },
 };
-constexpr Word toneLimits[] = {
+constexpr Text toneLimits[] = {
     "\"Durand\" with a space sigma above 1000, or with more than 2^42 samples in all windows of its filter, "
     "is "
     "refused.",
@@ -213,71 +213,73 @@ constexpr Example toneExamples[] = {
     { "basic: gamma alone", basicWords },
 };
 
-constexpr Operation operations[] = {
-    { .name = "AlignMTB",
-      .room = Room::Photo,
-      .summary = "Shifts the frames of an exposure bracket onto one another",
-      .arguments = alignArguments,
-      .results = alignResults,
-      .source =
-          "G. Ward, \"Fast, robust image registration for compositing high dynamic range photographs from "
-          "hand-held exposures\", 2003",
-      .constraints = alignConstraints,
-      .examples = alignExamples },
-    { .name = "CalibrateDebevec",
-      .room = Room::Photo,
-      .summary = "Estimates a camera's response curve from a bracket by least squares over sampled pixels",
-      .arguments = debevecArguments,
-      .results = curveResults,
-      .source = debevec,
-      .constraints = debevecConstraints,
-      .limits = debevecLimits,
-      .examples = debevecExamples },
-    { .name = "CalibrateRobertson",
-      .room = Room::Photo,
-      .summary = "Estimates a camera's response curve from all pixels of a bracket, iteratively",
-      .arguments = robertsonArguments,
-      .results = curveResults,
-      .source = robertson,
-      .constraints = robertsonConstraints,
-      .limits = robertsonLimits,
-      .examples = robertsonExamples },
-    { .name = "MergeDebevec",
-      .room = Room::Photo,
-      .summary = "Merges a bracket into a picture of high dynamic range by logarithmic radiances",
-      .arguments = mergeArguments,
-      .results = mergeResults,
-      .source = debevec,
-      .examples = mergeExamples },
-    { .name = "MergeRobertson",
-      .room = Room::Photo,
-      .summary = "Merges a bracket into a picture of high dynamic range by weighted radiances",
-      .arguments = mergeArguments,
-      .results = mergeResults,
-      .source = robertson,
-      .examples = mergeExamples },
-    { .name = "MergeMertens",
-      .room = Room::Photo,
-      .summary = "Fuses a bracket into one displayable picture, without exposure times",
-      .arguments = fuseArguments,
-      .results = fuseResults,
-      .source = "T. Mertens, J. Kautz, F. Van Reeth, \"Exposure fusion\", 2007",
-      .examples = fuseExamples },
-    { .name = "Tonemap",
-      .room = Room::Photo,
-      .summary = "Maps a picture of high dynamic range to the range of a display",
-      .arguments = toneArguments,
-      .results = toneResults,
-      .source =
-          "F. Drago et al., \"Adaptive logarithmic mapping for displaying high contrast scenes\", 2003; F. "
-          "Durand, J. Dorsey, 2002; E. Reinhard, K. Devlin, 2005; R. Mantiuk et al., 2006",
-      .constraints = toneConstraints,
-      .limits = toneLimits,
-      .examples = toneExamples },
-};
-
 } // namespace
 
-std::span<const Operation> exposureCatalog() { return operations; }
+MIRAVEX_RECORD(alignMtb) {
+    .summary = "Shifts the frames of an exposure bracket onto one another",
+    .arguments = alignArguments,
+    .results = alignResults,
+    .source =
+        "G. Ward, \"Fast, robust image registration for compositing high dynamic range photographs from "
+        "hand-held exposures\", 2003",
+    .constraints = alignConstraints,
+    .examples = alignExamples
+};
+
+MIRAVEX_RECORD(calibrateDebevec) {
+    .summary = "Estimates a camera's response curve from a bracket by least squares over sampled pixels",
+    .arguments = debevecArguments,
+    .results = curveResults,
+    .source = debevec,
+    .constraints = debevecConstraints,
+    .limits = debevecLimits,
+    .examples = debevecExamples
+};
+
+MIRAVEX_RECORD(calibrateRobertson) {
+    .summary = "Estimates a camera's response curve from all pixels of a bracket, iteratively",
+    .arguments = robertsonArguments,
+    .results = curveResults,
+    .source = robertson,
+    .constraints = robertsonConstraints,
+    .limits = robertsonLimits,
+    .examples = robertsonExamples
+};
+
+MIRAVEX_RECORD(mergeDebevec) {
+    .summary = "Merges a bracket into a picture of high dynamic range by logarithmic radiances",
+    .arguments = mergeArguments,
+    .results = mergeResults,
+    .source = debevec,
+    .examples = mergeExamples
+};
+
+MIRAVEX_RECORD(mergeRobertson) {
+    .summary = "Merges a bracket into a picture of high dynamic range by weighted radiances",
+    .arguments = mergeArguments,
+    .results = mergeResults,
+    .source = robertson,
+    .examples = mergeExamples
+};
+
+MIRAVEX_RECORD(mergeMertens) {
+    .summary = "Fuses a bracket into one displayable picture, without exposure times",
+    .arguments = fuseArguments,
+    .results = fuseResults,
+    .source = "T. Mertens, J. Kautz, F. Van Reeth, \"Exposure fusion\", 2007",
+    .examples = fuseExamples
+};
+
+MIRAVEX_RECORD(tonemap) {
+    .summary = "Maps a picture of high dynamic range to the range of a display",
+    .arguments = toneArguments,
+    .results = toneResults,
+    .source =
+        "F. Drago et al., \"Adaptive logarithmic mapping for displaying high contrast scenes\", 2003; F. "
+        "Durand, J. Dorsey, 2002; E. Reinhard, K. Devlin, 2005; R. Mantiuk et al., 2006",
+    .constraints = toneConstraints,
+    .limits = toneLimits,
+    .examples = toneExamples
+};
 
 } // namespace miravex

@@ -1,11 +1,11 @@
 #include "catalog/call_view.h"
-#include "ops/photo/catalog_groups.h"
-#include "ops/photo/filter_names.h"
+#include "ops/photo/option_names.h"
 
 namespace miravex {
 
 namespace {
 
+using namespace records;
 using Word = std::string_view;
 
 constexpr std::string_view source =
@@ -54,32 +54,24 @@ constexpr Argument stylizeArguments[] = { picture, spatialSigma(60), rangeSigma(
 constexpr Word stylizeWords[] = { "@photo" };
 constexpr Example stylizeExamples[] = { { "A photo that looks painted", stylizeWords } };
 
-constexpr Operation operations[] = {
-    { .name = "DetailEnhance",
-      .room = Room::Photo,
-      .summary = "Strengthens the detail of a picture",
-      .arguments = enhanceArguments,
-      .results = results,
-      .source = source,
-      .examples = enhanceExamples },
-    { .name = "EdgePreservingFilter",
-      .room = Room::Photo,
-      .summary = "Smooths a picture while it keeps its edges",
-      .arguments = edgeArguments,
-      .results = results,
-      .source = source,
-      .examples = edgeExamples },
-    { .name = "Stylization",
-      .room = Room::Photo,
-      .summary = "Makes a photo look painted: flat areas and dark outlines",
-      .arguments = stylizeArguments,
-      .results = results,
-      .source = source,
-      .examples = stylizeExamples },
-};
-
 } // namespace
 
-std::span<const Operation> filterCatalog() { return operations; }
+MIRAVEX_RECORD(detailEnhance) { .summary = "Strengthens the detail of a picture",
+                                .arguments = enhanceArguments,
+                                .results = results,
+                                .source = source,
+                                .examples = enhanceExamples };
+
+MIRAVEX_RECORD(edgePreservingFilter) { .summary = "Smooths a picture while it keeps its edges",
+                                       .arguments = edgeArguments,
+                                       .results = results,
+                                       .source = source,
+                                       .examples = edgeExamples };
+
+MIRAVEX_RECORD(stylization) { .summary = "Makes a photo look painted: flat areas and dark outlines",
+                              .arguments = stylizeArguments,
+                              .results = results,
+                              .source = source,
+                              .examples = stylizeExamples };
 
 } // namespace miravex

@@ -1,8 +1,8 @@
-#include "ops/photo/photo.h"
+#include "ops/photo/operations.h"
 
 #include "convert/matrix_memory.h"
 #include "ops/photo/exposures.h"
-#include "ops/photo/results.h"
+#include "convert/mat_to_image.h"
 
 #include <opencv2/photo.hpp>
 
@@ -52,6 +52,11 @@ HostErrorCode merge(LibraryData data, KImage image, KTensor exposures, KTensor r
 
 } // namespace
 
+/// Merges a bracket into one picture of 32-bit reals, by the weighted mean of logarithmic or of plain
+/// radiances.
+///
+/// Image: 3D, bytes, 3 channels of ColorSpaceRGB. Exposures: as above. Response: 768 reals as the
+/// calibrations give them, or empty for a linear camera. Sources as of the calibrations.
 HostErrorCode mergeDebevec(LibraryData data, KImage image, KTensor exposures, KTensor response,
                            KImage* result)
 {
@@ -64,6 +69,10 @@ HostErrorCode mergeRobertson(LibraryData data, KImage image, KTensor exposures, 
     return merge(data, image, exposures, response, cv::createMergeRobertson, result);
 }
 
+/// Fuses a bracket into one displayable picture of 32-bit reals, weighing pixels by contrast and saturation.
+///
+/// Image: 3D, bytes, ColorSpaceGray or ColorSpaceRGB, 1 or 3 channels. Source: T. Mertens, J. Kautz, F. Van
+/// Reeth, "Exposure fusion", 2007.
 HostErrorCode mergeMertens(LibraryData data, KImage image, KImage* result)
 {
     if (!data || !image) return StatusFunctionError;

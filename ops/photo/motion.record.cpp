@@ -1,12 +1,12 @@
 #include "catalog/call_view.h"
-#include "convert/limits.h"
-#include "ops/photo/catalog_groups.h"
-#include "ops/photo/flow_methods.h"
+#include "ops/photo/bounds.h"
+#include "ops/photo/option_names.h"
 
 namespace miravex {
 
 namespace {
 
+using namespace records;
 using Word = std::string_view;
 
 constexpr Argument frames = sequence("frames", "gray frames in the order of time")
@@ -41,13 +41,13 @@ constexpr Argument farnebackArguments[] = {
     real("window", "side of the averaging window, cut to an integer; larger is smoother")
         .in("pixels")
         .from(0)
-        .to(limits::flowWindow)
+        .to(bounds::flowWindow)
         .byDefault(13.0),
     integer("iterations", "iterations at each level").from(1).byDefault(10),
     integer("neighbourhood", "how far the polynomials reach that approximate the picture")
         .in("pixels")
         .from(0)
-        .to(limits::flowNeighbourhood)
+        .to(bounds::flowNeighbourhood)
         .byDefault(5),
     real("sigma", "standard deviation of the weights of that neighbourhood")
         .in("pixels")
@@ -61,7 +61,7 @@ constexpr Argument farnebackArguments[] = {
 constexpr Result farnebackResults[] = {
     { ResultKind::RealTensor, "pairs x rows x columns x (u, v), in pixels, v upward", Layout::Flow },
 };
-constexpr Word farnebackLimits[] = {
+constexpr Text farnebackLimits[] = {
     "A pyramid scale of exactly 1 is refused by OpenCV itself.",
     "Windows above 65536 and neighbourhoods above 1000 pixels are refused.",
     "Calls whose levels, iterations and windows come to more than 2^42 steps are refused.",
@@ -74,7 +74,7 @@ constexpr Example farnebackExamples[] = { { "What moves between two frames", far
 // --- Dual TV-L1 -----------------------------------------------------------------------------------------
 
 constexpr Argument dualArguments[] = {
-    frames.sides(limits::flowSide, limits::flowSide),
+    frames.sides(bounds::flowSide, bounds::flowSide),
     real("epsilon", "change of the flow below which the iterations end").above(0).byDefault(0.01),
     integer("iterations", "outer iterations of each warping").from(1).byDefault(10),
     real("lambda", "weight of the data; smaller is smoother").from(0).byDefault(0.15),
@@ -92,7 +92,7 @@ constexpr Result dualResults[] = {
     { ResultKind::RealTensor, "pairs x rows x columns x (u, v, valid), in pixels, v upward",
       Layout::FlowAndValidity },
 };
-constexpr Word dualLimits[] = {
+constexpr Text dualLimits[] = {
     "Frames one pixel high or wide are refused: OpenCV reads outside them.",
     "Calls whose iterations and warpings come to more than 2^42 steps are refused.",
 };
@@ -104,13 +104,13 @@ constexpr Example dualExamples[] = { { "What moves between two frames", dualWord
 constexpr Argument superArguments[] = {
     text("film", "film of at least 6 frames that OpenCV can read").path(),
     text("flow", "how the motion between its frames is found").oneOf(flowMethodNames).byDefault("Farneback"),
-    integer("scale", "how many times larger the result is").from(2).to(limits::filmScale).byDefault(2),
+    integer("scale", "how many times larger the result is").from(2).to(bounds::filmScale).byDefault(2),
 };
 constexpr Result superResults[] = {
     { ResultKind::Image,
       "the film's second frame, scale times larger, less 7 pixels on every side; bytes, blue first" },
 };
-constexpr Word superLimits[] = {
+constexpr Text superLimits[] = {
     "Films of fewer than 6 frames are refused: OpenCV reads beyond its cache.",
     "Scales above 9 and enlarged frames of more than 2^24 pixels are refused; each pixel takes about 400 "
     "bytes.",
@@ -118,38 +118,35 @@ constexpr Word superLimits[] = {
 constexpr Word superWords[] = { "@film" };
 constexpr Example superExamples[] = { { "A frame of a short film, twice as large", superWords } };
 
-constexpr Operation operations[] = {
-    { .name = "OpticalFlowFarneback",
-      .room = Room::Photo,
-      .summary = "Finds how every pixel moves from frame to frame, by polynomial expansion",
-      .arguments = farnebackArguments,
-      .results = farnebackResults,
-      .source = "G. Farneback, \"Two-frame motion estimation based on polynomial expansion\", 2003",
-      .limits = farnebackLimits,
-      .examples = farnebackExamples },
-    { .name = "OpticalFlowDualTVL1",
-      .room = Room::Photo,
-      .summary = "Finds how every pixel moves from frame to frame, by total variation; keeps edges of motion",
-      .arguments = dualArguments,
-      .results = dualResults,
-      .source =
-          "C. Zach, T. Pock, H. Bischof, \"A duality based approach for realtime TV-L1 optical flow\", 2007",
-      .limits = dualLimits,
-      .examples = dualExamples },
-    { .name = "SuperResolution",
-      .room = Room::Photo,
-      .summary = "Enlarges a frame of a film by what its neighbours add",
-      .arguments = superArguments,
-      .results = superResults,
-      .source =
-          "D. Mitzel, T. Pock, T. Schoenemann, D. Cremers, \"Video super resolution using duality based "
-          "TV-L1 optical flow\", 2009",
-      .limits = superLimits,
-      .examples = superExamples },
-};
-
 } // namespace
 
-std::span<const Operation> motionCatalog() { return operations; }
+MIRAVEX_RECORD(opticalFlowFarneback) {
+    .summary = "Finds how every pixel moves from frame to frame, by polynomial expansion",
+    .arguments = farnebackArguments,
+    .results = farnebackResults,
+    .source = "G. Farneback, \"Two-frame motion estimation based on polynomial expansion\", 2003",
+    .limits = farnebackLimits,
+    .examples = farnebackExamples
+};
+
+MIRAVEX_RECORD(opticalFlowDualTvl1) {
+    .summary = "Finds how every pixel moves from frame to frame, by total variation; keeps edges of motion",
+    .arguments = dualArguments,
+    .results = dualResults,
+    .source =
+        "C. Zach, T. Pock, H. Bischof, \"A duality based approach for realtime TV-L1 optical flow\", 2007",
+    .limits = dualLimits,
+    .examples = dualExamples
+};
+
+MIRAVEX_RECORD(superResolution) {
+    .summary = "Enlarges a frame of a film by what its neighbours add",
+    .arguments = superArguments,
+    .results = superResults,
+    .source = "D. Mitzel, T. Pock, T. Schoenemann, D. Cremers, \"Video super resolution using duality based "
+              "TV-L1 optical flow\", 2009",
+    .limits = superLimits,
+    .examples = superExamples
+};
 
 } // namespace miravex

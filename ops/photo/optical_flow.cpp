@@ -1,9 +1,9 @@
-#include "ops/photo/photo.h"
+#include "ops/photo/operations.h"
 
-#include "convert/limits.h"
 #include "convert/sequences.h"
 #include "convert/tensors.h"
-#include "ops/photo/flow_methods.h"
+#include "ops/photo/bounds.h"
+#include "ops/photo/option_names.h"
 
 #include <opencv2/superres/optical_flow.hpp>
 
@@ -42,7 +42,7 @@ struct FlowInput {
             && colorSpace == ColorSpaceGray;
     }
 
-    [[nodiscard]] int64_t pixels() const { return limits::product({ rows, columns }); }
+    [[nodiscard]] int64_t pixels() const { return bounds::product({ rows, columns }); }
     [[nodiscard]] int64_t pairs() const { return slices - 1; }
 };
 
@@ -124,10 +124,10 @@ int64_t levelsMade(const FlowInput& input, double scale, int levels)
 int64_t farnebackWork(const FlowInput& input, double scale, int levels, int window, int iterations, int reach)
 {
     const int64_t blur = std::min(input.rows, input.columns) / 6;
-    const int64_t passes = limits::product({ std::max(iterations, 0), 10 + int64_t { window } });
-    const int64_t perPixel = limits::sum({ 20, blur, 2 * int64_t { reach }, passes });
-    return limits::product({ input.pairs(), levelsMade(input, scale, levels),
-                             limits::sum({ input.pixels(), limits::flowPass }), perPixel });
+    const int64_t passes = bounds::product({ std::max(iterations, 0), 10 + int64_t { window } });
+    const int64_t perPixel = bounds::sum({ 20, blur, 2 * int64_t { reach }, passes });
+    return bounds::product({ input.pairs(), levelsMade(input, scale, levels),
+                             bounds::sum({ input.pixels(), bounds::flowPass }), perPixel });
 }
 
 /// Steps that the TV-L1 method takes at most: all scales together are about three times the first one, and
@@ -135,12 +135,21 @@ int64_t farnebackWork(const FlowInput& input, double scale, int levels, int wind
 int64_t dualTvl1Work(const FlowInput& input, int iterations, int warpings)
 {
     constexpr int64_t scales = 3, innerIterations = 30, perPixel = 16;
-    return limits::product({ input.pairs(), scales, innerIterations, perPixel, std::max(iterations, 0),
-                             std::max(warpings, 0), limits::sum({ input.pixels(), limits::flowPass }) });
+    return bounds::product({ input.pairs(), scales, innerIterations, perPixel, std::max(iterations, 0),
+                             std::max(warpings, 0), bounds::sum({ input.pixels(), bounds::flowPass }) });
 }
 
 } // namespace
 
+/// Dense optical flow between consecutive frames by polynomial expansion: pairs x rows x columns x (u, v),
+/// in pixels, v upward. Vectors that are not finite or reach 1e9 become (replacement, replacement).
+///
+/// Image: 3D, at least 2 frames, bytes, 1 channel, ColorSpaceGray. Pyramid scale: above 0, to 1 (OpenCV
+/// refuses exactly 1). Levels and iterations: at least 1. Window: 0 to bounds::flowWindow, cut to an integer.
+/// Neighbourhood: 0 to bounds::flowNeighbourhood. Sigma: at least 0. Flag: "Gaussian" or "Standard".
+/// Initial flow: rows x columns x 2, or empty; an empty one with `useInitialFlow` starts each pair but the
+/// first with the flow of the pair before. Calls beyond bounds::work are refused. Source: G. Farneback,
+/// "Two-frame motion estimation based on polynomial expansion", 2003.
 HostErrorCode opticalFlowFarneback(LibraryData data, KImage image, double pyramidScale, int64_t levels,
                                    double window, int64_t iterations, int64_t neighbourhood, double sigma,
                                    const char* flag, HostBoolean useInitialFlow, KTensor initialFlow,
@@ -154,11 +163,11 @@ HostErrorCode opticalFlowFarneback(LibraryData data, KImage image, double pyrami
     if (flags == unknownFlag) return StatusFunctionError;
     if (neighbourhood < 0 || iterations < 1 || levels < 1) return StatusFunctionError;
     if (!(pyramidScale > 0 && pyramidScale <= 1) || !(sigma >= 0)) return StatusFunctionError;
-    if (!(window >= 0 && window <= limits::flowWindow)) return StatusFunctionError;
+    if (!(window >= 0 && window <= bounds::flowWindow)) return StatusFunctionError;
     const int side = static_cast<int>(window), passes = static_cast<int>(iterations);
     const int reach = static_cast<int>(neighbourhood), count = static_cast<int>(levels);
-    if (reach < 0 || reach > limits::flowNeighbourhood) return StatusFunctionError;
-    if (farnebackWork(input, pyramidScale, count, side, passes, reach) > limits::work)
+    if (reach < 0 || reach > bounds::flowNeighbourhood) return StatusFunctionError;
+    if (farnebackWork(input, pyramidScale, count, side, passes, reach) > bounds::work)
         return StatusFunctionError;
 
     cv::Mat flow;
@@ -182,6 +191,11 @@ HostErrorCode opticalFlowFarneback(LibraryData data, KImage image, double pyrami
     return flowOfPairs(data, frames, *method, flow, replacement, false, chain, result);
 }
 
+/// The same by total variation and the L1 norm: pairs x rows x columns x (u, v, valid), valid 1 or 0.
+///
+/// Image: as above, both sides at least bounds::flowSide. Epsilon, tau, theta: above 0. Lambda: at least 0.
+/// Iterations, scales, warpings: at least 1. Source: C. Zach, T. Pock, H. Bischof, "A duality based approach
+/// for realtime TV-L1 optical flow", 2007.
 HostErrorCode opticalFlowDualTvl1(LibraryData data, KImage image, double epsilon, int64_t iterations,
                                   double lambda, int64_t scales, double tau, double theta, int64_t warpings,
                                   HostBoolean useInitialFlow, KTensor initialFlow, double replacement,
@@ -193,9 +207,9 @@ HostErrorCode opticalFlowDualTvl1(LibraryData data, KImage image, double epsilon
     if (!input.acceptable()) return StatusFunctionError;
     if (warpings < 1 || scales < 1 || iterations < 1) return StatusFunctionError;
     if (!(epsilon > 0) || !(tau > 0) || !(theta > 0) || !(lambda >= 0)) return StatusFunctionError;
-    if (std::min(input.rows, input.columns) < limits::flowSide) return StatusFunctionError;
+    if (std::min(input.rows, input.columns) < bounds::flowSide) return StatusFunctionError;
     const int passes = static_cast<int>(iterations), warps = static_cast<int>(warpings);
-    if (dualTvl1Work(input, passes, warps) > limits::work) return StatusFunctionError;
+    if (dualTvl1Work(input, passes, warps) > bounds::work) return StatusFunctionError;
 
     cv::Mat_<cv::Point2f> flow;
     if (useInitialFlow && !readInitialFlow(data, initialFlow, input, flow)) return StatusFunctionError;
@@ -206,7 +220,7 @@ HostErrorCode opticalFlowDualTvl1(LibraryData data, KImage image, double epsilon
     method->setEpsilon(epsilon);
     method->setIterations(passes);
     method->setLambda(lambda);
-    method->setScalesNumber(std::min(static_cast<int>(scales), static_cast<int>(limits::flowScales)));
+    method->setScalesNumber(std::min(static_cast<int>(scales), static_cast<int>(bounds::flowScales)));
     method->setTau(tau);
     method->setTheta(theta);
     method->setWarpingsNumber(warps);

@@ -1,10 +1,10 @@
-#include "ops/photo/photo.h"
+#include "ops/photo/operations.h"
 
 #include "convert/film.h"
-#include "convert/limits.h"
 #include "convert/matrix_memory.h"
-#include "ops/photo/flow_methods.h"
-#include "ops/photo/results.h"
+#include "ops/photo/bounds.h"
+#include "ops/photo/option_names.h"
+#include "convert/mat_to_image.h"
 
 #include <opencv2/superres.hpp>
 
@@ -38,10 +38,10 @@ bool filmBounded(const cv::String& path, FlowMethod method, int scale)
     cv::VideoCapture film;
     if (!openFilm(film, path)) return false;
     cv::Mat frame;
-    for (int64_t i = 0; i < limits::filmFrames; ++i) {
+    for (int64_t i = 0; i < bounds::filmFrames; ++i) {
         if (!film.read(frame) || frame.empty()) return false;
-        if (limits::product({ frame.rows, frame.cols, scale, scale }) > limits::filmPixels) return false;
-        if (method == FlowMethod::DualTvl1 && std::min(frame.rows, frame.cols) < limits::flowSide)
+        if (bounds::product({ frame.rows, frame.cols, scale, scale }) > bounds::filmPixels) return false;
+        if (method == FlowMethod::DualTvl1 && std::min(frame.rows, frame.cols) < bounds::flowSide)
             return false;
     }
     return true;
@@ -55,6 +55,12 @@ cv::Ptr<DenseOpticalFlowExt> createFlow(FlowMethod method)
 
 } // namespace
 
+/// Enlarges the second frame of a film by what its neighbours add, seven pixels less on every side.
+///
+/// Path: a film of at least bounds::filmFrames frames that OpenCV can read. Flow: "Farneback" or "DualTVL1".
+/// Scale: 2 to bounds::filmScale, the enlarged frame at most bounds::filmPixels. The result has bytes with
+/// the channels in OpenCV's order, blue first. Source: D. Mitzel, T. Pock, T. Schoenemann, D. Cremers, "Video
+/// super resolution using duality based TV-L1 optical flow", 2009.
 HostErrorCode superResolution(LibraryData data, const char* path, const char* flow, int64_t scale,
                               KImage* result)
 {
@@ -62,7 +68,7 @@ HostErrorCode superResolution(LibraryData data, const char* path, const char* fl
     if (scale < 2) return StatusFunctionError;
     const int factor = static_cast<int>(scale);
     const FlowMethod method = valueOf(flowMethods, flow, FlowMethod::None);
-    if (method == FlowMethod::None || factor < 2 || factor > limits::filmScale) return StatusFunctionError;
+    if (method == FlowMethod::None || factor < 2 || factor > bounds::filmScale) return StatusFunctionError;
     const cv::String film(path);
     if (!filmBounded(film, method, factor)) return StatusFunctionError;
 

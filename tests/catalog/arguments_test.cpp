@@ -7,6 +7,8 @@ namespace miravex::test {
 
 namespace {
 
+using namespace records;
+
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -34,13 +36,12 @@ constexpr Constraint testConstraints[] = {
       [](const CallView& call) { return call.integer("width") <= 2 * call.columns("image"); } },
 };
 constexpr Result testResults[] = { { ResultKind::Image, "a picture" } };
-constexpr Operation operation { .name = "TestOperation",
-                                .room = Room::Filters,
-                                .summary = "For tests",
-                                .arguments = testArguments,
-                                .results = testResults,
-                                .source = "",
-                                .constraints = testConstraints };
+const Operation operation { { .summary = "For tests",
+                              .arguments = testArguments,
+                              .results = testResults,
+                              .source = "",
+                              .constraints = testConstraints },
+                            "TestOperation" };
 
 ImagePointer picture(int rows = 4, int columns = 5, int type = CV_8UC3)
 {

@@ -189,7 +189,7 @@ TEST(Catalogue, RecordsAreComplete)
         for (const Constraint& constraint : operation->constraints) {
             EXPECT_GE(argumentIndex(*operation, constraint.argument), 0)
                 << name << ": " << constraint.argument;
-            EXPECT_FALSE(constraint.text.empty()) << name;
+            EXPECT_FALSE(constraint.text.str().empty()) << name;
             EXPECT_TRUE(constraint.holds) << name;
         }
     }

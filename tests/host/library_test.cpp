@@ -10,6 +10,8 @@ namespace miravex::test {
 
 namespace {
 
+using namespace records;
+
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -21,12 +23,9 @@ constexpr Argument rogueArguments[] = {
     text("word", "a string of the host's"),
 };
 constexpr Result rogueResults[] = { { ResultKind::Image, "an image" } };
-constexpr Operation rogue { .name = "Rogue",
-                            .room = Room::Filters,
-                            .summary = "Breaks rules",
-                            .arguments = rogueArguments,
-                            .results = rogueResults,
-                            .source = "" };
+const Operation rogue {
+    { .summary = "Breaks rules", .arguments = rogueArguments, .results = rogueResults, .source = "" }, "Rogue"
+};
 
 std::filesystem::path folder() { return MIRAVEX_ROGUE_DIRECTORY; }
 

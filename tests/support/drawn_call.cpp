@@ -71,7 +71,7 @@ public:
     {
         constexpr int oddsOfLeaving[] = { 0, 16, 0, 48, 0, 128, 0, 255 };
         leaving_ = caps_.ordinary ? 0 : bytes_.oneOf(oddsOfLeaving);
-        if (operation_.room == Room::Importops) batch_ = drawBatch();
+        if (operation_.room->name == "loading") batch_ = drawBatch();
         for (int turn = 0; turn < turns; ++turn)
             for (std::size_t i = 0; i < values_.size(); ++i)
                 if (turnOf(operation_.arguments[i]) == turn)
@@ -502,7 +502,7 @@ bool foretellsRefusal(const Operation& operation, const std::vector<Value>& valu
 {
     const auto foretells = [&](const std::vector<Value>& given, const Refusal& refusal) {
         // Colours that suit no picture fail a batch only when one of its files is a picture.
-        if (operation.room == Room::Importops && refusal.argument == "color_space") return false;
+        if (operation.room->name == "loading" && refusal.argument == "color_space") return false;
         // Some operations have an answer to a picture without pixels.
         const Image* image = CallView(operation, given).image(refusal.argument);
         return !image || image->shape.samples() > 0;

@@ -13,6 +13,8 @@ using ::testing::IsEmpty;
 
 namespace {
 
+using namespace records;
+
 constexpr Argument grayOnly = image("image", "").channels({ 1 });
 constexpr Argument graySpace = image("image", "").colors({ ColorSpaceGray });
 constexpr Argument colorOnly = image("image", "").channels({ 3 });

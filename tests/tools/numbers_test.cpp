@@ -13,6 +13,8 @@ using ::testing::HasSubstr;
 
 namespace {
 
+using namespace records;
+
 constexpr Argument list = reals("list", "").shaped({ atLeast(0) }).orEmpty();
 constexpr Argument points = reals("points", "").shaped({ atLeast(0), exactly(2) });
 constexpr Argument matrix = reals("matrix", "").shaped({ exactly(3), exactly(3) });

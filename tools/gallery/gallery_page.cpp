@@ -16,8 +16,6 @@ namespace miravex::cli {
 
 namespace {
 
-constexpr std::array rooms { Room::Filters, Room::Photo, Room::Features, Room::Importops };
-
 constexpr const char* style = R"(
 :root { color-scheme: light dark; --page: #f6f5f2; --card: #ffffff; --ink: #23211d; --soft: #6d685f;
   --line: #e2ded6; --accent: #0b6e6e; --code: #f0eee9; --warn: #9a4b00; }
@@ -163,17 +161,17 @@ std::string articleOf(const Exhibit& exhibit, bool first)
     return html + "</article>\n";
 }
 
-std::string anchorOf(Room room) { return fmt::format("room-{}", nameOf(room)); }
+std::string anchorOf(const Room& room) { return fmt::format("room-{}", room.name); }
 
-std::vector<const Exhibit*> exhibitsIn(Room room, const std::vector<Exhibit>& exhibits)
+std::vector<const Exhibit*> exhibitsIn(const Room& room, const std::vector<Exhibit>& exhibits)
 {
     std::vector<const Exhibit*> inside;
     for (const Exhibit& exhibit : exhibits)
-        if (exhibit.operation->room == room) inside.push_back(&exhibit);
+        if (exhibit.operation->room == &room) inside.push_back(&exhibit);
     return inside;
 }
 
-std::string roomOf(Room room, const std::vector<const Exhibit*>& exhibits)
+std::string roomOf(const Room& room, const std::vector<const Exhibit*>& exhibits)
 {
     std::string index, articles;
     const Operation* previous = nullptr;
@@ -185,7 +183,7 @@ std::string roomOf(Room room, const std::vector<const Exhibit*>& exhibits)
         articles += articleOf(*exhibit, first);
     }
     return fmt::format("<h2 id=\"{}\">{}</h2>\n<div class=\"index\">\n{}</div>\n{}", anchorOf(room),
-                       titleOfRoom(room), index, articles);
+                       room.title, index, articles);
 }
 
 } // namespace
@@ -193,10 +191,10 @@ std::string roomOf(Room room, const std::vector<const Exhibit*>& exhibits)
 std::string pageOf(const std::vector<Exhibit>& exhibits)
 {
     std::string navigation, body;
-    for (const Room room : rooms) {
+    for (const Room& room : rooms()) {
         const auto inside = exhibitsIn(room, exhibits);
         if (inside.empty()) continue;
-        navigation += fmt::format("<a href=\"#{}\">{}</a>\n", anchorOf(room), titleOfRoom(room));
+        navigation += fmt::format("<a href=\"#{}\">{}</a>\n", anchorOf(room), room.title);
         body += roomOf(room, inside);
     }
     return fmt::format(

@@ -276,7 +276,7 @@ ImagePointer drawnResult(const Performed& performed, const CallWords& words)
     if (performed.result.layout != Layout::Matches)
         return performed.picture ? draw(*performed.picture, performed.result.layout, **tensor) : nullptr;
     constexpr Argument keypoints =
-        reals("keypoints", "rows of x, y and more").shaped({ atLeast(0), atLeast(2) });
+        records::reals("keypoints", "rows of x, y and more").shaped({ atLeast(0), atLeast(2) });
     const MatchSceneWords& scene = words.scene;
     return drawMatches(*readPicture(scene.queryPicture), *readTensor(keypoints, scene.queryKeypoints),
                        *readPicture(scene.trainPicture), *readTensor(keypoints, scene.trainKeypoints),

@@ -36,9 +36,6 @@ const Operation& operationNamed(const std::string& name);
 /// The first word that is no option; of the options that may stand before it, only --threads takes a word.
 std::vector<std::string>::iterator firstPlainWord(std::vector<std::string>& words);
 
-/// "Filters and geometric transforms" for a room.
-std::string titleOfRoom(Room room);
-
 /// Makes OpenCV use as many threads as was asked for.
 void applyThreads(const Settings& settings);
 

@@ -16,8 +16,6 @@ namespace miravex::cli {
 
 namespace {
 
-constexpr std::array rooms { Room::Filters, Room::Photo, Room::Features, Room::Importops };
-
 std::string placeholderOf(const Argument& argument)
 {
     switch (argument.kind) {
@@ -153,9 +151,11 @@ void printOperation(const Operation& operation)
     printResults(operation);
     std::vector<std::string> rules;
     for (const Constraint& constraint : operation.constraints)
-        rules.push_back(fmt::format("{}: {}", constraint.argument, constraint.text));
+        rules.push_back(fmt::format("{}: {}", constraint.argument, constraint.text.str()));
     printTexts("Rules", rules);
-    printTexts("Limits", { operation.limits.begin(), operation.limits.end() });
+    std::vector<std::string> limits;
+    for (const Text& limit : operation.limits) limits.push_back(limit.str());
+    printTexts("Limits", limits);
     if (!operation.source.empty()) printTexts("Source", { std::string(operation.source) });
     printTexts("Examples (words with @ are sample pictures of the gallery)", exampleLines(operation));
 }
@@ -166,33 +166,22 @@ nlohmann::ordered_json listJson()
     for (const Operation* operation : catalog())
         list.push_back({ { "name", operation->name },
                          { "command", kebabCase(operation->name) },
-                         { "room", nameOf(operation->room) },
+                         { "room", operation->room->name },
                          { "summary", operation->summary } });
     return list;
 }
 
-void printRoom(Room room, std::size_t width)
+void printRoom(const Room& room, std::size_t width)
 {
     bool first = true;
     for (const Operation* operation : catalog()) {
-        if (operation->room != room) continue;
-        if (std::exchange(first, false)) fmt::print("\n{}\n", titleOfRoom(room));
+        if (operation->room != &room) continue;
+        if (std::exchange(first, false)) fmt::print("\n{}\n", room.title);
         fmt::print("  {:<{}}  {}\n", kebabCase(operation->name), width, operation->summary);
     }
 }
 
 } // namespace
-
-std::string titleOfRoom(Room room)
-{
-    switch (room) {
-    case Room::Filters: return "Filters and geometric transforms";
-    case Room::Photo: return "Computational photography";
-    case Room::Features: return "Features, shapes and detection";
-    case Room::Importops: return "Batch loading";
-    }
-    return "";
-}
 
 ExitStatus listOperations(const Session& session)
 {
@@ -203,7 +192,7 @@ ExitStatus listOperations(const Session& session)
     std::size_t width = 0;
     for (const Operation* operation : catalog()) width = std::max(width, kebabCase(operation->name).size());
     fmt::print("{} operations; miravex help OPERATION tells more.\n", catalog().size());
-    for (const Room room : rooms) printRoom(room, width);
+    for (const Room& room : rooms()) printRoom(room, width);
     return ExitStatus::Done;
 }
 

@@ -133,7 +133,8 @@ void addOperation(py::module_& module)
         .def_readonly("name", &Operation::name)
         .def_property_readonly("function", [](const Operation& o) { return snakeCase(o.name); })
         .def_property_readonly("command", [](const Operation& o) { return kebabCase(o.name); })
-        .def_property_readonly("room", [](const Operation& o) { return nameOf(o.room); })
+        .def_property_readonly("room", [](const Operation& o) { return o.room->name; })
+        .def_property_readonly("room_title", [](const Operation& o) { return o.room->title; })
         .def_readonly("summary", &Operation::summary)
         .def_property_readonly("arguments", [](const Operation& o) { return tupleOf(o.arguments); })
         .def_property_readonly("results", [](const Operation& o) { return tupleOf(o.results); })
@@ -142,10 +143,15 @@ void addOperation(py::module_& module)
                                [](const Operation& o) {
                                    py::list texts;
                                    for (const Constraint& c : o.constraints)
-                                       texts.append(py::make_tuple(c.argument, c.text));
+                                       texts.append(py::make_tuple(c.argument, c.text.str()));
                                    return py::tuple(texts);
                                })
-        .def_property_readonly("limits", [](const Operation& o) { return tupleOf(o.limits); })
+        .def_property_readonly("limits",
+                               [](const Operation& o) {
+                                   py::list texts;
+                                   for (const Text& limit : o.limits) texts.append(limit.str());
+                                   return py::tuple(texts);
+                               })
         .def_property_readonly("examples",
                                [](const Operation& o) {
                                    py::list examples;

@@ -27,8 +27,11 @@ NamedValues inputs(const Operation& operation)
 
 TEST(PhotoCatalog, HasSeventeenOperationsThatWorkWithTheirDefaults)
 {
-    ASSERT_EQ(photoCatalog().size(), 17U);
-    for (const Operation& operation : photoCatalog()) {
+    std::size_t seen = 0;
+    for (const Operation* listed : catalog()) {
+        const Operation& operation = *listed;
+        if (operation.room->name != "photo") continue;
+        ++seen;
         EXPECT_NE(library().operation(operation.name), nullptr) << operation.name;
         EXPECT_FALSE(operation.examples.empty()) << operation.name;
         EXPECT_FALSE(operation.source.empty()) << operation.name;
@@ -37,6 +40,7 @@ TEST(PhotoCatalog, HasSeventeenOperationsThatWorkWithTheirDefaults)
             ADD_FAILURE() << operation.name << ": " << refusal.message();
         if (operation.name != "SuperResolution") succeed(operation.name, values);
     }
+    EXPECT_EQ(seen, 17U);
 }
 
 TEST(PhotoCatalog, ObjectsToWhatTheLibraryRefuses)

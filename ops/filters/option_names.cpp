@@ -1,4 +1,4 @@
-#include "ops/filters/named_methods.h"
+#include "ops/filters/option_names.h"
 
 namespace miravex {
 

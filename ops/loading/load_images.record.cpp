@@ -1,13 +1,14 @@
-#include "catalog/catalog.h"
 #include "catalog/call_view.h"
-#include "convert/limits.h"
-#include "ops/loading/color_table.h"
+#include "ops/loading/bounds.h"
+#include "ops/loading/option_names.h"
 
 #include <algorithm>
 
 namespace miravex {
 
 namespace {
+
+using namespace records;
 
 constexpr Argument loadArguments[] = {
     array("destination",
@@ -64,8 +65,8 @@ bool fillsSlot(const CallView& call, std::string_view name)
     const Slots slots = slotsOf(call);
     if (!array || !isFloats(*array, 3)) return false;
     const int64_t count =
-        limits::product({ array->dimensions[0], array->dimensions[1], array->dimensions[2] });
-    return count >= limits::product({ slots.height, slots.width, slots.channels });
+        bounds::product({ array->dimensions[0], array->dimensions[1], array->dimensions[2] });
+    return count >= bounds::product({ slots.height, slots.width, slots.channels });
 }
 
 bool lengthsFit(const CallView& call)
@@ -89,12 +90,12 @@ constexpr Constraint loadConstraints[] = {
     { "destination", "at most 2^30 rows and columns",
       [](const CallView& call) {
           const Slots slots = slotsOf(call);
-          return slots.height <= limits::slotSide && slots.width <= limits::slotSide;
+          return slots.height <= bounds::slotSide && slots.width <= bounds::slotSide;
       } },
     { "lengths", "lengths of at least 0 that together do not exceed the paths", lengthsFit },
     { "lengths", "at most as many files as the destination has slots",
       [](const CallView& call) {
-          return call.length("lengths") <= std::min(slotsOf(call).files, limits::batchFiles);
+          return call.length("lengths") <= std::min(slotsOf(call).files, bounds::batchFiles);
       } },
     { "mean", "an array of rank 3 with at least a slot's elements",
       [](const CallView& call) { return call.integer("has_mean") == 0 || fillsSlot(call, "mean"); } },
@@ -109,7 +110,7 @@ constexpr Constraint loadConstraints[] = {
 constexpr Result loadResults[] = {
     { ResultKind::IntegerTensor, "1-based positions of the files that could not be read", Layout::Positions }
 };
-constexpr std::string_view loadLimits[] = {
+constexpr Text loadLimits[] = {
     "The slot of a file that can't be read holds uniform noise in [0, 1), less the mean.",
     "With channels last, XYZ, LAB, LUV and Grayscale leave the picture in BGR order.",
     "A colour slot with channels first turned to Grayscale has its first plane filled only, and only that "
@@ -126,21 +127,17 @@ constexpr std::string_view loadWords[] = {
 };
 constexpr Example loadExamples[] = { { "Four photos in one array", loadWords } };
 
-constexpr Operation operations[] = {
-    { .name = "LoadImagesFromPathInto",
-      .room = Room::Importops,
-      .summary = "Loads image files in parallel into one float array, resized and normalised",
-      .arguments = loadArguments,
-      .results = loadResults,
-      .source = "value = (sample / 255 - mean) x rstddev, after bilinear resizing",
-      .constraints = loadConstraints,
-      .limits = loadLimits,
-      .examples = loadExamples,
-      .returnsOnWrongCount = true },
-};
-
 } // namespace
 
-std::span<const Operation> importopsCatalog() { return operations; }
+MIRAVEX_RECORD(loadImagesFromPathInto) {
+    .summary = "Loads image files in parallel into one float array, resized and normalised",
+    .arguments = loadArguments,
+    .results = loadResults,
+    .source = "value = (sample / 255 - mean) x rstddev, after bilinear resizing",
+    .constraints = loadConstraints,
+    .limits = loadLimits,
+    .examples = loadExamples,
+    .returnsOnWrongCount = true
+};
 
 } // namespace miravex

@@ -2,9 +2,35 @@
 
 #include "convert/name_table.h"
 
+#include <opencv2/photo.hpp>
+#include <opencv2/video.hpp>
+
 #include <span>
 
 namespace miravex {
+
+/// Kinds of the edge-preserving filter by the names that hosts use.
+inline constexpr std::array edgeFilters {
+    Named<int> { "RECURS_FILTER", cv::RECURS_FILTER },
+    Named<int> { "NORMCONV_FILTER", cv::NORMCONV_FILTER },
+};
+inline constexpr auto edgeFilterNames = namesOf(edgeFilters);
+
+/// Windows of Farneback's averaging by the names that hosts use.
+inline constexpr std::array flowFlags {
+    Named<int> { "Gaussian", cv::OPTFLOW_FARNEBACK_GAUSSIAN },
+    Named<int> { "Standard", 0 },
+};
+inline constexpr auto flowFlagNames = namesOf(flowFlags);
+
+enum class FlowMethod { None, Farneback, DualTvl1 };
+
+/// Optical flows of super resolution by the names that hosts use.
+inline constexpr std::array flowMethods {
+    Named<FlowMethod> { "Farneback", FlowMethod::Farneback },
+    Named<FlowMethod> { "DualTVL1", FlowMethod::DualTvl1 },
+};
+inline constexpr auto flowMethodNames = namesOf(flowMethods);
 
 enum class ToneMapping { None, Basic, Durand, Drago, Reinhard, Mantiuk };
 

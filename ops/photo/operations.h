@@ -1,0 +1,12 @@
+#pragma once
+
+#include "miravex/host_interface.h"
+
+/// The functions that operations.def lists; each is described where it is defined.
+namespace miravex {
+
+#define MIRAVEX_OPERATION(Name, function, ...) HostErrorCode function(__VA_ARGS__);
+#include "ops/photo/operations.def"
+#undef MIRAVEX_OPERATION
+
+} // namespace miravex
