@@ -10,8 +10,8 @@ namespace miravex {
 HostErrorCode refuseArgumentCount(int64_t given, const char* expected) noexcept
 {
     try {
-        // Nobody reads this: it exists for the eye that looks on with a debugger. Throwing it only to catch
-        // it here would make a refusal ten times as slow.
+        // Built for whoever looks on with a debugger, and dropped: hosts see the status alone. Throwing it
+        // only to catch it here would make a refusal ten times as slow.
         const std::runtime_error message(messages::invalidArgumentCount + std::to_string(given)
                                          + messages::expectedCount + expected);
         static_cast<void>(message);

@@ -10,6 +10,9 @@ say() { printf '\n==> %s\n' "$*"; }
 # shellcheck disable=SC2034
 python=/usr/bin/python3
 
+# Lists the tracked C and C++ sources that exist, newest ones too; -z ends each with a NUL.
+sources() { git ls-files "$@" --cached --others --exclude-standard -- '*.c' '*.cpp' '*.h'; }
+
 # Configures and builds a preset; both do nothing when nothing changed.
 build() {
     local preset=$1

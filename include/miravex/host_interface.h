@@ -55,8 +55,12 @@ typedef union ValueCell {
 
 typedef ValueCell* ArgumentSlot;
 
+/* Comparisons of hostCompareReals. ComparisonExceeds: whether the first of two values exceeds the second, by
+ * the host's own rules. The library asks for no other. */
+enum { ComparisonExceeds = 7 };
+
 /* Compares the `count` reals at `values` by the host's own rules; nonzero means that the comparison holds.
- * `operation` 7 is the only code that the library asks for, with two values and tolerance 0. */
+ * The library passes ComparisonExceeds, tolerance 0, count 2 and two values. */
 typedef int (*HostCompareReals)(int operation, double tolerance, int64_t count, const double* values);
 
 typedef struct CompileSupport {
