@@ -97,7 +97,7 @@ HostErrorCode run(LibraryData data, ArgumentSlot* args, ArgumentSlot result,
 
 } // namespace detail
 
-/// The frame of every operation: checks the argument count, reads the slots by the kinds of the
+/// The way into every operation: checks the argument count, reads the slots by the kinds of the
 /// implementation's own parameters, turns every failure and every exception into StatusFunctionError, hands
 /// each string argument back once, and writes the result slot on success alone. A missing table,
 /// service, slot or string is a failure. Costs well under 200 ns besides the implementation.
@@ -113,7 +113,8 @@ HostErrorCode runOperation(LibraryData data, int64_t argc, ArgumentSlot* args, A
 
 } // namespace miravex
 
-/// Exports opencv_<Name> as the frame around an implementation function. One line per operation.
+/// Exports opencv_<Name> as runOperation() around an implementation function; rooms apply it to every line of
+/// their operations.def.
 #define MIRAVEX_EXPORT(Name, implementation)                                                                 \
     extern "C" MIRAVEX_PUBLIC HostErrorCode opencv_##Name(LibraryData data, int64_t argc,                    \
                                                           ArgumentSlot* args, ArgumentSlot result) noexcept  \

@@ -11,7 +11,7 @@ namespace miravex::bench {
 
 namespace {
 
-/// An operation that does nothing: around it, time is the frame's alone.
+/// An operation that does nothing: around it, time is the export's alone.
 HostErrorCode nothing(LibraryData, KImage image, int64_t, double, HostBoolean, const char*, KImage* result)
 {
     *result = image;
@@ -33,26 +33,26 @@ struct BareCall {
     HostErrorCode operator()(int64_t argc) { return function(&hostServices(), argc, slots, &result); }
 };
 
-constexpr double frameTarget = 200;
+constexpr double exportTarget = 200;
 
 } // namespace
 
-MIRAVEX_BENCH(frame)
+MIRAVEX_BENCH(abi)
 {
     const auto median = std::make_shared<BareCall>(library().operation("MedianFilter"));
     duration(
-        "frame, wrong count refused", [median] { keep((*median)(3)); }, frameTarget);
+        "export, wrong count refused", [median] { keep((*median)(3)); }, exportTarget);
     duration(
-        "frame, missing image refused", [median] { keep((*median)(2)); }, frameTarget);
+        "export, missing image refused", [median] { keep((*median)(2)); }, exportTarget);
 
     const auto empty = std::make_shared<BareCall>(&runOperation<&nothing>);
     duration(
-        "frame, 5 arguments around nothing", [empty] { keep((*empty)(5)); }, frameTarget);
+        "export, 5 arguments around nothing", [empty] { keep((*empty)(5)); }, exportTarget);
 }
 
 MIRAVEX_BENCH(smallest)
 {
-    // A picture of one pixel: what is left beside OpenCV is the frame, the exchange and the host's own
+    // A picture of one pixel: what is left beside OpenCV is the export, the conversion and the host's own
     // bookkeeping.
     const cv::Mat pixel = noise(1, 1, CV_8U);
     ratio("median-filter, 1 pixel", operation("MedianFilter", { imageOfMatrix(pixel), int64_t { 1 } }),
