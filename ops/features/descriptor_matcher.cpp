@@ -1,5 +1,6 @@
 #include "ops/features/operations.h"
 
+#include "convert/flat_result.h"
 #include "convert/tensors.h"
 #include "ops/features/bounds.h"
 #include "ops/features/option_names.h"
@@ -8,7 +9,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <numeric>
 #include <vector>
 
 namespace miravex {
@@ -51,20 +51,14 @@ using Matches = std::vector<std::vector<cv::DMatch>>;
 /// q, the number of matches of each query, then their train indices from 1.
 HostErrorCode writeMatches(LibraryData data, const Matches& matches, KTensor* result)
 {
-    const int64_t total =
-        std::accumulate(matches.begin(), matches.end(), int64_t { 0 }, [](int64_t sum, const auto& found) {
-            return sum + static_cast<int64_t>(found.size());
-        });
-    const int64_t queries = static_cast<int64_t>(matches.size());
-    NewTensor tensor(data, TensorTypeInteger, { 1 + queries + total });
-    int64_t* target = tensor ? tensor.integers() : nullptr;
-    if (!target) return StatusFunctionError;
-    *target++ = queries;
-    for (const auto& found : matches) *target++ = static_cast<int64_t>(found.size());
+    int64_t total = 0;
+    for (const auto& found : matches) total += countOf(found);
+    FlatResult<int64_t> list(data, { 1 + countOf(matches) + total });
+    list.add({ countOf(matches) });
+    for (const auto& found : matches) list.add({ countOf(found) });
     for (const auto& found : matches)
-        for (const cv::DMatch& match : found) *target++ = match.trainIdx + 1;
-    *result = tensor.release();
-    return StatusOk;
+        for (const cv::DMatch& match : found) list.add({ match.trainIdx + 1 });
+    return list.finish(result);
 }
 
 } // namespace
@@ -95,9 +89,8 @@ HostErrorCode descriptorMatcher(LibraryData data, KTensor query, HostBoolean use
     if (best && !(parameter >= 1.0 && parameter <= static_cast<double>(known.count)))
         return StatusFunctionError;
     const int64_t perQuery = best ? static_cast<int64_t>(parameter) : known.count;
-    if (bounds::product({ asked.count, perQuery }) > bounds::matchedPairs) return StatusFunctionError;
-    if (bounds::product({ asked.count, known.count, asked.length }) > bounds::work)
-        return StatusFunctionError;
+    if (!bounds::matchesFit(asked.count, perQuery)) return StatusFunctionError;
+    if (!bounds::comparisonFits(asked.count, known.count, asked.length)) return StatusFunctionError;
 
     cv::Mat queries, trained, allowed;
     if (!copyDescriptors(data, query, asked, queries)) return StatusFunctionError;

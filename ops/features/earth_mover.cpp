@@ -1,5 +1,6 @@
 #include "ops/features/operations.h"
 
+#include "convert/flat_result.h"
 #include "convert/tensors.h"
 #include "ops/features/bounds.h"
 #include "ops/features/option_names.h"
@@ -7,8 +8,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
-#include <map>
-#include <string>
+#include <string_view>
 
 namespace miravex {
 
@@ -37,7 +37,7 @@ bool makeSignature(LibraryData data, const Side& side, int64_t rows, int64_t dim
 {
     const auto weights = realElements(data, side.weights);
     if (!weights || !hasDimensions(data, side.weights, { rows })) return false;
-    if (bounds::product({ rows, dimension + 1 }) > bounds::resultSamples) return false;
+    if (!bounds::signatureFits(rows, dimension)) return false;
     out.create(static_cast<int>(rows), static_cast<int>(dimension) + 1, CV_32F);
     if (!copyColumns(*weights, 1, 0, out)) return false;
     if (!side.points) return true;
@@ -45,31 +45,23 @@ bool makeSignature(LibraryData data, const Side& side, int64_t rows, int64_t dim
     return points && copyColumns(*points, dimension, 1, out);
 }
 
-bool transportFits(int64_t rows1, int64_t rows2)
-{
-    constexpr int64_t most = bounds::transportSteps;
-    return rows1 <= most && rows2 <= most && bounds::product({ rows1, rows2, rows1 + rows2 }) <= most;
-}
-
 HostErrorCode writeFlow(LibraryData data, const cv::Mat& flow, int64_t rows, int64_t columns, KTensor* result)
 {
     if (flow.rows != rows || flow.cols != columns) return StatusFunctionError;
-    NewTensor tensor(data, TensorTypeReal, { rows, columns });
-    double* target = tensor ? tensor.reals() : nullptr;
-    if (!target) return StatusFunctionError;
+    FlatResult<double> list(data, { rows, columns });
     for (int row = 0; row < flow.rows; ++row)
-        target = std::copy(flow.ptr<float>(row), flow.ptr<float>(row) + flow.cols, target);
-    *result = tensor.release();
-    return StatusOk;
+        for (int column = 0; column < flow.cols; ++column)
+            list.add({ static_cast<double>(flow.at<float>(row, column)) });
+    return list.finish(result);
 }
 
 /// Moves the mass of one side to the other at the least cost and answers the flow, the distance, or both.
-HostErrorCode earthMoverWorker(LibraryData data, Side side1, Side side2, const std::string& name,
-                               KTensor cost, KTensor* flowResult, float* distanceResult)
+HostErrorCode earthMoverWorker(LibraryData data, Side side1, Side side2, std::string_view name, KTensor cost,
+                               KTensor* flowResult, float* distanceResult)
 {
     if (!data) return StatusFunctionError;
-    std::map<std::string, int> distances;
-    for (const auto& entry : groundDistances) distances.emplace(entry.name, entry.value);
+    // An unknown name gives 0, which OpenCV refuses as no distance.
+    const int distanceType = valueOf(groundDistances, name, 0);
     const auto costs = realElements(data, cost);
     if (!costs || !side1.weights || !side2.weights) return StatusFunctionError;
     const bool hasCost = !costs->empty();
@@ -82,13 +74,13 @@ HostErrorCode earthMoverWorker(LibraryData data, Side side1, Side side2, const s
     if (shape1.empty() || shape2.empty()) return StatusFunctionError;
     if (hasPoints && (shape1.size() != 2 || shape2.size() != 2)) return StatusFunctionError;
 
-    if (hasCost && !distances.contains(name)) return StatusFunctionError;
+    if (hasCost && distanceType == 0) return StatusFunctionError;
     if (hasCost && (shape1[0] != costShape[0] || shape2[0] != costShape[1])) return StatusFunctionError;
     if (!hasPoints && (name != "Custom" || !hasCost)) return StatusFunctionError;
     if (hasPoints && shape1[1] != shape2[1]) return StatusFunctionError;
     const int64_t rows1 = shape1[0];
     const int64_t rows2 = shape2[0];
-    if (!transportFits(rows1, rows2)) return StatusFunctionError;
+    if (!bounds::transportFits(rows1, rows2)) return StatusFunctionError;
 
     cv::Mat costMatrix, signature1, signature2, flow;
     if (hasCost) {
@@ -99,8 +91,7 @@ HostErrorCode earthMoverWorker(LibraryData data, Side side1, Side side2, const s
     if (!hasPoints) side1.points = side2.points = nullptr;
     if (!makeSignature(data, side1, rows1, dimension, signature1)) return StatusFunctionError;
     if (!makeSignature(data, side2, rows2, dimension, signature2)) return StatusFunctionError;
-    // An unknown name adds itself with the value 0, which OpenCV refuses as no distance.
-    const float distance = cv::EMD(signature1, signature2, distances[name], costMatrix, nullptr, flow);
+    const float distance = cv::EMD(signature1, signature2, distanceType, costMatrix, nullptr, flow);
     if (distanceResult) *distanceResult = distance;
     return flowResult ? writeFlow(data, flow, rows1, rows2, flowResult) : StatusOk;
 }
@@ -124,7 +115,10 @@ HostErrorCode earthMoverDistance(LibraryData data, KTensor points1, KTensor weig
     return status;
 }
 
-/// The flow of mass, n1 x n2, that earthMoverDistance() is the cost of.
+/// The flow of mass, n1 x n2, that turns one weighted set of points into another at the least cost.
+///
+/// Arguments, refusals and source are those of earthMoverDistance(), which answers that cost: points n x d,
+/// weights a list of n, the name of a distance, and n1 x n2 costs for "Custom".
 HostErrorCode earthMoverDistanceFlowMatrix(LibraryData data, KTensor points1, KTensor weights1,
                                            KTensor points2, KTensor weights2, const char* name, KTensor cost,
                                            KTensor* result)
@@ -132,7 +126,11 @@ HostErrorCode earthMoverDistanceFlowMatrix(LibraryData data, KTensor points1, KT
     return earthMoverWorker(data, { points1, weights1 }, { points2, weights2 }, name, cost, result, nullptr);
 }
 
-/// The same for weights alone under a given cost of n1 x n2.
+/// The flow of mass, n1 x n2, that turns one list of weights into another at the least of given costs.
+///
+/// Weights: lists of n1 and n2; cost: n1 x n2, of moving one unit of mass from element to element. Sizes with
+/// n1 n2 (n1 + n2) beyond bounds::transportSteps are refused. Source: Y. Rubner, C. Tomasi, L. Guibas, "The
+/// earth mover's distance as a metric for image retrieval", 2000.
 HostErrorCode earthMoverDistanceWeightsFlowMatrix(LibraryData data, KTensor weights1, KTensor weights2,
                                                   KTensor cost, KTensor* result)
 {

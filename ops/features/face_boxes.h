@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ops/features/flat_result.h"
+#include "convert/flat_result.h"
 
 #include <vector>
 
@@ -17,7 +17,7 @@ struct Face {
 inline HostErrorCode writeFaces(LibraryData data, const std::vector<Face>& faces, int64_t rows, double scale,
                                 KTensor* result)
 {
-    FlatResult list(data, 1 + 5 * faces.size());
+    FlatResult<double> list(data, { 1 + 5 * countOf(faces) });
     list.add({ static_cast<double>(faces.size()) });
     for (const Face& face : faces) {
         const double left = face.x + 0.5;

@@ -33,8 +33,8 @@ inline constexpr std::array akazeDescriptors {
     Named<int> { "DESCRIPTOR_MLDB", 5 },
 };
 
-/// The first of the binary (8-bit) descriptors of AKAZE; those before it are floats.
-inline constexpr int akazeFirstBinaryDescriptor = 4;
+/// AKAZE's descriptors are bits in bytes from this one on, and floats before it.
+constexpr bool isBinary(int akazeDescriptor) { return akazeDescriptor >= 4; }
 
 inline constexpr std::array orbScores {
     Named<int> { "HARRIS_SCORE", 0 },

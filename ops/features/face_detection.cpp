@@ -1,9 +1,9 @@
 #include "ops/features/operations.h"
 
 #include "convert/image_to_mat.h"
+#include "convert/integers.h"
 #include "ops/features/bounds.h"
 #include "ops/features/face_boxes.h"
-#include "ops/features/keypoints.h"
 
 #include <opencv2/imgproc.hpp>
 #include <opencv2/objdetect.hpp>
@@ -15,40 +15,6 @@
 namespace miravex {
 
 namespace {
-
-constexpr int64_t keepSize = -1;
-
-/// How many times smaller the picture is searched: the integer quotient of its smaller side by the target.
-double shrinkFactor(int64_t rows, int64_t columns, int64_t targetSize)
-{
-    const int64_t smaller = std::min(rows, columns);
-    const int64_t quotient = smaller / targetSize;
-    return smaller > targetSize ? static_cast<double>(quotient) : 1.0;
-}
-
-/// True when looking at the picture at every size that the factor steps through is foreseeable, in memory and
-/// time. OpenCV holds them all at once.
-bool searchFits(const cv::Mat& picture, cv::Size window, cv::Size smallest, cv::Size largest, double factor)
-{
-    const int64_t pixels = int64_t { picture.rows } * picture.cols;
-    const double budget = static_cast<double>(
-        std::max(bounds::cascadeSamples, bounds::cascadeSamplesPerPixel * std::max<int64_t>(pixels, 1)));
-    if (largest.width == 0 || largest.height == 0) largest = picture.size(); // as OpenCV reads it
-    const double most = std::min({ picture.cols / static_cast<double>(window.width),
-                                   picture.rows / static_cast<double>(window.height),
-                                   largest.width / static_cast<double>(window.width) + 1,
-                                   largest.height / static_cast<double>(window.height) + 1 });
-    double samples = 0;
-    int64_t steps = 0;
-    for (double scale = 1; scale <= most; scale *= factor) {
-        if (++steps > bounds::cascadeSteps) return false;
-        if (window.width * scale + 1 < smallest.width || window.height * scale + 1 < smallest.height)
-            continue;
-        samples += static_cast<double>(pixels) / (scale * scale);
-        if (samples > budget) return false;
-    }
-    return true;
-}
 
 /// The faces by position: which of OpenCV's threads found one first decides their order otherwise.
 std::vector<Face> sortedFaces(const std::vector<cv::Rect>& boxes, const std::vector<int>& neighbours)
@@ -90,30 +56,29 @@ HostErrorCode faceDetection(LibraryData data, KImage image, int64_t minWidth, in
     if (images.imageGetPixelType(image) != PixelTypeByte) return StatusFunctionError;
     const int64_t rows = images.imageGetRowCount(image);
     const int64_t columns = images.imageGetColumnCount(image);
-    if (rows < 2 || columns < 2) return StatusFunctionError;
-    if (!(scaleFactor > 1.0) || targetSize < keepSize || targetSize == 0) return StatusFunctionError;
+    if (rows < bounds::faceSide || columns < bounds::faceSide) return StatusFunctionError;
+    if (!(scaleFactor > 1.0) || targetSize < bounds::keepSize || targetSize == 0) return StatusFunctionError;
+    if (!bounds::searchFits(rows, columns, targetSize, scaleFactor)) return StatusFunctionError;
 
     cv::Mat picture;
     if (!imageToMat(images, image, picture, anyType)) return StatusFunctionError;
     if (equalize == 1) cv::equalizeHist(picture, picture);
-    const double scale = targetSize == keepSize ? 1.0 : shrinkFactor(rows, columns, targetSize);
-    if (targetSize != keepSize)
+    const double scale = bounds::shrinkFactor(rows, columns, targetSize);
+    if (targetSize != bounds::keepSize)
         cv::resize(picture, picture, cv::Size(), 1 / scale, 1 / scale, cv::INTER_LINEAR);
     cv::CascadeClassifier cascade;
     if (!cascade.load(cascadePath) || cascade.empty()) return StatusFunctionError;
 
     const auto shrunk = [&](int64_t side) {
-        return saturated(static_cast<int64_t>(std::ceil(static_cast<double>(saturated(side)) / scale)));
+        return clippedInt32(static_cast<int64_t>(std::ceil(static_cast<double>(clippedInt32(side)) / scale)));
     };
     const cv::Size smallest(shrunk(minWidth), shrunk(minHeight));
     const cv::Size largest(shrunk(maxWidth), shrunk(maxHeight));
     // One step of the whole picture's size ends the search; larger ones overflow OpenCV's window sizes.
     const double factor = std::min(scaleFactor, static_cast<double>(picture.rows + picture.cols));
-    if (!searchFits(picture, cascade.getOriginalWindowSize(), smallest, largest, factor))
-        return StatusFunctionError;
     std::vector<cv::Rect> boxes;
     std::vector<int> neighbours;
-    cascade.detectMultiScale(picture, boxes, neighbours, factor, saturated(minNeighbors), 0, smallest,
+    cascade.detectMultiScale(picture, boxes, neighbours, factor, clippedInt32(minNeighbors), 0, smallest,
                              largest);
     return writeFaces(data, sortedFaces(boxes, neighbours), picture.rows, scale, result);
 }

@@ -2,6 +2,7 @@
 
 #include "convert/image_to_mat.h"
 #include "convert/opencv_compat.h"
+#include "ops/features/bounds.h"
 #include "ops/features/face_boxes.h"
 
 #include <opencv2/dnn.hpp>
@@ -92,9 +93,10 @@ HostErrorCode faceDetectionDnn(LibraryData data, KImage image, const char* descr
     require(images.imageGetRank(image) == 2, "Input image is expected to have 2 dimensions.");
     const int64_t rows = images.imageGetRowCount(image);
     const int64_t columns = images.imageGetColumnCount(image);
-    require(rows >= 2 && columns >= 2,
+    require(rows >= bounds::faceSide && columns >= bounds::faceSide,
             "At least one dimension of the input image is equal or smaller than 1.");
-    require(sizeRatio >= 1 && sizeRatio <= 4, "Input size Ratio cannot be < 1 or > 4.");
+    require(sizeRatio >= 1 && sizeRatio <= bounds::networkSizeRatio,
+            "Input size Ratio cannot be < 1 or > 4.");
     const float threshold = static_cast<float>(confidenceThreshold);
     require(!(threshold > 1 || threshold < 0), "Confidence threshold cannot be  > 1 or < 0.");
 

@@ -1,12 +1,16 @@
 #include "ops/features/operations.h"
 
-#include "abi/host_objects.h"
+#include "convert/flat_result.h"
 #include "convert/image_to_mat.h"
+#include "convert/integers.h"
 #include "ops/features/bounds.h"
-#include "ops/features/keypoints.h"
+#include "ops/features/option_names.h"
+
+#include <opencv2/features2d.hpp>
 
 #include <algorithm>
 #include <cstring>
+#include <vector>
 
 namespace miravex {
 
@@ -38,19 +42,14 @@ HostErrorCode paintRegions(LibraryData data, const std::vector<std::vector<cv::P
 HostErrorCode writeRectangles(LibraryData data, const std::vector<cv::Rect>& boxes, int64_t rows,
                               KTensor* result)
 {
-    NewTensor tensor(data, TensorTypeReal, { static_cast<int64_t>(boxes.size()), 5 });
-    double* target = tensor ? tensor.reals() : nullptr;
-    if (!tensor || (!target && !boxes.empty())) return StatusFunctionError;
+    FlatResult<double> list(data, { countOf(boxes), 5 });
     double number = 0;
     for (const cv::Rect& box : boxes) {
-        *target++ = ++number;
-        *target++ = box.x;
-        *target++ = static_cast<double>(rows - box.y);
-        *target++ = box.x + box.width;
-        *target++ = static_cast<double>(rows - (box.y + box.height));
+        const double right = box.x + box.width;
+        const double bottom = static_cast<double>(rows - (box.y + box.height));
+        list.add({ ++number, static_cast<double>(box.x), static_cast<double>(rows - box.y), right, bottom });
     }
-    *result = tensor.release();
-    return StatusOk;
+    return list.finish(result);
 }
 
 } // namespace
@@ -90,8 +89,8 @@ HostErrorCode mserDetect(LibraryData data, KImage image, int64_t delta, int64_t 
     if (!imageToMat(images, image, picture, anyType)) return StatusFunctionError;
     // Grey levels differ by 255 at most, and a delta of 256 already excludes every region.
     const auto detector =
-        cv::MSER::create(static_cast<int>(std::clamp<int64_t>(delta, -256, 256)), saturated(minArea),
-                         saturated(maxArea), maxVariation, minDiversity, static_cast<int>(maxEvolution),
+        cv::MSER::create(static_cast<int>(std::clamp<int64_t>(delta, -256, 256)), clippedInt32(minArea),
+                         clippedInt32(maxArea), maxVariation, minDiversity, static_cast<int>(maxEvolution),
                          areaThreshold, minMargin, static_cast<int>(edgeBlurSize));
     std::vector<std::vector<cv::Point>> regions;
     std::vector<cv::Rect> boxes;
