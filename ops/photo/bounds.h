@@ -2,7 +2,12 @@
 
 #include "convert/bounds.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace miravex::bounds {
+
+// --- denoising ------------------------------------------------------------------------------------------
 
 /// Non-local means, side of the search window: OpenCV scales its weights so that a whole window of white fits
 /// 31 bits. Wider windows divide by zero; negative sides crash.
@@ -11,16 +16,62 @@ inline constexpr int64_t denoisingSearch = 2901;
 /// Non-local means, weights of all search windows together (temporal x search x search): the same reason.
 inline constexpr int64_t denoisingWeights = 2147483647 / 255;
 
-/// Non-local means, side of the template: OpenCV sums squared differences of a template in 31 bits and reads
-/// outside its table when they overflow, from 182 on with one channel.
-inline constexpr int64_t denoisingTemplate = 181;
-
-/// Largest sum of squared differences that a template may have: template x template x 255 x 255 x channels.
-inline constexpr int64_t denoisingDistance = 2147483647;
-
 /// Non-local means, 32-bit counters that each worker thread keeps (temporal x search x search x columns):
 /// 1 GiB of them.
 inline constexpr int64_t denoisingScratch = int64_t { 1 } << 28;
+
+/// True when OpenCV can compare templates of `side` x `side` pixels over `channels` channels: it sums their
+/// squared differences in 31 bits and reads outside its table when they overflow.
+constexpr bool denoisingTemplateFits(int64_t side, int64_t channels)
+{
+    return product({ side, side, 255, 255, channels }) <= 2147483647;
+}
+
+/// Widest template, an odd side, over so many channels.
+constexpr int64_t denoisingTemplate(int64_t channels)
+{
+    int64_t side = 1;
+    while (denoisingTemplateFits(side + 2, channels)) side += 2;
+    return side;
+}
+
+/// True when the weights of the search windows of `temporal` frames stay within OpenCV's arithmetic.
+constexpr bool denoisingSearchFits(int64_t temporal, int64_t search)
+{
+    return search <= denoisingSearch && product({ temporal, search, search }) <= denoisingWeights;
+}
+
+/// True when a worker thread's counters fit: a column of them for every column of the frame and the template.
+constexpr bool denoisingCountersFit(int64_t columns, int64_t temporal, int64_t search, int64_t side)
+{
+    return product({ temporal, search, search, sum({ columns, side, 1 }) }) <= denoisingScratch;
+}
+
+/// True when the templates of all search windows are compared in foreseeable time: a step for each pixel, and
+/// a whole template at the start of each row.
+constexpr bool denoisingEnds(int64_t rows, int64_t columns, int64_t temporal, int64_t search, int64_t side)
+{
+    return product({ temporal, search, search, rows, sum({ columns, product({ side, side }) }) }) <= work;
+}
+
+// --- detail filters -------------------------------------------------------------------------------------
+
+/// Detail filters, spatial sigma in pixels and range sigma as a fraction of the range of samples.
+inline constexpr double detailSpatialSigma = 200;
+inline constexpr double detailRangeSigma = 1;
+
+// --- exposure brackets ----------------------------------------------------------------------------------
+
+/// Intensities and elements of a camera's response, channels interleaved.
+inline constexpr int responseLevels = 256;
+inline constexpr int64_t responseLength = int64_t { responseLevels } * 3;
+
+/// Alignment, pyramid levels: the shorter side is halved as often as it can be.
+inline double alignmentLevels(int64_t rows, int64_t columns)
+{
+    const auto side = static_cast<double>(std::max<int64_t>(std::min(rows, columns), 1));
+    return std::log(side) / std::log(2.0);
+}
 
 /// Debevec calibration: every sample is an unknown of a dense system. 499 of them and eight exposures take
 /// OpenCV 4.6 half a minute; from 500 on the solver of OpenCV 3.4 does not end in reasonable time.
@@ -30,12 +81,52 @@ inline constexpr int64_t calibrationSamples = 499;
 /// solves its system with, ends the whole process when it meets an infinite coefficient.
 inline constexpr double calibrationSmoothness = 1e36;
 
+/// True when the three dense least-squares systems of the Debevec calibration are solved in foreseeable time:
+/// equations x unknowns x unknowns.
+constexpr bool calibrationEnds(int64_t samples, int64_t frames)
+{
+    const int64_t unknowns = responseLevels + samples;
+    const int64_t equations = sum({ product({ samples, frames }), responseLevels + 1 });
+    return product({ 3, equations, unknowns, unknowns }) <= work;
+}
+
+/// True when OpenCV can lay its grid of samples over frames for the Debevec calibration; it divides by the
+/// points of a row and reads where they fall.
+inline bool calibrationGridFits(int64_t rows, int64_t columns, int64_t samples)
+{
+    const auto width = static_cast<double>(columns), height = static_cast<double>(rows);
+    const double perRow = std::floor(std::sqrt(static_cast<double>(samples) * width / height));
+    if (!(perRow >= 1 && perRow <= width)) return false;
+    const double rowsOfPoints = std::floor(static_cast<double>(samples) / perRow);
+    return rowsOfPoints >= 1 && rowsOfPoints <= height;
+}
+
 /// Robertson calibration: OpenCV stops early only when all intensities occur and the curve settles, which it
 /// does within tens of iterations or never.
 inline constexpr int64_t calibrationIterations = 10000;
 
+/// True when the iterations of the Robertson calibration, which look at every sample of the bracket, end in
+/// foreseeable time.
+constexpr bool calibrationIterationsEnd(int64_t iterations, int64_t frames, int64_t rows, int64_t columns)
+{
+    return product({ std::max<int64_t>(iterations, 0), frames, rows, columns, 3 }) <= work;
+}
+
+// --- tone mapping ---------------------------------------------------------------------------------------
+
 /// "Durand" tone mapping, space sigma: the bilateral filter's kernel has (3 sigma)^2 entries of 8 bytes.
 inline constexpr double toneSpaceSigma = 1000;
+
+/// True when the bilateral filter of "Durand" ends in foreseeable time: a step for each pixel and each entry
+/// of its kernel. Sigmas of 0 and less count as 1.
+constexpr bool toneFilterEnds(int64_t rows, int64_t columns, double spaceSigma)
+{
+    if (spaceSigma > toneSpaceSigma) return false;
+    const int64_t side = spaceSigma > 0 ? static_cast<int64_t>(3 * spaceSigma) + 3 : 5;
+    return product({ rows, columns, side, side }) <= work;
+}
+
+// --- optical flow ---------------------------------------------------------------------------------------
 
 /// Farneback, side of the averaging window: OpenCV computes its buffers in 32 bits.
 inline constexpr int64_t flowWindow = 65536;
@@ -54,6 +145,42 @@ inline constexpr int64_t flowScales = 128;
 /// Steps that one pass of an iterative flow costs however small the picture is.
 inline constexpr int64_t flowPass = 4096;
 
+/// Pyramid levels that Farneback's method makes: no side falls under 32 pixels, unless the frames are
+/// smaller.
+inline int64_t farnebackLevels(int64_t rows, int64_t columns, double scale, int64_t levels)
+{
+    constexpr double leastSide = 32;
+    const auto side = static_cast<double>(std::min(rows, columns));
+    if (!(scale < 1) || side * scale < leastSide) return 1; // OpenCV refuses a scale of 1
+    const double most = std::log(leastSide / side) / std::log(scale) + 2;
+    return static_cast<int64_t>(std::clamp(static_cast<double>(levels), 0.0, most)) + 1;
+}
+
+/// True when Farneback's method ends in foreseeable time, were every level as large as the frames.
+inline bool farnebackEnds(int64_t rows, int64_t columns, int64_t pairs, double scale, int64_t levels,
+                          int64_t window, int64_t iterations, int64_t reach)
+{
+    const int64_t blur = std::min(rows, columns) / 6;
+    const int64_t passes = product({ std::max<int64_t>(iterations, 0), 10 + window });
+    const int64_t perPixel = sum({ 20, blur, 2 * reach, passes });
+    return product({ pairs, farnebackLevels(rows, columns, scale, levels),
+                     sum({ product({ rows, columns }), flowPass }), perPixel })
+        <= work;
+}
+
+/// True when the TV-L1 method ends in foreseeable time: all scales together are about three times the first
+/// one, and every iteration makes thirty of its own.
+constexpr bool dualTvl1Ends(int64_t rows, int64_t columns, int64_t pairs, int64_t iterations,
+                            int64_t warpings)
+{
+    constexpr int64_t scales = 3, innerIterations = 30, perPixel = 16;
+    return product({ pairs, scales, innerIterations, perPixel, std::max<int64_t>(iterations, 0),
+                     std::max<int64_t>(warpings, 0), sum({ product({ rows, columns }), flowPass }) })
+        <= work;
+}
+
+// --- super resolution -----------------------------------------------------------------------------------
+
 /// Super resolution, frames in the film: one is read ahead and OpenCV reads beyond its cache with fewer than
 /// five more.
 inline constexpr int64_t filmFrames = 6;
@@ -64,5 +191,11 @@ inline constexpr int64_t filmScale = 9;
 /// Super resolution, pixels of an enlarged frame: OpenCV keeps some 400 bytes for each of them and passes
 /// over it ten thousand times, which takes about an hour of one core.
 inline constexpr int64_t filmPixels = int64_t { 1 } << 24;
+
+/// True when a frame of the film, enlarged, is within bounds.
+constexpr bool filmFits(int64_t rows, int64_t columns, int64_t scale)
+{
+    return product({ rows, columns, scale, scale }) <= filmPixels;
+}
 
 } // namespace miravex::bounds

@@ -1,10 +1,11 @@
 #include "ops/photo/operations.h"
 
 #include "convert/image_to_mat.h"
+#include "convert/integers.h"
+#include "convert/mat_to_image.h"
 #include "convert/matrix_memory.h"
 #include "convert/sequences.h"
 #include "ops/photo/bounds.h"
-#include "convert/mat_to_image.h"
 
 #include <opencv2/photo.hpp>
 
@@ -21,9 +22,9 @@ struct Windows {
     int temporal = 1;
 
     Windows(int64_t templateWindow, int64_t searchWindow, int64_t temporalWindow = 1)
-        : patch(static_cast<int>(templateWindow))
-        , search(static_cast<int>(searchWindow))
-        , temporal(static_cast<int>(temporalWindow))
+        : patch(lowInt32(templateWindow))
+        , search(lowInt32(searchWindow))
+        , temporal(lowInt32(temporalWindow))
     {
     }
 
@@ -33,14 +34,10 @@ struct Windows {
     [[nodiscard]] bool bounded(const cv::Mat& frame, int channels) const
     {
         if (frame.dims != 2 || frame.empty()) return false;
-        if (patch < 1 || search < 1 || temporal < 1 || search > bounds::denoisingSearch) return false;
-        const int64_t weights = bounds::product({ temporal, search, search });
-        const int64_t area = bounds::product({ patch, patch });
-        const int64_t columns = frame.cols;
-        return weights <= bounds::denoisingWeights
-            && bounds::product({ area, 255, 255, channels }) <= bounds::denoisingDistance
-            && bounds::product({ weights, columns + patch + 1 }) <= bounds::denoisingScratch
-            && bounds::product({ weights, frame.rows, columns + area }) <= bounds::work;
+        if (patch < 1 || search < 1 || temporal < 1) return false;
+        return bounds::denoisingTemplateFits(patch, channels) && bounds::denoisingSearchFits(temporal, search)
+            && bounds::denoisingCountersFit(frame.cols, temporal, search, patch)
+            && bounds::denoisingEnds(frame.rows, frame.cols, temporal, search, patch);
     }
 };
 
@@ -86,9 +83,9 @@ int64_t indexOfFrame(int64_t frame) { return std::max<int64_t>(frame, 0) - 1; }
 /// around them are.
 ///
 /// Image: 2D, bytes, 1 or 2 channels or 3 of ColorSpaceRGB. Strength: any; larger removes more. Template and
-/// search window: odd sides in pixels, from 1 to bounds::denoisingTemplate (127 with two channels, 103 with
-/// three) and bounds::denoisingSearch. Calls beyond bounds::denoisingScratch or bounds::work are refused.
-/// Source: A. Buades, B. Coll, J.-M. Morel, "A non-local algorithm for image denoising", 2005.
+/// search window: odd sides in pixels, from 1 to bounds::denoisingTemplate(channels) and
+/// bounds::denoisingSearch. Calls beyond bounds::denoisingScratch or bounds::work are refused. Source: A.
+/// Buades, B. Coll, J.-M. Morel, "A non-local algorithm for image denoising", 2005.
 HostErrorCode fastNlMeansDenoising(LibraryData data, KImage image, double strength, int64_t templateWindow,
                                    int64_t searchWindow, KImage* result)
 {
@@ -109,9 +106,13 @@ HostErrorCode fastNlMeansDenoising(LibraryData data, KImage image, double streng
     return returnImage(images, denoised, result);
 }
 
-/// The same on lightness and, with a strength of its own, on the two colour components of CIE L*a*b*.
+/// Replaces every pixel by the weighted mean of the pixels of its search window, apart for lightness and,
+/// with a strength of its own, for the two colour components of CIE L*a*b*.
 ///
-/// Image: 2D, bytes, 3 channels of ColorSpaceRGB. Template: at most 127.
+/// Image: 2D, bytes, 3 channels of ColorSpaceRGB. Strengths: any; larger remove more. Template and search
+/// window: odd sides in pixels, from 1 to bounds::denoisingTemplate(2) and bounds::denoisingSearch. Calls
+/// beyond bounds::denoisingScratch or bounds::work are refused. Source: A. Buades, B. Coll, J.-M. Morel, "A
+/// non-local algorithm for image denoising", 2005.
 HostErrorCode fastNlMeansDenoisingColored(LibraryData data, KImage image, double strength,
                                           double colorStrength, int64_t templateWindow, int64_t searchWindow,
                                           KImage* result)
@@ -132,11 +133,15 @@ HostErrorCode fastNlMeansDenoisingColored(LibraryData data, KImage image, double
     return returnImage(images, denoised, result);
 }
 
-/// Denoises one frame of a sequence with the search windows of its neighbours in time too.
+/// Replaces every pixel of one frame by the weighted mean of the pixels of its search window there and in the
+/// frames around it.
 ///
 /// Image: 3D, bytes, 1 to 4 channels; no side shorter than the windows. Frame: counted from 1. Temporal
-/// window: odd, at least 1, and within the sequence around the frame. Templates: at most 181, 127, 103 or 89
-/// for 1 to 4 channels; all search windows together at most bounds::denoisingWeights.
+/// window: odd, at least 1, and within the sequence around the frame. Strength: any; larger removes more.
+/// Template: an odd side in pixels, at most bounds::denoisingTemplate(channels). Search window: an odd side
+/// in pixels, all of them together at most bounds::denoisingWeights. Calls beyond bounds::denoisingScratch or
+/// bounds::work are refused. Source: A. Buades, B. Coll, J.-M. Morel, "A non-local algorithm for image
+/// denoising", 2005.
 HostErrorCode fastNlMeansDenoisingMulti(LibraryData data, KImage image, int64_t frame, int64_t temporalWindow,
                                         double strength, int64_t templateWindow, int64_t searchWindow,
                                         KImage* result)
@@ -159,7 +164,14 @@ HostErrorCode fastNlMeansDenoisingMulti(LibraryData data, KImage image, int64_t 
     return returnImage(images, denoised, result);
 }
 
-/// The same on lightness and colour apart. Image: 3D, bytes, 3 channels.
+/// Replaces every pixel of one frame by the weighted mean of the pixels of its search window there and in the
+/// frames around it, apart for lightness and, with a strength of its own, for colour.
+///
+/// Image: 3D, bytes, 3 channels; no side shorter than the windows. Frame: counted from 1. Temporal window:
+/// odd, at least 1, and within the sequence around the frame. Strengths: any; larger remove more. Template:
+/// an odd side in pixels, at most bounds::denoisingTemplate(2). Search window: an odd side in pixels, all of
+/// them together at most bounds::denoisingWeights. Calls beyond bounds::denoisingScratch or bounds::work are
+/// refused. Source: A. Buades, B. Coll, J.-M. Morel, "A non-local algorithm for image denoising", 2005.
 HostErrorCode fastNlMeansDenoisingColoredMulti(LibraryData data, KImage image, int64_t frame,
                                                int64_t temporalWindow, double strength, double colorStrength,
                                                int64_t templateWindow, int64_t searchWindow, KImage* result)

@@ -20,9 +20,9 @@ constexpr Argument templateWindow = integer("template_window", "side of the squa
                                         .in("pixels")
                                         .odd()
                                         .from(1)
-                                        .to(bounds::denoisingTemplate)
+                                        .to(bounds::denoisingTemplate(1))
                                         .byDefault(7);
-constexpr Argument colorTemplateWindow = templateWindow.to(127);
+constexpr Argument colorTemplateWindow = templateWindow.to(bounds::denoisingTemplate(2));
 constexpr Argument searchWindow =
     integer("search_window", "side of the square that is searched for like ones")
         .in("pixels")
@@ -47,27 +47,26 @@ constexpr Argument temporalWindow =
 
 bool templateFits(const CallView& call, std::string_view image)
 {
-    const int64_t side = call.integer("template_window");
-    return bounds::product({ side, side, 255, 255, call.channels(image) }) <= bounds::denoisingDistance;
+    return bounds::denoisingTemplateFits(call.integer("template_window"), call.channels(image));
 }
 
-int64_t weights(const CallView& call)
+/// Frames that are searched; one of an image.
+int64_t framesOf(const CallView& call)
 {
-    const int64_t frames = call.has("temporal_window") ? call.integer("temporal_window") : 1;
-    return bounds::product({ frames, call.integer("search_window"), call.integer("search_window") });
+    return call.has("temporal_window") ? call.integer("temporal_window") : 1;
 }
 
-bool windowsAffordable(const CallView& call, std::string_view image)
+bool countersFit(const CallView& call, std::string_view image)
 {
-    const int64_t side = call.integer("template_window");
-    return weights(call) <= bounds::denoisingWeights
-        && bounds::product({ weights(call), call.columns(image) + side + 1 }) <= bounds::denoisingScratch
-        && bounds::product({ weights(call), call.rows(image), call.columns(image) + side * side })
-        <= bounds::work;
+    return bounds::denoisingCountersFit(call.columns(image), framesOf(call), call.integer("search_window"),
+                                        call.integer("template_window"));
 }
 
-bool imageWindowsAffordable(const CallView& call) { return windowsAffordable(call, "image"); }
-bool sequenceWindowsAffordable(const CallView& call) { return windowsAffordable(call, "frames"); }
+bool ends(const CallView& call, std::string_view image)
+{
+    return bounds::denoisingEnds(call.rows(image), call.columns(image), framesOf(call),
+                                 call.integer("search_window"), call.integer("template_window"));
+}
 
 bool fitsFrames(const CallView& call, std::string_view window)
 {
@@ -80,10 +79,25 @@ bool temporalFits(const CallView& call)
     return call.integer("frame") > half && call.integer("frame") + half <= call.slices("frames");
 }
 
-constexpr Constraint affordableImage { "search_window", "windows that need less memory and time",
-                                       imageWindowsAffordable };
-constexpr Constraint affordableSequence { "search_window", "windows that need less memory and time",
-                                          sequenceWindowsAffordable };
+constexpr Text fewerCounters { "windows that need at most {} counters for each thread",
+                               bounds::denoisingScratch };
+constexpr Text fewerSteps { "windows whose templates are compared in at most {} steps", bounds::work };
+
+constexpr Constraint imageCountersFit { "search_window", fewerCounters,
+                                        [](const CallView& call) { return countersFit(call, "image"); } };
+constexpr Constraint imageEnds { "search_window", fewerSteps,
+                                 [](const CallView& call) { return ends(call, "image"); } };
+constexpr Constraint sequenceCountersFit { "search_window", fewerCounters,
+                                           [](const CallView& call) { return countersFit(call, "frames"); } };
+constexpr Constraint sequenceEnds { "search_window", fewerSteps,
+                                    [](const CallView& call) { return ends(call, "frames"); } };
+constexpr Constraint searchesFit {
+    "search_window",
+    { "search windows of at most {} pixels in all frames together", bounds::denoisingWeights },
+    [](const CallView& call) {
+        return bounds::denoisingSearchFits(framesOf(call), call.integer("search_window"));
+    }
+};
 constexpr Constraint searchInFrames { "search_window", "at most the rows and the columns of the frames",
                                       [](const CallView& call) {
                                           return fitsFrames(call, "search_window");
@@ -101,34 +115,50 @@ constexpr Constraint grayConstraints[] = {
           const Image* image = call.image("image");
           return !image || image->shape.channels != 3 || image->colorSpace == ColorSpaceRGB;
       } },
-    { "template_window", "at most 181, 127 or 103 for 1, 2 or 3 channels",
+    { "template_window",
+      { "at most {}, {} or {} for 1, 2 or 3 channels", bounds::denoisingTemplate(1),
+        bounds::denoisingTemplate(2), bounds::denoisingTemplate(3) },
       [](const CallView& call) { return templateFits(call, "image"); } },
-    affordableImage,
+    imageCountersFit,
+    imageEnds,
 };
-constexpr Constraint coloredConstraints[] = { affordableImage };
+constexpr Constraint coloredConstraints[] = { imageCountersFit, imageEnds };
 constexpr Constraint multiConstraints[] = {
     searchInFrames,
     templateInFrames,
     windowInTime,
-    { "template_window", "at most 181, 127, 103 or 89 for 1, 2, 3 or 4 channels",
+    { "template_window",
+      { "at most {}, {}, {} or {} for 1, 2, 3 or 4 channels", bounds::denoisingTemplate(1),
+        bounds::denoisingTemplate(2), bounds::denoisingTemplate(3), bounds::denoisingTemplate(4) },
       [](const CallView& call) { return templateFits(call, "frames"); } },
-    affordableSequence,
+    searchesFit,
+    sequenceCountersFit,
+    sequenceEnds,
 };
-constexpr Constraint coloredMultiConstraints[] = { searchInFrames, templateInFrames, windowInTime,
-                                                   affordableSequence };
+constexpr Constraint coloredMultiConstraints[] = {
+    searchInFrames, templateInFrames, windowInTime, searchesFit, sequenceCountersFit, sequenceEnds,
+};
 
 // --- limits ---------------------------------------------------------------------------------------------
 
+constexpr Text longWindows {
+    "Windows that need more than {} counters of 4 bytes for each thread, or more than "
+    "{} steps, are refused.",
+    bounds::denoisingScratch, bounds::work
+};
+
 constexpr Text imageLimits[] = {
-    "Templates whose squared differences may exceed 31 bits (181, 127 or 103 pixels for 1, 2 or 3 channels) "
-    "are refused: OpenCV crashes on them.",
-    "Search windows above 2901 are refused: OpenCV divides by zero.",
-    "Windows that need more than 1 GiB per thread or more than 2^42 comparisons are refused.",
+    { "Templates whose squared differences may exceed 31 bits ({}, {} or {} pixels for 1, 2 or 3 channels) "
+      "are refused: OpenCV crashes on them.",
+      bounds::denoisingTemplate(1), bounds::denoisingTemplate(2), bounds::denoisingTemplate(3) },
+    { "Search windows above {} are refused: OpenCV divides by zero.", bounds::denoisingSearch },
+    longWindows,
 };
 constexpr Text sequenceLimits[] = {
-    "All search windows together hold at most 8421504 pixels; OpenCV's weights overflow beyond that.",
+    { "All search windows together hold at most {} pixels; OpenCV's weights overflow beyond that.",
+      bounds::denoisingWeights },
     "Templates whose squared differences may exceed 31 bits are refused: OpenCV crashes on them.",
-    "Windows that need more than 1 GiB per thread or more than 2^42 comparisons are refused.",
+    longWindows,
 };
 
 // --- arguments and records ------------------------------------------------------------------------------

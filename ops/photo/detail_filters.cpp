@@ -1,9 +1,10 @@
 #include "ops/photo/operations.h"
 
 #include "convert/image_to_mat.h"
-#include "convert/matrix_memory.h"
-#include "ops/photo/option_names.h"
 #include "convert/mat_to_image.h"
+#include "convert/matrix_memory.h"
+#include "ops/photo/bounds.h"
+#include "ops/photo/option_names.h"
 
 #include <opencv2/photo.hpp>
 
@@ -24,7 +25,11 @@ struct Sigmas {
     {
     }
 
-    [[nodiscard]] bool bounded() const { return spatial >= 0 && spatial <= 200 && range >= 0 && range <= 1; }
+    [[nodiscard]] bool bounded() const
+    {
+        return spatial >= 0 && spatial <= bounds::detailSpatialSigma && range >= 0
+            && range <= bounds::detailRangeSigma;
+    }
 };
 
 /// What all three operations ask and check first: a 2D image of three channels of bytes, sigmas in range.
@@ -38,24 +43,41 @@ bool accepts(LibraryData data, KImage image, const Sigmas& sigmas)
     return pixelType == PixelTypeByte && channels == 3 && sigmas.bounded();
 }
 
-} // namespace
+/// What OpenCV's filters that write beside their source look like.
+using Filter = void (*)(cv::InputArray source, cv::OutputArray filtered, float spatialSigma,
+                        float rangeSigma);
 
-/// Strengthens the detail of a picture, smooths it while it keeps its edges, or makes it look painted.
-///
-/// Image: 2D, bytes, 3 channels. Spatial sigma: 0 to 200 pixels; range sigma: 0 to 1 of the sample range;
-/// both compared after rounding to float. Filter: "RECURS_FILTER" or "NORMCONV_FILTER". Source: E. Gastal,
-/// M. Oliveira, "Domain transform for edge-aware image and video processing", 2011.
-HostErrorCode detailEnhance(LibraryData data, KImage image, double spatialSigma, double rangeSigma,
-                            KImage* result)
+/// Detail enhancement and stylization are alike but for OpenCV's function.
+HostErrorCode filtered(LibraryData data, KImage image, double spatialSigma, double rangeSigma, Filter filter,
+                       KImage* result)
 {
     const Sigmas sigmas(spatialSigma, rangeSigma);
     if (!accepts(data, image, sigmas)) return StatusFunctionError;
-    cv::Mat source, enhanced = resultMatrix();
+    cv::Mat source, target = resultMatrix();
     if (!imageToMat(*data->imageServices, image, source, anyType)) return StatusFunctionError;
-    cv::detailEnhance(source, enhanced, sigmas.spatial, sigmas.range);
-    return returnImage(*data->imageServices, enhanced, result);
+    filter(source, target, sigmas.spatial, sigmas.range);
+    return returnImage(*data->imageServices, target, result);
 }
 
+} // namespace
+
+/// Strengthens the detail of an image: what an edge-preserving filter takes away comes back threefold.
+///
+/// Image: 2D, bytes, 3 channels. Spatial sigma: 0 to bounds::detailSpatialSigma pixels; range sigma: 0 to
+/// bounds::detailRangeSigma of the range of samples; both compared after rounding to float. Source: E.
+/// Gastal, M. Oliveira, "Domain transform for edge-aware image and video processing", 2011.
+HostErrorCode detailEnhance(LibraryData data, KImage image, double spatialSigma, double rangeSigma,
+                            KImage* result)
+{
+    return filtered(data, image, spatialSigma, rangeSigma, cv::detailEnhance, result);
+}
+
+/// Smooths an image while it keeps its edges.
+///
+/// Image: 2D, bytes, 3 channels. Filter: "RECURS_FILTER" or "NORMCONV_FILTER". Spatial sigma: 0 to
+/// bounds::detailSpatialSigma pixels; range sigma: 0 to bounds::detailRangeSigma of the range of samples;
+/// both compared after rounding to float. Source: E. Gastal, M. Oliveira, "Domain transform for edge-aware
+/// image and video processing", 2011.
 HostErrorCode edgePreservingFilter(LibraryData data, KImage image, const char* filter, double spatialSigma,
                                    double rangeSigma, KImage* result)
 {
@@ -69,15 +91,15 @@ HostErrorCode edgePreservingFilter(LibraryData data, KImage image, const char* f
     return returnImage(*data->imageServices, matrix, result);
 }
 
+/// Makes an image look painted: smooths it while it keeps its edges, and draws those dark.
+///
+/// Image: 2D, bytes, 3 channels. Spatial sigma: 0 to bounds::detailSpatialSigma pixels; range sigma: 0 to
+/// bounds::detailRangeSigma of the range of samples; both compared after rounding to float. Source: E.
+/// Gastal, M. Oliveira, "Domain transform for edge-aware image and video processing", 2011.
 HostErrorCode stylization(LibraryData data, KImage image, double spatialSigma, double rangeSigma,
                           KImage* result)
 {
-    const Sigmas sigmas(spatialSigma, rangeSigma);
-    if (!accepts(data, image, sigmas)) return StatusFunctionError;
-    cv::Mat source, stylized = resultMatrix();
-    if (!imageToMat(*data->imageServices, image, source, anyType)) return StatusFunctionError;
-    cv::stylization(source, stylized, sigmas.spatial, sigmas.range);
-    return returnImage(*data->imageServices, stylized, result);
+    return filtered(data, image, spatialSigma, rangeSigma, cv::stylization, result);
 }
 
 } // namespace miravex

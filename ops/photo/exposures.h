@@ -11,10 +11,6 @@
 
 namespace miravex {
 
-/// Intensities and elements of a camera's response, channels interleaved.
-inline constexpr int responseLevels = 256;
-inline constexpr int64_t responseLength = int64_t { responseLevels } * 3;
-
 /// The exposures of a bracket, or nothing when they can't be had. Their number and signs are for the caller
 /// to check, in the order that its description states.
 class Exposures {

@@ -1,5 +1,6 @@
 #include "ops/photo/operations.h"
 
+#include "convert/integers.h"
 #include "convert/sequences.h"
 #include "convert/tensors.h"
 #include "ops/photo/bounds.h"
@@ -42,7 +43,6 @@ struct FlowInput {
             && colorSpace == ColorSpaceGray;
     }
 
-    [[nodiscard]] int64_t pixels() const { return bounds::product({ rows, columns }); }
     [[nodiscard]] int64_t pairs() const { return slices - 1; }
 };
 
@@ -110,35 +110,6 @@ bool framesToMats(const ImageServices& images, KImage image, std::vector<cv::Mat
         && !frames.front().empty();
 }
 
-/// Pyramid levels that Farneback's method makes: no side falls under 32 pixels.
-int64_t levelsMade(const FlowInput& input, double scale, int levels)
-{
-    constexpr double leastSide = 32;
-    const auto side = static_cast<double>(std::min(input.rows, input.columns));
-    if (scale >= 1 || side * scale < leastSide) return 1; // OpenCV refuses a scale of 1
-    const double most = std::log(leastSide / side) / std::log(scale) + 2;
-    return static_cast<int64_t>(std::clamp<double>(levels, 0, most)) + 1;
-}
-
-/// Steps that Farneback's method takes at most, were every level as large as the frames.
-int64_t farnebackWork(const FlowInput& input, double scale, int levels, int window, int iterations, int reach)
-{
-    const int64_t blur = std::min(input.rows, input.columns) / 6;
-    const int64_t passes = bounds::product({ std::max(iterations, 0), 10 + int64_t { window } });
-    const int64_t perPixel = bounds::sum({ 20, blur, 2 * int64_t { reach }, passes });
-    return bounds::product({ input.pairs(), levelsMade(input, scale, levels),
-                             bounds::sum({ input.pixels(), bounds::flowPass }), perPixel });
-}
-
-/// Steps that the TV-L1 method takes at most: all scales together are about three times the first one, and
-/// every iteration makes thirty of its own.
-int64_t dualTvl1Work(const FlowInput& input, int iterations, int warpings)
-{
-    constexpr int64_t scales = 3, innerIterations = 30, perPixel = 16;
-    return bounds::product({ input.pairs(), scales, innerIterations, perPixel, std::max(iterations, 0),
-                             std::max(warpings, 0), bounds::sum({ input.pixels(), bounds::flowPass }) });
-}
-
 } // namespace
 
 /// Dense optical flow between consecutive frames by polynomial expansion: pairs x rows x columns x (u, v),
@@ -164,10 +135,11 @@ HostErrorCode opticalFlowFarneback(LibraryData data, KImage image, double pyrami
     if (neighbourhood < 0 || iterations < 1 || levels < 1) return StatusFunctionError;
     if (!(pyramidScale > 0 && pyramidScale <= 1) || !(sigma >= 0)) return StatusFunctionError;
     if (!(window >= 0 && window <= bounds::flowWindow)) return StatusFunctionError;
-    const int side = static_cast<int>(window), passes = static_cast<int>(iterations);
-    const int reach = static_cast<int>(neighbourhood), count = static_cast<int>(levels);
+    const int side = static_cast<int>(window), passes = lowInt32(iterations);
+    const int reach = lowInt32(neighbourhood), count = lowInt32(levels);
     if (reach < 0 || reach > bounds::flowNeighbourhood) return StatusFunctionError;
-    if (farnebackWork(input, pyramidScale, count, side, passes, reach) > bounds::work)
+    if (!bounds::farnebackEnds(input.rows, input.columns, input.pairs(), pyramidScale, count, side, passes,
+                               reach))
         return StatusFunctionError;
 
     cv::Mat flow;
@@ -191,11 +163,15 @@ HostErrorCode opticalFlowFarneback(LibraryData data, KImage image, double pyrami
     return flowOfPairs(data, frames, *method, flow, replacement, false, chain, result);
 }
 
-/// The same by total variation and the L1 norm: pairs x rows x columns x (u, v, valid), valid 1 or 0.
+/// Dense optical flow between consecutive frames by total variation and the L1 norm: pairs x rows x columns x
+/// (u, v, valid), in pixels, v upward. Vectors that are not finite or reach 1e9 become (replacement,
+/// replacement) with valid 0; the others have valid 1.
 ///
-/// Image: as above, both sides at least bounds::flowSide. Epsilon, tau, theta: above 0. Lambda: at least 0.
-/// Iterations, scales, warpings: at least 1. Source: C. Zach, T. Pock, H. Bischof, "A duality based approach
-/// for realtime TV-L1 optical flow", 2007.
+/// Image: 3D, at least 2 frames, bytes, 1 channel, ColorSpaceGray, both sides at least bounds::flowSide.
+/// Epsilon, tau, theta: above 0. Lambda: at least 0. Iterations, scales, warpings: at least 1. Initial flow:
+/// rows x columns x 2, or empty; an empty one with `useInitialFlow` starts each pair but the first with the
+/// flow of the pair before. Calls beyond bounds::work are refused. Source: C. Zach, T. Pock, H. Bischof, "A
+/// duality based approach for realtime TV-L1 optical flow", 2007.
 HostErrorCode opticalFlowDualTvl1(LibraryData data, KImage image, double epsilon, int64_t iterations,
                                   double lambda, int64_t scales, double tau, double theta, int64_t warpings,
                                   HostBoolean useInitialFlow, KTensor initialFlow, double replacement,
@@ -208,8 +184,9 @@ HostErrorCode opticalFlowDualTvl1(LibraryData data, KImage image, double epsilon
     if (warpings < 1 || scales < 1 || iterations < 1) return StatusFunctionError;
     if (!(epsilon > 0) || !(tau > 0) || !(theta > 0) || !(lambda >= 0)) return StatusFunctionError;
     if (std::min(input.rows, input.columns) < bounds::flowSide) return StatusFunctionError;
-    const int passes = static_cast<int>(iterations), warps = static_cast<int>(warpings);
-    if (dualTvl1Work(input, passes, warps) > bounds::work) return StatusFunctionError;
+    const int passes = lowInt32(iterations), warps = lowInt32(warpings);
+    if (!bounds::dualTvl1Ends(input.rows, input.columns, input.pairs(), passes, warps))
+        return StatusFunctionError;
 
     cv::Mat_<cv::Point2f> flow;
     if (useInitialFlow && !readInitialFlow(data, initialFlow, input, flow)) return StatusFunctionError;
@@ -220,7 +197,7 @@ HostErrorCode opticalFlowDualTvl1(LibraryData data, KImage image, double epsilon
     method->setEpsilon(epsilon);
     method->setIterations(passes);
     method->setLambda(lambda);
-    method->setScalesNumber(std::min(static_cast<int>(scales), static_cast<int>(bounds::flowScales)));
+    method->setScalesNumber(std::min(lowInt32(scales), static_cast<int>(bounds::flowScales)));
     method->setTau(tau);
     method->setTheta(theta);
     method->setWarpingsNumber(warps);

@@ -1,12 +1,15 @@
 #include "ops/photo/operations.h"
 
 #include "convert/film.h"
+#include "convert/integers.h"
+#include "convert/mat_to_image.h"
 #include "convert/matrix_memory.h"
 #include "ops/photo/bounds.h"
 #include "ops/photo/option_names.h"
-#include "convert/mat_to_image.h"
 
 #include <opencv2/superres.hpp>
+
+#include <algorithm>
 
 namespace miravex {
 
@@ -31,20 +34,26 @@ private:
     SuperResolution& owner_;
 };
 
-/// True when a film has frames enough for OpenCV, whose cache is read beyond its end otherwise, and none of
-/// them grows beyond bounds.
-bool filmBounded(const cv::String& path, FlowMethod method, int scale)
+/// Refuses, as an OpenCV error that says why, a film that OpenCV does not survive: its cache is read beyond
+/// its end when there are too few frames, and frames may grow or shrink beyond bounds. What a film holds is
+/// known only here, not to those who look at arguments.
+void requireBounded(const cv::String& path, FlowMethod method, int scale)
 {
     cv::VideoCapture film;
-    if (!openFilm(film, path)) return false;
+    if (!openFilm(film, path)) CV_Error(cv::Error::StsBadArg, "the film can't be opened");
     cv::Mat frame;
     for (int64_t i = 0; i < bounds::filmFrames; ++i) {
-        if (!film.read(frame) || frame.empty()) return false;
-        if (bounds::product({ frame.rows, frame.cols, scale, scale }) > bounds::filmPixels) return false;
+        if (!film.read(frame) || frame.empty())
+            CV_Error_(cv::Error::StsBadArg,
+                      ("the film has %d frames, at least %d are needed", static_cast<int>(i),
+                       static_cast<int>(bounds::filmFrames)));
+        if (!bounds::filmFits(frame.rows, frame.cols, scale))
+            CV_Error_(cv::Error::StsBadArg,
+                      ("a frame of the film, enlarged, has more than %lld pixels",
+                       static_cast<long long>(bounds::filmPixels)));
         if (method == FlowMethod::DualTvl1 && std::min(frame.rows, frame.cols) < bounds::flowSide)
-            return false;
+            CV_Error(cv::Error::StsBadArg, "a frame of the film is one pixel high or wide");
     }
-    return true;
 }
 
 cv::Ptr<DenseOpticalFlowExt> createFlow(FlowMethod method)
@@ -66,11 +75,11 @@ HostErrorCode superResolution(LibraryData data, const char* path, const char* fl
 {
     if (!data) return StatusFunctionError;
     if (scale < 2) return StatusFunctionError;
-    const int factor = static_cast<int>(scale);
+    const int factor = lowInt32(scale);
     const FlowMethod method = valueOf(flowMethods, flow, FlowMethod::None);
     if (method == FlowMethod::None || factor < 2 || factor > bounds::filmScale) return StatusFunctionError;
     const cv::String film(path);
-    if (!filmBounded(film, method, factor)) return StatusFunctionError;
+    requireBounded(film, method, factor);
 
     const cv::Ptr<SuperResolution> enlarger = cv::superres::createSuperResolution_BTVL1();
     const GarbageCollection cleanup(*enlarger);

@@ -1,13 +1,13 @@
 #include "ops/photo/operations.h"
 
 #include "convert/image_to_mat.h"
+#include "convert/mat_to_image.h"
 #include "convert/matrix_memory.h"
 #include "convert/tensors.h"
 #include "ops/photo/bounds.h"
 #include "ops/photo/compat.h"
 #include "ops/photo/durand.h"
 #include "ops/photo/option_names.h"
-#include "convert/mat_to_image.h"
 
 #include <opencv2/photo.hpp>
 
@@ -27,21 +27,13 @@ std::vector<float> parametersOf(ToneMapping mapping, std::span<const double> giv
     return parameters;
 }
 
-/// True when the kernel of the bilateral filter and the filtering with it are within bounds.
-bool filterBounded(const cv::Mat& source, float spaceSigma)
-{
-    if (spaceSigma > bounds::toneSpaceSigma) return false;
-    const int64_t side = spaceSigma > 0 ? static_cast<int64_t>(3 * spaceSigma) + 3 : 5;
-    return bounds::product({ source.rows, source.cols, side, side }) <= bounds::work;
-}
-
 /// False when a mapping would take OpenCV out of bounds; its own refusals are exceptions.
 bool map(ToneMapping mapping, const std::vector<float>& p, const cv::Mat& source, cv::Mat& mapped)
 {
     switch (mapping) {
     case ToneMapping::Basic: cv::createTonemap(p[0])->process(source, mapped); return true;
     case ToneMapping::Durand:
-        if (!filterBounded(source, p[4])) return false;
+        if (!bounds::toneFilterEnds(source.rows, source.cols, p[4])) return false;
         tonemapDurand(source, mapped, { p[0], p[1], p[2], p[3], p[4] });
         return true;
     case ToneMapping::Drago:
@@ -60,11 +52,11 @@ bool map(ToneMapping mapping, const std::vector<float>& p, const cv::Mat& source
 
 } // namespace
 
-/// Maps a picture of high dynamic range to the range of a display.
+/// Maps an image of high dynamic range to the range of a display.
 ///
-/// Image: 2D, 32-bit reals, 3 channels of ColorSpaceRGB. Method and parameters: toneMappings in
-/// photo/tone_mappings.h; no parameters stand for the defaults. The space sigma of "Durand" is at most
-/// bounds::toneSpaceSigma, and pixels times its window at most bounds::work.
+/// Image: 2D, 32-bit reals, 3 channels of ColorSpaceRGB. Method and parameters: toneMappings and
+/// acceptsToneParameters() in option_names.h; no parameters stand for the defaults. The space sigma of
+/// "Durand" is at most bounds::toneSpaceSigma, and pixels times its window at most bounds::work.
 HostErrorCode tonemap(LibraryData data, KImage image, const char* method, KTensor parameters, KImage* result)
 {
     if (!data || !image) return StatusFunctionError;

@@ -77,4 +77,41 @@ TEST(PhotoCatalog, ObjectsToWhatTheLibraryRefuses)
     EXPECT_EQ(objections("Stylization", { { "range_sigma", 1.5 } }), 1U);
 }
 
+TEST(PhotoCatalog, ForetellsEveryBoundOfTheLibrary)
+{
+    // Each of these is refused by a bound that ties several arguments together, and by no other.
+    const auto objection = [](std::string_view name, NamedValues changed) {
+        const Operation& operation = record(name);
+        NamedValues given = inputs(operation);
+        for (auto& [argument, value] : changed) given[argument] = std::move(value);
+        const Values values = arguments(name, std::move(given));
+        const Outcome outcome = invoke(name, values);
+        EXPECT_EQ(outcome.status, StatusFunctionError) << name;
+        EXPECT_EQ(outcome.openCvError, "") << name;
+        const std::vector<Refusal> refusals = check(operation, values);
+        return refusals.size() == 1 ? refusals.front().message() : std::to_string(refusals.size());
+    };
+    const auto list = [](std::vector<double> values) {
+        return makeRealTensor({ static_cast<int64_t>(values.size()) }, values);
+    };
+    using ::testing::StartsWith;
+    constexpr int64_t endless = 2000000000;
+    for (const char* flow : { "OpticalFlowFarneback", "OpticalFlowDualTVL1" })
+        EXPECT_THAT(objection(flow, { { "iterations", endless } }),
+                    StartsWith("iterations is 2000000000, expected "));
+    EXPECT_THAT(objection("OpticalFlowDualTVL1", { { "warpings", endless } }),
+                StartsWith("iterations is 10, expected "));
+    EXPECT_THAT(
+        objection("Tonemap",
+                  { { "method", std::string("Durand") }, { "parameters", list({ 1, 4, 1, 2, 1001 }) } }),
+        StartsWith("parameters is 5 reals, expected a space sigma of at most 1000 "));
+    EXPECT_THAT(objection("CalibrateDebevec",
+                          { { "samples", int64_t { 2 } }, { "frames", sequenceOf(bracket(3, 1, 300)) } }),
+                StartsWith("samples is 2, expected "));
+    const ImagePointer wide = imageOf(noise(2, 40, CV_8U));
+    EXPECT_THAT(
+        objection("FastNlMeansDenoising", { { "image", wide }, { "search_window", int64_t { 2901 } } }),
+        StartsWith("search_window is 2901, expected windows that need at most 2^28 counters"));
+}
+
 } // namespace miravex::test

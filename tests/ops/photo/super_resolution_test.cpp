@@ -106,6 +106,21 @@ TEST(SuperResolution, RefusesFilmsThatAreTooShort)
     EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge(picture, "Farneback", 2));
 }
 
+TEST(SuperResolution, SaysWhatIsWrongWithAFilm)
+{
+    const TemporaryFolder folder;
+    const std::string film = folder.file("film.avi"), text = folder.file("text.avi");
+    WRITE_FILM_OR_SKIP(film, 5);
+    std::ofstream(text) << "not a film";
+    const auto reason = [](const std::string& path) {
+        const Outcome outcome = invoke("SuperResolution", enlarge(path, "Farneback", 2));
+        EXPECT_EQ(outcome.status, StatusFunctionError);
+        return outcome.openCvError;
+    };
+    EXPECT_THAT(reason(film), ::testing::HasSubstr("the film has 5 frames, at least 6 are needed"));
+    EXPECT_THAT(reason(text), ::testing::HasSubstr("the film can't be opened"));
+}
+
 TEST(SuperResolution, RefusesFilesThatAreNoFilms)
 {
     // In processes of their own: OpenCV tries its camera backends on what is no film, and those leak.

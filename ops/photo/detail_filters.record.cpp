@@ -1,4 +1,5 @@
-#include "catalog/call_view.h"
+#include "catalog/record.h"
+#include "ops/photo/bounds.h"
 #include "ops/photo/option_names.h"
 
 namespace miravex {
@@ -19,7 +20,7 @@ constexpr Argument spatialSigma(double value)
     return real("spatial_sigma", "how far the smoothing reaches")
         .in("pixels")
         .from(0)
-        .to(200)
+        .to(bounds::detailSpatialSigma)
         .byDefault(value);
 }
 
@@ -27,7 +28,7 @@ constexpr Argument rangeSigma(double value)
 {
     return real("range_sigma", "how different samples are kept apart, as a fraction of their range")
         .from(0)
-        .to(1)
+        .to(bounds::detailRangeSigma)
         .byDefault(value);
 }
 

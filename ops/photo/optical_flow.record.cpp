@@ -1,4 +1,5 @@
 #include "catalog/call_view.h"
+#include "convert/integers.h"
 #include "ops/photo/bounds.h"
 #include "ops/photo/option_names.h"
 
@@ -63,8 +64,19 @@ constexpr Result farnebackResults[] = {
 };
 constexpr Text farnebackLimits[] = {
     "A pyramid scale of exactly 1 is refused by OpenCV itself.",
-    "Windows above 65536 and neighbourhoods above 1000 pixels are refused.",
-    "Calls whose levels, iterations and windows come to more than 2^42 steps are refused.",
+    { "Windows above {} and neighbourhoods above {} pixels are refused.", bounds::flowWindow,
+      bounds::flowNeighbourhood },
+    { "Calls whose levels, iterations and windows come to more than {} steps are refused.", bounds::work },
+};
+constexpr Constraint farnebackConstraints[] = {
+    { "iterations",
+      { "iterations that come, with the windows on all levels, to at most {} steps", bounds::work },
+      [](const CallView& call) {
+          return bounds::farnebackEnds(call.rows("frames"), call.columns("frames"), call.slices("frames") - 1,
+                                       call.real("pyramid_scale"), lowInt32(call.integer("levels")),
+                                       static_cast<int64_t>(call.real("window")),
+                                       lowInt32(call.integer("iterations")), call.integer("neighbourhood"));
+      } },
 };
 constexpr Word farnebackWords[] = { "@flow_pair" };
 constexpr Word smoothWords[] = { "@flow_pair", "--window", "25", "--flag", "Gaussian" };
@@ -94,29 +106,19 @@ constexpr Result dualResults[] = {
 };
 constexpr Text dualLimits[] = {
     "Frames one pixel high or wide are refused: OpenCV reads outside them.",
-    "Calls whose iterations and warpings come to more than 2^42 steps are refused.",
+    { "Calls whose iterations and warpings come to more than {} steps are refused.", bounds::work },
+};
+constexpr Constraint dualConstraints[] = {
+    { "iterations",
+      { "iterations that come, with all warpings, to at most {} steps", bounds::work },
+      [](const CallView& call) {
+          return bounds::dualTvl1Ends(call.rows("frames"), call.columns("frames"), call.slices("frames") - 1,
+                                      lowInt32(call.integer("iterations")),
+                                      lowInt32(call.integer("warpings")));
+      } },
 };
 constexpr Word dualWords[] = { "@flow_pair" };
 constexpr Example dualExamples[] = { { "What moves between two frames", dualWords } };
-
-// --- super resolution -----------------------------------------------------------------------------------
-
-constexpr Argument superArguments[] = {
-    text("film", "film of at least 6 frames that OpenCV can read").path(),
-    text("flow", "how the motion between its frames is found").oneOf(flowMethodNames).byDefault("Farneback"),
-    integer("scale", "how many times larger the result is").from(2).to(bounds::filmScale).byDefault(2),
-};
-constexpr Result superResults[] = {
-    { ResultKind::Image,
-      "the film's second frame, scale times larger, less 7 pixels on every side; bytes, blue first" },
-};
-constexpr Text superLimits[] = {
-    "Films of fewer than 6 frames are refused: OpenCV reads beyond its cache.",
-    "Scales above 9 and enlarged frames of more than 2^24 pixels are refused; each pixel takes about 400 "
-    "bytes.",
-};
-constexpr Word superWords[] = { "@film" };
-constexpr Example superExamples[] = { { "A frame of a short film, twice as large", superWords } };
 
 } // namespace
 
@@ -125,6 +127,7 @@ MIRAVEX_RECORD(opticalFlowFarneback) {
     .arguments = farnebackArguments,
     .results = farnebackResults,
     .source = "G. Farneback, \"Two-frame motion estimation based on polynomial expansion\", 2003",
+    .constraints = farnebackConstraints,
     .limits = farnebackLimits,
     .examples = farnebackExamples
 };
@@ -135,18 +138,9 @@ MIRAVEX_RECORD(opticalFlowDualTvl1) {
     .results = dualResults,
     .source =
         "C. Zach, T. Pock, H. Bischof, \"A duality based approach for realtime TV-L1 optical flow\", 2007",
+    .constraints = dualConstraints,
     .limits = dualLimits,
     .examples = dualExamples
-};
-
-MIRAVEX_RECORD(superResolution) {
-    .summary = "Enlarges a frame of a film by what its neighbours add",
-    .arguments = superArguments,
-    .results = superResults,
-    .source = "D. Mitzel, T. Pock, T. Schoenemann, D. Cremers, \"Video super resolution using duality based "
-              "TV-L1 optical flow\", 2009",
-    .limits = superLimits,
-    .examples = superExamples
 };
 
 } // namespace miravex

@@ -1,12 +1,13 @@
 #include "ops/photo/operations.h"
 
+#include "convert/integers.h"
 #include "convert/sequences.h"
+#include "ops/photo/bounds.h"
 #include "ops/photo/exposures.h"
 
 #include <opencv2/photo.hpp>
 
 #include <algorithm>
-#include <cmath>
 
 namespace miravex {
 
@@ -29,13 +30,11 @@ HostErrorCode alignMtb(LibraryData data, KImage image, int64_t levels, int64_t e
     const int64_t slices = images.imageGetSliceCount(image);
     if (levels < 1 || excludedRange < 1 || excludedRange > std::max(rows, columns))
         return StatusFunctionError;
-    if (static_cast<double>(levels) > std::log(static_cast<double>(std::min(rows, columns))) / std::log(2.0))
-        return StatusFunctionError;
+    if (static_cast<double>(levels) > bounds::alignmentLevels(rows, columns)) return StatusFunctionError;
     if (!result || slices < 1 || rows < 1 || columns < 1) return StatusFunctionError;
 
     constexpr bool cut = false;
-    const cv::Ptr<cv::AlignMTB> aligner =
-        cv::createAlignMTB(static_cast<int>(levels), static_cast<int>(excludedRange), cut);
+    const cv::Ptr<cv::AlignMTB> aligner = cv::createAlignMTB(lowInt32(levels), lowInt32(excludedRange), cut);
     std::vector<cv::Mat> frames, aligned;
     if (!aligner || !bracketToMats(images, image, frames)) return StatusFunctionError;
     aligner->process(frames, aligned);

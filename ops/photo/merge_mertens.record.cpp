@@ -1,0 +1,28 @@
+#include "ops/photo/record_parts.h"
+
+namespace miravex {
+
+namespace {
+
+using namespace records;
+
+constexpr Argument arguments[] = {
+    bracket.channels({ 1, 3 }).colors({ ColorSpaceGray, ColorSpaceRGB }),
+};
+constexpr Result results[] = {
+    { ResultKind::Image, "rows x columns, 32-bit reals of about 0 to 1, colour space unspecified" },
+};
+constexpr Word words[] = { "@exposures" };
+constexpr Example examples[] = { { "A bracket fused without its exposure times", words } };
+
+} // namespace
+
+MIRAVEX_RECORD(mergeMertens) {
+    .summary = "Fuses a bracket into one displayable picture, without exposure times",
+    .arguments = arguments,
+    .results = results,
+    .source = "T. Mertens, J. Kautz, F. Van Reeth, \"Exposure fusion\", 2007",
+    .examples = examples
+};
+
+} // namespace miravex

@@ -1,0 +1,41 @@
+#include "ops/photo/bounds.h"
+#include "ops/photo/record_parts.h"
+
+namespace miravex {
+
+namespace {
+
+using namespace records;
+
+constexpr Argument arguments[] = {
+    rgbBracket,
+    exposures,
+    reals("response", "the camera's response as a calibration gives it; a linear camera when left out")
+        .shaped({ exactly(bounds::responseLength) })
+        .orEmpty()
+        .orAbsent(),
+};
+constexpr Result results[] = {
+    { ResultKind::Image, "rows x columns, 32-bit reals of high dynamic range, colour space unspecified" },
+};
+constexpr Example examples[] = { { "A bracket as one picture of high dynamic range", bracketWords } };
+
+} // namespace
+
+MIRAVEX_RECORD(mergeDebevec) {
+    .summary = "Merges a bracket into a picture of high dynamic range by logarithmic radiances",
+    .arguments = arguments,
+    .results = results,
+    .source = debevecSource,
+    .examples = examples
+};
+
+MIRAVEX_RECORD(mergeRobertson) {
+    .summary = "Merges a bracket into a picture of high dynamic range by weighted radiances",
+    .arguments = arguments,
+    .results = results,
+    .source = robertsonSource,
+    .examples = examples
+};
+
+} // namespace miravex
