@@ -9,8 +9,8 @@
 /// around with the same result; elsewhere the code reads the same for both.
 namespace miravex::compat {
 
-/// cv::pyrUp with its default border. At an odd width OpenCV leaves the last column of pictures with several
-/// channels uninitialised, so such pictures go through it channel by channel.
+/// cv::pyrUp with its default border. At an odd width OpenCV leaves the last column of images with several
+/// channels uninitialised, so such images go through it channel by channel.
 inline void pyrUp(const cv::Mat& source, cv::Mat& destination, cv::Size size)
 {
     if (source.channels() == 1 || size.width % 2 == 0) {
@@ -28,7 +28,7 @@ inline void pyrUp(const cv::Mat& source, cv::Mat& destination, cv::Size size)
 }
 
 /// cv::copyMakeBorder in place. OpenCV folds reflected positions back one reflection at a time, so that a
-/// margin of many times the picture takes forever: such pictures are first completed to one period of their
+/// margin of many times the image takes forever: such images are first completed to one period of their
 /// reflections and then repeated.
 inline void copyMakeBorder(cv::Mat& matrix, int top, int bottom, int left, int right, int border,
                            const cv::Scalar& value)

@@ -1,5 +1,6 @@
 #include "ops/filters/operations.h"
 
+#include "convert/integers.h"
 #include "convert/mat_to_image.h"
 #include "ops/filters/flat_image.h"
 
@@ -12,7 +13,7 @@ namespace miravex {
 /// Replaces every pixel by the maximum over the (2 radius + 1)-sided square around it, channel by channel;
 /// nothing is assumed beyond the edge.
 ///
-/// Image: 2D, its type and colour space kept. Radius: at least 1 pixel; beyond the picture's sides it makes
+/// Image: 2D, its type and colour space kept. Radius: at least 1 pixel; beyond the image's sides it makes
 /// no difference. Source: J. Serra, "Image analysis and mathematical morphology", 1982.
 HostErrorCode dilation(LibraryData data, KImage image, int64_t radius, KImage* result)
 {
@@ -21,19 +22,19 @@ HostErrorCode dilation(LibraryData data, KImage image, int64_t radius, KImage* r
     const PixelType pixelType = images.imageGetPixelType(image);
     const ColorSpace colorSpace = images.imageGetColorSpace(image);
     if (images.imageGetRank(image) == 3 || radius < 1) return StatusFunctionError;
-    const int reach = static_cast<int>(radius);
+    const int reach = lowInt32(radius);
     if (reach < 1) return StatusFunctionError;
 
     cv::Mat matrix;
     if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
-    // A square that reaches beyond the picture finds nothing more there, but a radius of 30000 would take
+    // A square that reaches beyond the image finds nothing more there, but a radius of 30000 would take
     // 3.6 GB.
     const cv::Point centre(std::min(reach, matrix.cols), std::min(reach, matrix.rows));
     const cv::Mat square =
         cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2 * centre.x + 1, 2 * centre.y + 1), centre);
     cv::dilate(matrix, matrix, square, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
                cv::morphologyDefaultBorderValue());
-    return matToImage(images, matrix, result, pixelType, colorSpace) ? StatusOk : StatusFunctionError;
+    return returnImage(images, matrix, result, pixelType, colorSpace);
 }
 
 } // namespace miravex

@@ -4,15 +4,15 @@
 
 namespace miravex {
 
-/// The square window of local means and deviations, and how the picture goes on beyond its edge.
+/// The square window of local means and deviations, and how the image goes on beyond its edge.
 struct LocalWindow {
     int radius = 1;
     int border = cv::BORDER_DEFAULT; ///< any named padding
     double fill = 0; ///< what "Constant" padding is made of
 };
 
-/// picture -= meanWeight * (local mean) + deviationWeight * (local standard deviation), by the stated calls
-/// of OpenCV. A weight of 0 leaves its term out, a weight of 1 multiplies nothing. The picture is CV_64F
+/// image -= meanWeight * (local mean) + deviationWeight * (local standard deviation), by the stated calls
+/// of OpenCV. A weight of 0 leaves its term out, a weight of 1 multiplies nothing. The image is CV_64F
 /// with one channel.
 ///
 /// With the paddings "Constant" and "Periodic" the mean sees the padding and the deviation's mean of squares

@@ -2,13 +2,12 @@
 
 #include "convert/mat_to_image.h"
 #include "convert/matrix_memory.h"
+#include "ops/filters/bounds.h"
 #include "ops/filters/flat_image.h"
 #include "ops/filters/log_polar_tables.h"
 #include "ops/filters/option_names.h"
 #include "ops/filters/remap.h"
 
-#include <cmath>
-#include <limits>
 #include <optional>
 
 namespace miravex {
@@ -21,7 +20,7 @@ struct LogPolar {
     int interpolation;
 };
 
-/// The centre that the host gives, or the middle of the picture for the empty list.
+/// The centre that the host gives, or the middle of the image for the empty list.
 std::optional<cv::Point2d> centreOf(LibraryData data, KTensor centre, int64_t rows, int64_t columns)
 {
     if (data->tensorGetFlattenedLength(centre) == 0)
@@ -48,17 +47,14 @@ std::optional<LogPolar> checkLogPolar(LibraryData data, KImage image, KTensor ce
     return LogPolar { *point, flag };
 }
 
-/// False for what single precision can't hold. NaN passes: OpenCV copes with it.
-bool fitsFloat(double value) { return !(std::abs(value) > double { std::numeric_limits<float>::max() }); }
-
 } // namespace
 
-/// Resamples a picture to log-polar form or back with cv::logPolar.
+/// Resamples a image to log-polar form or back with cv::logPolar.
 ///
 /// Image: 2D, at most 4 channels; the result has its size and ColorSpaceUnspecified (bit images become
 /// bytes). Centre: {x, y} in OpenCV's coordinates, y downward, or the empty list for the middle. Magnitude:
 /// above 0, and like the centre within single precision. Interpolation: any known name. `fillOutliers` makes
-/// what comes from outside the picture 0; without it the picture's own pixel stays in its place (0 in the
+/// what comes from outside the image 0; without it the image's own pixel stays in its place (0 in the
 /// inverse). Source: E. Schwartz, "Spatial mapping in the primate sensory projection", 1977.
 HostErrorCode logPolarCV(LibraryData data, KImage image, KTensor centre, double magnitude,
                          const char* interpolation, HostBoolean fillOutliers, HostBoolean inverse,
@@ -68,24 +64,28 @@ HostErrorCode logPolarCV(LibraryData data, KImage image, KTensor centre, double 
     if (!checked) return StatusFunctionError;
     const int flags = checked->interpolation + (fillOutliers ? int { cv::WARP_FILL_OUTLIERS } : 0)
         + (inverse ? int { cv::WARP_INVERSE_MAP } : 0);
-    if (!fitsFloat(checked->centre.x) || !fitsFloat(checked->centre.y) || !fitsFloat(magnitude))
+    if (!bounds::fitsFloat(checked->centre.x) || !bounds::fitsFloat(checked->centre.y)
+        || !bounds::fitsFloat(magnitude))
         return StatusFunctionError;
 
     const ImageServices& images = *data->imageServices;
-    // Pixels from outside the picture that are not filled stay what the picture has in their places. Not so
+    // Pixels from outside the image that are not filled stay what the image has in their places. Not so
     // in the inverse, where OpenCV leaves them as it found its memory.
     cv::Mat matrix, polar = inverse ? clearedResultMatrix() : resultMatrix();
     if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
     if (!inverse && !fillOutliers) matrix.copyTo(polar);
     cv::logPolar(matrix, polar, cv::Point2f(checked->centre), static_cast<float>(magnitude), flags);
-    return matToImage(images, polar, result, anyType, ColorSpaceUnspecified) ? StatusOk : StatusFunctionError;
+    return returnImage(images, polar, result);
 }
 
-/// The same in the host's coordinates, with an angle origin, a scale and a padding of its own: columns are
-/// angles, rows logarithms of radii from 0 at the bottom, radius = exp(height / magnitude) - 1.
+/// Resamples a image to log-polar form or back, in the host's coordinates: columns are angles, rows
+/// logarithms of radii from 0 at the bottom, radius = exp(height / magnitude) - 1.
 ///
-/// As logPolarCV, but for: centre with y upward from the bottom edge; padding of any known name (OpenCV
-/// refuses "None" where something lies outside), color of exactly 3 components.
+/// Image: 2D, at most 4 channels; the result has its size and ColorSpaceUnspecified (bit images become
+/// bytes). Centre: {x, y} with y upward from the bottom edge, or the empty list for the middle. Magnitude:
+/// above 0. Interpolation and padding: any known name (OpenCV refuses "None" where something lies outside);
+/// color: exactly 3 components. OpenCV takes sides of bounds::remappedSide pixels at most. Source:
+/// E. Schwartz, "Spatial mapping in the primate sensory projection", 1977.
 HostErrorCode logPolarRemap(LibraryData data, KImage image, KTensor centre, double magnitude,
                             const char* interpolation, const char* padding, KTensor color,
                             HostBoolean inverse, KImage* result)
@@ -108,8 +108,7 @@ HostErrorCode logPolarRemap(LibraryData data, KImage image, KTensor centre, doub
         remapBy(InverseLogPolarTables(matrix.size(), checked->centre, magnitude));
     else
         remapBy(ForwardLogPolarTables(matrix.size(), checked->centre, magnitude));
-    return matToImage(images, matrix, result, anyType, ColorSpaceUnspecified) ? StatusOk
-                                                                              : StatusFunctionError;
+    return returnImage(images, matrix, result);
 }
 
 } // namespace miravex

@@ -6,11 +6,11 @@
 
 namespace miravex {
 
-/// Tables between a picture and its log-polar image of the same size, in the host's coordinates: x to the
+/// Tables between a image and its log-polar image of the same size, in the host's coordinates: x to the
 /// right, y upward from the bottom edge, pixel centres at halves. Entries are computed in double and rounded
 /// to float once. Builders write any strip of rows at a time and throw for sizes or magnitudes below 0.
 
-/// Where in the picture each pixel of the log-polar image comes from: the angle along the columns, from
+/// Where in the image each pixel of the log-polar image comes from: the angle along the columns, from
 /// the left of the centre clockwise as pictures are drawn, the logarithm of the radius upward along the rows.
 class ForwardLogPolarTables {
 public:
@@ -25,7 +25,7 @@ private:
     std::vector<double> cosines_, sines_; ///< by column
 };
 
-/// Where in the log-polar image each pixel of the picture comes from.
+/// Where in the log-polar image each pixel of the image comes from.
 class InverseLogPolarTables {
 public:
     InverseLogPolarTables(cv::Size size, cv::Point2d centre, double magnitude);

@@ -35,7 +35,7 @@ inline constexpr int unknownPadding = 17;
 int interpolationFlagFromName(std::string name);
 int borderTypeFromName(std::string name);
 
-/// Measures of how far a kernel is from the picture below it, and the scores of OpenCV they are made of.
+/// Measures of how far a kernel is from the image below it, and the scores of OpenCV they are made of.
 inline constexpr std::array correlationDistances {
     Named<int> { "SquaredEuclideanDistance", cv::TM_SQDIFF },
     Named<int> { "CosineDistance", cv::TM_CCORR_NORMED },

@@ -1,5 +1,6 @@
 #include "ops/filters/operations.h"
 
+#include "convert/integers.h"
 #include "convert/mat_to_image.h"
 #include "ops/filters/bounds.h"
 #include "ops/filters/compat.h"
@@ -22,7 +23,7 @@ HostErrorCode imagePad(LibraryData data, KImage image, int64_t top, int64_t bott
     if (!data || !image) return StatusFunctionError;
     const ImageServices& images = *data->imageServices;
 
-    // Before anything else: a constant colour has as many components as the picture has channels. With any
+    // Before anything else: a constant colour has as many components as the image has channels. With any
     // other padding the values are never looked at.
     cv::Scalar fill;
     if (std::string_view(padding) == "Constant") {
@@ -42,14 +43,14 @@ HostErrorCode imagePad(LibraryData data, KImage image, int64_t top, int64_t bott
 
     cv::Mat matrix;
     if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
-    const int above = static_cast<int>(top), below = static_cast<int>(bottom);
-    const int before = static_cast<int>(left), behind = static_cast<int>(right);
+    const int above = lowInt32(top), below = lowInt32(bottom);
+    const int before = lowInt32(left), behind = lowInt32(right);
     if (std::min({ above, below, before, behind }) < 0) return StatusFunctionError;
     if (!bounds::padsTo(matrix.rows, matrix.cols, channels, int64_t { above } + below,
                         int64_t { before } + behind))
         return StatusFunctionError;
     compat::copyMakeBorder(matrix, above, below, before, behind, border, fill);
-    return matToImage(images, matrix, result, pixelType, colorSpace) ? StatusOk : StatusFunctionError;
+    return returnImage(images, matrix, result, pixelType, colorSpace);
 }
 
 } // namespace miravex

@@ -2,6 +2,7 @@
 
 #include "abi/host_objects.h"
 #include "abi/library_state.h"
+#include "convert/integers.h"
 #include "ops/filters/bounds.h"
 #include "ops/filters/flat_image.h"
 #include "ops/filters/local_statistics.h"
@@ -62,12 +63,10 @@ HostErrorCode localAdaptiveBinarize(LibraryData data, KImage image, int64_t radi
 
     cv::Mat picture;
     if (!flatImageToMat(images, image, picture, CV_64F)) return StatusFunctionError;
-    const int reach = static_cast<int>(radius);
+    const int reach = lowInt32(radius);
     if (border == unknownPadding || reach < 1) return StatusFunctionError;
     if (meanWeight != 0 || deviationWeight != 0) {
-        const int64_t around = 2 * int64_t { reach };
-        if (bounds::marginOf(rows, columns, 1, around, around) > bounds::marginSamples)
-            return StatusFunctionError;
+        if (!bounds::windowFits(rows, columns, reach)) return StatusFunctionError;
         const LocalWindow window { reach, border, paddingValue };
         const PixelType pixelType = images.imageGetPixelType(image);
         if (pixelType == PixelTypeBit || pixelType == PixelTypeByte)
