@@ -30,7 +30,7 @@ std::string interfaceText()
 {
     std::string text =
         "# Every operation: its export without opencv_, the kinds of its arguments in order, the kind of\n"
-        "# its result, and its name in the tool. Written by scripts/interface; the tests compare the\n"
+        "# its result, and its name in the tool. Written by scripts/generate; the tests compare the\n"
         "# library's exports, the catalogue and the Python package with it.\n";
     for (const Operation* operation : catalog()) text += lineOf(*operation);
     return text;

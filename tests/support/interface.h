@@ -22,6 +22,6 @@ struct ListedOperation {
 std::vector<ListedOperation> listedOperations();
 
 /// What to do when the file and the code differ.
-inline constexpr const char* howToRegenerate = "run scripts/interface to write tests/interface.txt again";
+inline constexpr const char* howToRegenerate = "run scripts/generate to write tests/interface.txt again";
 
 } // namespace miravex::test

@@ -32,7 +32,7 @@ def listed() -> list[tuple[str, list[str]]]:
 
 def test_every_operation_is_a_function() -> None:
     found = [(record.function, [argument.kind for argument in record.arguments]) for record in RECORDS]
-    assert found == listed(), "run scripts/interface to write tests/interface.txt again"
+    assert found == listed(), "run scripts/generate to write tests/interface.txt again"
     for record in RECORDS:
         function = getattr(miravex, record.function)
         assert function.__name__ == record.function
