@@ -8,11 +8,13 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// Any operation with any arguments: the first byte chooses the operation, the rest its values.
+/// Any operation with any arguments: the first four bytes choose the operation by its name's
+/// hash, the rest its values.
 
 namespace {
 
 using namespace miravex;
+using namespace miravex::test;
 
 /// Loaded before the fuzzer counts its modules and never unloaded: leaks are looked for at the end.
 const Library& library()
@@ -33,18 +35,18 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const fuzz::Paths paths = fuzz::sampleFiles();
+    static const Paths& paths = sampleFiles();
     static const bool tell = std::getenv("MIRAVEX_FUZZ_TELL") != nullptr;
-    fuzz::Bytes bytes({ data, size });
-    const Operation& operation = *bytes.oneOf(catalog());
-    const std::vector<Value> values = fuzz::drawValues(operation, bytes, paths);
-    if (tell) std::fprintf(stderr, "%s\n", fuzz::describeCall(operation, values).c_str());
+    Bytes bytes({ data, size });
+    const Operation& operation = operationFor(static_cast<uint32_t>(bytes.number(4)));
+    const std::vector<Value> values = drawValues(operation, bytes, paths);
+    if (tell) std::fprintf(stderr, "%s\n", describeCall(operation, values).c_str());
 
     Outcome outcome;
-    const std::string broken = fuzz::brokenPromise(library(), operation, values, &outcome);
+    const std::string broken = brokenPromise(library(), operation, values, &outcome);
     if (tell) std::fprintf(stderr, "  status %d %s\n", outcome.status, outcome.openCvError.c_str());
     if (!broken.empty()) {
-        std::fprintf(stderr, "%s: %s\n", fuzz::describeCall(operation, values).c_str(), broken.c_str());
+        std::fprintf(stderr, "%s: %s\n", describeCall(operation, values).c_str(), broken.c_str());
         std::abort();
     }
     return 0;

@@ -15,6 +15,7 @@
 namespace {
 
 using namespace miravex;
+using namespace miravex::test;
 
 const Library& library()
 {
@@ -40,10 +41,10 @@ struct Batch {
     ArrayPointer destination;
 };
 
-Batch drawBatch(fuzz::Bytes& bytes, const std::string& file)
+Batch drawBatch(Bytes& bytes, const std::string& file)
 {
     Batch batch;
-    batch.files = { fuzz::sampleFiles().front(), file, "/nowhere/at/all.png" };
+    batch.files = { sampleFiles().front(), file, "/nowhere/at/all.png" };
     const auto form = bytes.next();
     const bool channelsLast = form & 1, withMean = form & 2, withDeviation = form & 4;
     const int64_t channels = form & 8 ? 1 : 3;
@@ -100,17 +101,17 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    fuzz::Bytes bytes({ data, size });
+    Bytes bytes({ data, size });
     const std::uint8_t head[] = { bytes.next(), bytes.next(), bytes.next(), bytes.next(), bytes.next() };
-    fuzz::Bytes form(head);
-    const fuzz::MemoryFile file(bytes.rest());
+    Bytes form(head);
+    const MemoryFile file(bytes.rest());
     const Batch batch = drawBatch(form, file.path());
 
     Outcome outcome;
-    std::string broken = fuzz::brokenPromise(library(), loader(), batch.values, &outcome);
+    std::string broken = brokenPromise(library(), loader(), batch.values, &outcome);
     if (broken.empty()) broken = misreported(outcome);
     if (!broken.empty()) {
-        std::fprintf(stderr, "%s: %s\n", fuzz::describeCall(loader(), batch.values).c_str(), broken.c_str());
+        std::fprintf(stderr, "%s: %s\n", describeCall(loader(), batch.values).c_str(), broken.c_str());
         std::abort();
     }
     return 0;

@@ -1,5 +1,6 @@
-#include "tests/support/catalog_values.h"
+#include "tests/support/drawn_call.h"
 #include "tests/support/host_check.h"
+#include "tests/support/probes.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -10,16 +11,9 @@ namespace miravex::test {
 
 namespace {
 
-std::string inWords(const Values& values)
-{
-    std::vector<std::string> words;
-    for (const Value& value : values) words.push_back(describe(value));
-    return fmt::format("({})", fmt::join(words, ", "));
-}
-
 std::string textOf(const Operation& operation, const Probe& probe)
 {
-    return fmt::format("{}{}: {} {}", operation.name, inWords(probe.values), probe.argument, probe.text);
+    return fmt::format("{}: {} {}", describeCall(operation, probe.values), probe.argument, probe.text);
 }
 
 std::string messages(const std::vector<Refusal>& refusals)
@@ -56,12 +50,13 @@ TEST_P(Bounds, ValidValuesSucceed)
     for (uint64_t seed = 0; seed < seeds; ++seed) {
         const auto values = validValues(operation, seed);
         ASSERT_TRUE(values) << "seed " << seed;
-        EXPECT_EQ(inWords(*values), inWords(*validValues(operation, seed))) << "not the same again";
+        EXPECT_EQ(describeCall(operation, *values), describeCall(operation, *validValues(operation, seed)))
+            << "not the same again";
         const Outcome outcome = invoke(operation.name, *values);
         // At the defaults it works. Elsewhere OpenCV may still refuse a choice (with an explanation); the
         // library itself must have no objection that its record does not know.
         EXPECT_TRUE(outcome.ok() || (seed > 0 && !outcome.openCvError.empty()))
-            << operation.name << inWords(*values) << ": " << outcome.openCvError;
+            << describeCall(operation, *values) << ": " << outcome.openCvError;
     }
 }
 
@@ -71,10 +66,11 @@ TEST_P(Bounds, JustInsideIsAccepted)
         const std::vector<Refusal> refusals = check(operation, probe.values);
         // A constraint may know better about this picture; the bound itself must not object.
         if (!refusals.empty()) {
-            EXPECT_TRUE(std::ranges::any_of(
-                operation.constraints,
-                [&](const Constraint& constraint) { return names(refusals, constraint.argument); }))
-                << textOf(operation, probe) << ": " << messages(refusals);
+            const bool byConstraint =
+                std::ranges::any_of(operation.constraints, [&](const Constraint& constraint) {
+                    return names(refusals, constraint.argument);
+                });
+            EXPECT_TRUE(byConstraint) << textOf(operation, probe) << ": " << messages(refusals);
             continue;
         }
         if (worksForLong(operation) && probe.text == "just inside the upper bound") continue;

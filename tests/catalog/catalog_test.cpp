@@ -2,11 +2,15 @@
 
 #include "catalog/call_view.h"
 
+#include "tests/support/host_check.h"
+#include "tests/support/interface.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cctype>
 #include <set>
+#include <sstream>
 
 namespace miravex::test {
 
@@ -14,63 +18,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-constexpr auto allNames = std::to_array<std::pair<std::string_view, std::string_view>>({
-    { "Agast", "agast" },
-    { "Akaze", "akaze" },
-    { "AlignMTB", "align-mtb" },
-    { "Brisk", "brisk" },
-    { "CalibrateDebevec", "calibrate-debevec" },
-    { "CalibrateRobertson", "calibrate-robertson" },
-    { "Color_Boost", "color-boost" },
-    { "Decolor", "decolor" },
-    { "DescriptorMatcher", "descriptor-matcher" },
-    { "DetailEnhance", "detail-enhance" },
-    { "Dilation", "dilation" },
-    { "EarthMoverDistance", "earth-mover-distance" },
-    { "EarthMoverDistanceFlowMatrix", "earth-mover-distance-flow-matrix" },
-    { "EarthMoverDistanceWeightsFlowMatrix", "earth-mover-distance-weights-flow-matrix" },
-    { "EdgePreservingFilter", "edge-preserving-filter" },
-    { "FaceDetection", "face-detection" },
-    { "FaceDetectionDNN", "face-detection-dnn" },
-    { "Fast", "fast" },
-    { "FastNlMeansDenoising", "fast-nl-means-denoising" },
-    { "FastNlMeansDenoisingColored", "fast-nl-means-denoising-colored" },
-    { "FastNlMeansDenoisingColoredMulti", "fast-nl-means-denoising-colored-multi" },
-    { "FastNlMeansDenoisingMulti", "fast-nl-means-denoising-multi" },
-    { "FindContours", "find-contours" },
-    { "HoughCircles", "hough-circles" },
-    { "HoughLines", "hough-lines" },
-    { "HoughLinesP", "hough-lines-p" },
-    { "ImageConvolve", "image-convolve" },
-    { "ImageCorrelate", "image-correlate" },
-    { "ImagePad", "image-pad" },
-    { "ImagePerspectiveTransformation", "image-perspective-transformation" },
-    { "Kaze", "kaze" },
-    { "LineSegmentDetector", "line-segment-detector" },
-    { "LoadImagesFromPathInto", "load-images-from-path-into" },
-    { "LocalAdaptiveBinarize", "local-adaptive-binarize" },
-    { "LogPolarCV", "log-polar-cv" },
-    { "LogPolarRemap", "log-polar-remap" },
-    { "MatchShapes", "match-shapes" },
-    { "MedianFilter", "median-filter" },
-    { "MergeDebevec", "merge-debevec" },
-    { "MergeMertens", "merge-mertens" },
-    { "MergeRobertson", "merge-robertson" },
-    { "MserDetect", "mser-detect" },
-    { "OpticalFlowDualTVL1", "optical-flow-dual-tvl1" },
-    { "OpticalFlowFarneback", "optical-flow-farneback" },
-    { "Orb", "orb" },
-    { "PhaseCorrelate", "phase-correlate" },
-    { "PyrDown", "pyr-down" },
-    { "PyrMeanShiftFilter", "pyr-mean-shift-filter" },
-    { "PyrUp", "pyr-up" },
-    { "RemapTensor", "remap-tensor" },
-    { "Stylization", "stylization" },
-    { "SuperResolution", "super-resolution" },
-    { "Tonemap", "tonemap" },
-    { "imageDemosaic", "image-demosaic" },
-});
 
 std::vector<std::string> near(std::string_view word, std::vector<std::string> candidates)
 {
@@ -88,11 +35,11 @@ bool isSnakeCase(std::string_view name)
 
 TEST(Names, InKebabAndSnakeCase)
 {
-    for (const auto& [name, kebab] : allNames) {
-        EXPECT_EQ(kebabCase(name), kebab);
-        std::string snake(kebab);
+    for (const ListedOperation& operation : listedOperations()) {
+        EXPECT_EQ(kebabCase(operation.name), operation.toolName) << howToRegenerate;
+        std::string snake = operation.toolName;
         std::ranges::replace(snake, '-', '_');
-        EXPECT_EQ(snakeCase(name), snake);
+        EXPECT_EQ(snakeCase(operation.name), snake);
     }
 }
 
@@ -155,6 +102,17 @@ TEST(Names, OfLayoutsStandFirm)
             EXPECT_NE(nameOf(result.layout), "") << operation->name;
 }
 
+TEST(Catalogue, IsTheListedInterface)
+{
+    std::set<std::string> listed, recorded;
+    for (const ListedOperation& operation : listedOperations()) listed.insert(operation.signature);
+    std::istringstream lines(interfaceText());
+    for (std::string line; std::getline(lines, line);)
+        if (!line.starts_with('#')) recorded.insert(line);
+    EXPECT_TRUE(sameNames(recorded, listed)) << howToRegenerate;
+    EXPECT_TRUE(keptInterface() == interfaceText()) << howToRegenerate;
+}
+
 TEST(Catalogue, IsOrderedAndWithoutDoubles)
 {
     std::set<std::string> seen;
@@ -174,8 +132,6 @@ TEST(Catalogue, RecordsAreComplete)
 {
     for (const Operation* operation : catalog()) {
         const std::string_view name = operation->name;
-        EXPECT_TRUE(std::ranges::any_of(allNames, [&](const auto& known) { return known.first == name; }))
-            << name;
         EXPECT_FALSE(operation->summary.empty()) << name;
         EXPECT_FALSE(operation->results.empty()) << name;
         EXPECT_FALSE(operation->examples.empty()) << name;

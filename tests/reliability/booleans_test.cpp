@@ -27,22 +27,10 @@ std::string answerWith(const Operation& operation, const Values& values, HostBoo
     for (std::size_t i = 0; i < call.cells.size(); ++i)
         if (operation.arguments[i].kind == Kind::String) ledger.lend(call.cells[i].string, 1);
     std::srand(7); // OpenCV's random samples
-    EXPECT_EQ(call.make(&hostServices()), StatusOk) << fuzz::describeCall(operation, values);
+    EXPECT_EQ(call.make(&hostServices()), StatusOk) << describeCall(operation, values);
     const Value result = call.take(operation.results.front().kind, ledger);
     EXPECT_THAT(ledger.close().violations, ::testing::IsEmpty());
     return bytesOfResult(result);
-}
-
-/// Accepted calls, among them one with every boolean true; masks of matches are never drawn to size.
-std::vector<Values> callsOf(const Operation& operation)
-{
-    std::vector<Values> calls = acceptedCalls(operation, 20, { .side = 24, .elements = 256 });
-    if (operation.name == "DescriptorMatcher")
-        calls.push_back({ makeRealTensor({ 2, 1 }, std::vector { 1.0, 5.0 }), true,
-                          makeIntegerTensor({ 2, 2 }, std::vector<int64_t> { 0, 1, 1, 1 }),
-                          makeRealTensor({ 2, 1 }, std::vector { 2.0, 4.0 }), "BruteForce", "Best Match",
-                          1.0 });
-    return calls;
 }
 
 class Booleans : public ::testing::TestWithParam<const Operation*> { };
@@ -63,7 +51,8 @@ TEST_P(Booleans, AreTrueUnlessZero)
 {
     const Operation& operation = *GetParam();
     std::set<std::string_view> seen;
-    for (const Values& values : callsOf(operation)) {
+    for (const Values& values :
+         acceptedCalls(operation, isSlow(operation) ? 4 : 20, { .side = 24, .elements = 256 })) {
         bool any = false;
         for (std::size_t i = 0; i < values.size(); ++i) {
             if (!isTrue(operation.arguments[i], values[i])) continue;
@@ -74,7 +63,7 @@ TEST_P(Booleans, AreTrueUnlessZero)
         const std::string expected = answerWith(operation, values, 1);
         for (const HostBoolean truth : { 2, -1, 256, INT32_MIN })
             EXPECT_TRUE(answerWith(operation, values, truth) == expected)
-                << fuzz::describeCall(operation, values) << " with " << truth;
+                << describeCall(operation, values) << " with " << truth;
     }
     for (const Argument& argument : operation.arguments)
         EXPECT_TRUE(argument.kind != Kind::Boolean || seen.contains(argument.name))

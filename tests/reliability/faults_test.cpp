@@ -16,7 +16,7 @@ TEST_P(Faults, LeaveNothingBehind)
             expectSurvivesFaults(operation.name, values);
         else
             EXPECT_EQ(operation.results.front().kind, ResultKind::Real)
-                << fuzz::describeCall(operation, values) << " made its result of nothing";
+                << describeCall(operation, values) << " made its result of nothing";
     }
 }
 

@@ -31,12 +31,6 @@ std::string answerOn(int byte, const Operation& operation, const Values& values)
     return outcome.ok() ? bytesOfResult(outcome.result) : "refused";
 }
 
-/// Seconds a call, even on the smallest inputs.
-bool isSlow(const Operation& operation)
-{
-    return operation.name == "SuperResolution" || operation.name == "CalibrateDebevec";
-}
-
 class Heap : public ::testing::TestWithParam<const Operation*> { };
 
 } // namespace
@@ -51,8 +45,7 @@ TEST_P(Heap, DecidesNothing)
     for (const Values& values : acceptedCalls(operation, count, { .side = 32, .elements = 256 })) {
         const std::string expected = answerOn(0x11, operation, values);
         for (const int byte : { 0xEE, 0x7F })
-            EXPECT_TRUE(answerOn(byte, operation, values) == expected)
-                << fuzz::describeCall(operation, values);
+            EXPECT_TRUE(answerOn(byte, operation, values) == expected) << describeCall(operation, values);
     }
 }
 

@@ -77,9 +77,9 @@ TEST(Loading, LeavesNothingBehind)
         {
             const Library loaded(copy.file());
             EXPECT_TRUE(isLoaded(copy.file()));
-            fuzz::Bytes none({});
+            Bytes none({});
             for (const Operation* operation : { &record("PyrDown"), &record("MedianFilter") }) {
-                const auto values = fuzz::drawValues(*operation, none, {});
+                const auto values = drawValues(*operation, none, {});
                 EXPECT_TRUE(call(loaded, *operation, values).ok()) << operation->name;
             }
         }
@@ -96,8 +96,8 @@ TEST(Loading, TwoCopiesSideBySideAnswerAlike)
         const Library second(copy.file());
         EXPECT_NE(library().operation("PyrDown"), second.operation("PyrDown"));
         const Operation& operation = record("PyrDown");
-        fuzz::Bytes none({});
-        const auto values = fuzz::drawValues(operation, none, {});
+        Bytes none({});
+        const auto values = drawValues(operation, none, {});
         const Outcome one = call(library(), operation, values), other = call(second, operation, values);
         ASSERT_TRUE(one.ok() && other.ok());
         EXPECT_TRUE(sameBits(matrixOf(one.image()), matrixOf(other.image())));

@@ -22,6 +22,7 @@
 namespace {
 
 using namespace miravex;
+using namespace miravex::test;
 
 /// The figures, on what was standard output; the complaints of the batch loader and of OpenCV's readers about
 /// broken files, which are many, go nowhere.
@@ -79,17 +80,16 @@ bool callOnce(const Library& library, uint32_t number, Tally& tally)
 {
     const std::size_t turn = number % catalog().size();
     const Operation& operation = *catalog()[turn];
-    const auto source = fuzz::randomBytes(number, 512);
-    fuzz::Bytes bytes(source);
-    const auto values =
-        fuzz::drawValues(operation, bytes, fuzz::sampleFiles(), { .side = 24, .elements = 128 });
+    const auto source = randomBytes(number, 512);
+    Bytes bytes(source);
+    const auto values = drawValues(operation, bytes, sampleFiles(), { .side = 24, .elements = 128 });
     Outcome outcome;
     const auto start = std::chrono::steady_clock::now();
-    const std::string broken = fuzz::brokenPromise(library, operation, values, &outcome);
+    const std::string broken = brokenPromise(library, operation, values, &outcome);
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
     tally.secondsOf[turn] += taken.count();
     tally.seconds += taken.count();
-    tally.slowest = std::max(tally.slowest, { taken.count(), fuzz::describeCall(operation, values) });
+    tally.slowest = std::max(tally.slowest, { taken.count(), describeCall(operation, values) });
     if (outcome.ok()) {
         ++tally.accepted;
         ++tally.acceptedOf[turn];
@@ -97,8 +97,7 @@ bool callOnce(const Library& library, uint32_t number, Tally& tally)
         ++tally.refused;
     }
     if (broken.empty()) return true;
-    fmt::print(figures(), "broken: {}: {} (call {})\n", fuzz::describeCall(operation, values), broken,
-               number);
+    fmt::print(figures(), "broken: {}: {} (call {})\n", describeCall(operation, values), broken, number);
     return false;
 }
 

@@ -71,7 +71,7 @@ TEST(Threads, AnswerAsIfAlone)
             // Half of the threads meet in the same operation, the others are elsewhere.
             const Case& next = all[index % 2 == 0 ? i : (i * 7 + index * 13) % all.size()];
             if (answerOf(*next.operation, ownCopy(next.values)) != next.alone)
-                differences[index].push_back(fuzz::describeCall(*next.operation, next.values));
+                differences[index].push_back(describeCall(*next.operation, next.values));
         }
     };
     std::vector<std::jthread> threads;
@@ -90,7 +90,7 @@ TEST(Threads, AnswerAlikeForAnySizeOfThePool) // a host that uses OpenCV itself 
         cv::setNumThreads(size);
         for (const Case& next : cases())
             EXPECT_TRUE(answerOf(*next.operation, ownCopy(next.values)) == next.alone)
-                << fuzz::describeCall(*next.operation, next.values) << " with " << size << " threads";
+                << describeCall(*next.operation, next.values) << " with " << size << " threads";
         EXPECT_EQ(cv::getNumThreads(), size) << "the library changed the host's setting";
     }
     cv::setNumThreads(usual);

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-namespace miravex::fuzz {
+namespace miravex::test {
 
 /// A finite supply of bytes that decide everything about a call. When it is used up it gives zeros, which
 /// every choice below reads as "the ordinary one".
@@ -61,4 +61,4 @@ inline std::vector<std::uint8_t> randomBytes(uint32_t seed, std::size_t count)
     return bytes;
 }
 
-} // namespace miravex::fuzz
+} // namespace miravex::test

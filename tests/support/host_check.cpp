@@ -1,5 +1,7 @@
 #include "tests/support/host_check.h"
 
+#include "catalog/explain.h"
+#include "tests/support/call_check.h"
 #include "tests/support/temporary_folder.h"
 
 #include <opencv2/imgcodecs.hpp>
@@ -10,6 +12,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -25,29 +28,6 @@ constexpr bool sanitized = true;
 #else
 constexpr bool sanitized = false;
 #endif
-
-std::string describeCall(std::string_view operation, const Values& values)
-{
-    std::vector<std::string> words;
-    for (const Value& value : values) words.push_back(describe(value));
-    return fmt::format("{}({})", operation, fmt::join(words, ", "));
-}
-
-std::string bytesOf(const Block& block)
-{
-    return block.data() ? std::string(reinterpret_cast<const char*>(block.data()), block.size())
-                        : std::string();
-}
-
-/// The bytes that an argument's object holds; empty for plain values.
-std::string contents(const Value& value)
-{
-    const auto held = [](const auto& pointer) { return pointer ? bytesOf(pointer->block) : std::string(); };
-    if (const auto* image = std::get_if<ImagePointer>(&value)) return held(*image);
-    if (const auto* tensor = std::get_if<TensorPointer>(&value)) return held(*tensor);
-    if (const auto* array = std::get_if<ArrayPointer>(&value)) return held(*array);
-    return {};
-}
 
 std::size_t copyBytes(const cv::Mat& matrix, std::byte* target)
 {
@@ -79,6 +59,17 @@ const Operation& record(std::string_view name)
 
 namespace {
 
+void failAt(std::source_location where, const std::string& text)
+{
+    ADD_FAILURE_AT(where.file_name(), static_cast<int>(where.line())) << text;
+}
+
+std::string refusalText(const Operation& operation, const Values& values, const Outcome& outcome)
+{
+    return fmt::format("{} was refused: {}", describeCall(operation, values),
+                       explain(operation, values, outcome).message());
+}
+
 /// Makes a call in a child process, limited in time and memory, and ends the process with 0 when it came to
 /// the status that was expected.
 [[noreturn]] void exitAfter(HostErrorCode expected, std::string_view name, const Values& values)
@@ -101,60 +92,52 @@ namespace {
 
 } // namespace
 
-Outcome invoke(std::string_view name, const Values& values, Faults faults)
+Outcome invoke(std::string_view name, const Values& values, Faults faults, std::source_location where)
 {
     const Operation& operation = record(name);
-    std::vector<std::string> before;
-    for (const Value& value : values) before.push_back(contents(value));
-
-    Outcome outcome = call(library(), operation, values, faults);
-
-    for (const std::string& violation : outcome.accounting.violations)
-        ADD_FAILURE() << describeCall(name, values) << ": " << violation;
-    for (std::size_t i = 0; i < values.size() && i < operation.arguments.size(); ++i) {
-        const Argument& argument = operation.arguments[i];
-        EXPECT_TRUE(argument.rewritten || before[i] == contents(values[i]))
-            << describeCall(name, values) << ": the host's own " << argument.name << " changed";
-    }
+    Outcome outcome;
+    for (const std::string& breach : breaches(library(), operation, values, outcome, faults))
+        failAt(where, fmt::format("{}: {}", describeCall(operation, values), breach));
     return outcome;
 }
 
-Outcome succeed(std::string_view name, const Values& values)
+Outcome succeed(std::string_view name, const Values& values, std::source_location where)
 {
-    Outcome outcome = invoke(name, values);
-    if (!outcome.ok())
-        throw std::runtime_error(
-            fmt::format("{} was refused: {}", describeCall(name, values), outcome.openCvError));
-    return outcome;
+    Outcome outcome = invoke(name, values, {}, where);
+    if (outcome.ok()) return outcome;
+    const std::string text = refusalText(record(name), values, outcome);
+    failAt(where, text);
+    // Ends the test without a second report.
+    throw ::testing::AssertionException(
+        ::testing::TestPartResult(::testing::TestPartResult::kFatalFailure, where.file_name(),
+                                  static_cast<int>(where.line()), text.c_str()));
 }
 
-void expectRefused(std::string_view name, const Values& values)
+void expectRefused(std::string_view name, const Values& values, std::source_location where)
 {
-    const Outcome outcome = invoke(name, values);
-    EXPECT_EQ(outcome.status, StatusFunctionError) << describeCall(name, values) << " was accepted";
+    if (invoke(name, values, {}, where).ok())
+        failAt(where, fmt::format("{} was accepted", describeCall(record(name), values)));
 }
 
-void expectSurvivesFaults(std::string_view name, const Values& values)
+void expectSurvivesFaults(std::string_view name, const Values& values, std::source_location where)
 {
-    const Outcome good = invoke(name, values);
-    ASSERT_TRUE(good.ok()) << describeCall(name, values) << " was refused: " << good.openCvError;
-    ASSERT_GT(good.accounting.allocations, 0) << describeCall(name, values) << " allocates nothing";
-    for (int64_t i = 0; i < good.accounting.allocations; ++i) {
-        const Outcome outcome = invoke(name, values, { .failingAllocation = i });
-        EXPECT_EQ(outcome.status, StatusFunctionError)
-            << describeCall(name, values) << " succeeded although allocation " << i << " failed";
-    }
+    const Outcome good = succeed(name, values, where);
+    const std::string text = describeCall(record(name), values);
+    if (good.accounting.allocations == 0) failAt(where, text + " allocates nothing");
+    for (int64_t i = 0; i < good.accounting.allocations; ++i)
+        if (invoke(name, values, { .failingAllocation = i }, where).ok())
+            failAt(where, fmt::format("{} succeeded although allocation {} failed", text, i));
     const auto* tensor = std::get_if<TensorPointer>(&good.result);
     const bool needsNoData = tensor && (*tensor)->length() == 0;
-    const Outcome outcome = invoke(name, values, { .withholdData = true });
-    EXPECT_TRUE(needsNoData || outcome.status == StatusFunctionError)
-        << describeCall(name, values) << " succeeded without data";
+    if (invoke(name, values, { .withholdData = true }, where).ok() && !needsNoData)
+        failAt(where, text + " succeeded without data");
 }
 
-Values arguments(std::string_view name, NamedValues given)
+Values arguments(std::string_view name, NamedValues given, std::source_location where)
 {
     Completed completed = complete(record(name), std::move(given));
-    for (const Refusal& refusal : completed.refusals) ADD_FAILURE() << name << ": " << refusal.message();
+    for (const Refusal& refusal : completed.refusals)
+        failAt(where, fmt::format("{}: {}", name, refusal.message()));
     return completed.values;
 }
 
@@ -242,6 +225,17 @@ TensorPointer tensorOf(const cv::Mat& matrix)
     matrix.convertTo(doubles, CV_64F);
     return makeRealTensor({ matrix.rows, matrix.cols },
                           std::span<const double>(doubles.ptr<double>(), doubles.total()));
+}
+
+::testing::AssertionResult sameNames(const std::set<std::string>& actual,
+                                     const std::set<std::string>& expected)
+{
+    std::vector<std::string> missing, unexpected;
+    std::ranges::set_difference(expected, actual, std::back_inserter(missing));
+    std::ranges::set_difference(actual, expected, std::back_inserter(unexpected));
+    if (missing.empty() && unexpected.empty()) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << fmt::format(
+               "missing: [{}]; unexpected: [{}]", fmt::join(missing, ", "), fmt::join(unexpected, ", "));
 }
 
 ::testing::AssertionResult sameBits(const cv::Mat& actual, const cv::Mat& expected)

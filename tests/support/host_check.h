@@ -11,6 +11,8 @@
 
 #include <filesystem>
 #include <optional>
+#include <set>
+#include <source_location>
 #include <string>
 #include <vector>
 
@@ -28,21 +30,27 @@ const Operation& record(std::string_view name);
 
 /// Calls an operation through its export and expects that ownership was respected: nothing leaked, nothing
 /// freed twice, strings given back once, the result slot written on success alone, and inputs left as they
-/// were (but for those that the record calls rewritten).
-Outcome invoke(std::string_view operation, const Values& values, Faults faults = {});
+/// were (but for those that the record calls rewritten). Whatever fails here and below is reported at
+/// `where`, the line of the test, with the call in words.
+Outcome invoke(std::string_view operation, const Values& values, Faults faults = {},
+               std::source_location where = std::source_location::current());
 
-/// The same, and the call must succeed; failures name the operation, its arguments and OpenCV's words.
-Outcome succeed(std::string_view operation, const Values& values);
+/// The same, and the call must succeed: a refusal ends the test, with what the record and OpenCV say of it.
+Outcome succeed(std::string_view operation, const Values& values,
+                std::source_location where = std::source_location::current());
 
 /// The same, and the call must be refused with status 6.
-void expectRefused(std::string_view operation, const Values& values);
+void expectRefused(std::string_view operation, const Values& values,
+                   std::source_location where = std::source_location::current());
 
 /// Makes each allocation of a call fail in turn, then withholds the data of what was created: every such call
 /// must be refused and leak nothing. The call itself must succeed and allocate at least once.
-void expectSurvivesFaults(std::string_view operation, const Values& values);
+void expectSurvivesFaults(std::string_view operation, const Values& values,
+                          std::source_location where = std::source_location::current());
 
 /// Values by name, completed with the record's defaults; the test fails when something is missing.
-Values arguments(std::string_view operation, NamedValues given);
+Values arguments(std::string_view operation, NamedValues given,
+                 std::source_location where = std::source_location::current());
 
 /// Runs in the child process of EXPECT_REFUSED_IN_CHILD: limits time to 10 s and memory to 2 GiB (where no
 /// sanitizer needs more), makes the call, and ends the process with 0 when it was refused cleanly.
@@ -84,6 +92,10 @@ std::optional<std::filesystem::path> testData();
 TensorPointer tensorOf(const cv::Mat& matrix);
 
 // --- comparisons ----------------------------------------------------------------------------------------
+
+/// Succeeds when both hold the same names; otherwise says which are missing and which unexpected.
+::testing::AssertionResult sameNames(const std::set<std::string>& actual,
+                                     const std::set<std::string>& expected);
 
 /// Succeeds when both matrices have the same size, type and bits; otherwise says where they first differ.
 ::testing::AssertionResult sameBits(const cv::Mat& actual, const cv::Mat& expected);

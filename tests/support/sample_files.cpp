@@ -1,5 +1,6 @@
 #include "tests/support/sample_files.h"
 
+#include <fmt/format.h>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/videoio.hpp>
 
@@ -12,7 +13,7 @@
 #include <memory>
 #include <stdexcept>
 
-namespace miravex::fuzz {
+namespace miravex::test {
 
 namespace {
 
@@ -105,7 +106,7 @@ struct Samples {
         add(nonsense);
         paths.insert(paths.end(),
                      { "/nowhere/at/all.png", "/", "", film.path(), description.path(), weights.path() });
-        const std::string cascade = "/usr/share/opencv4/haarcascades/haarcascade_frontalface_alt.xml";
+        const std::string cascade = "/usr/share/opencv4/haarcascades/haarcascade_frontalface_default.xml";
         if (std::filesystem::exists(cascade)) paths.push_back(cascade);
     }
 };
@@ -117,7 +118,7 @@ MemoryFile::MemoryFile(std::span<const std::uint8_t> contents)
 {
     if (descriptor_ < 0 || write(descriptor_, contents.data(), contents.size()) < 0)
         throw std::runtime_error("cannot make a file in memory");
-    path_ = "/proc/self/fd/" + std::to_string(descriptor_);
+    path_ = fmt::format("/proc/{}/fd/{}", getpid(), descriptor_); // for other processes as well
 }
 
 MemoryFile::~MemoryFile() { close(descriptor_); }
@@ -128,4 +129,4 @@ const Paths& sampleFiles()
     return samples.paths;
 }
 
-} // namespace miravex::fuzz
+} // namespace miravex::test

@@ -1,10 +1,14 @@
 #pragma once
 
-#include "tests/support/drawn_call.h"
-
+#include <cstdint>
 #include <span>
+#include <string>
+#include <vector>
 
-namespace miravex::fuzz {
+namespace miravex::test {
+
+/// Files that path arguments may name. Drawing chooses among them; any may be missing or broken.
+using Paths = std::vector<std::string>;
 
 /// A file in memory under a path of its own, gone with this object.
 class MemoryFile {
@@ -26,4 +30,4 @@ private:
 /// cascade. Made once for the process.
 const Paths& sampleFiles();
 
-} // namespace miravex::fuzz
+} // namespace miravex::test

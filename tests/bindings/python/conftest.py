@@ -8,7 +8,6 @@ from pathlib import Path
 import numpy as np
 import pytest
 from hypothesis import HealthCheck, settings
-from values import FILES, write_film
 
 settings.register_profile(
     "miravex",
@@ -21,12 +20,6 @@ settings.register_profile(
 settings.load_profile("miravex")
 
 PHOTOS = Path("/usr/share/doc/opencv-doc/examples/data")
-
-
-@pytest.fixture(scope="session", autouse=True)
-def film(tmp_path_factory: pytest.TempPathFactory) -> None:
-    """A short film for the operations that read one."""
-    FILES["film"] = write_film(tmp_path_factory.mktemp("film") / "box.y4m")
 
 
 @pytest.fixture
