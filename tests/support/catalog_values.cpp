@@ -178,10 +178,10 @@ ImagePointer pictureFor(const Argument& argument, const CallView& call, bool var
     shape.columns = std::max(rule.minimumColumns, vary ? between(random, 8, 40) : 32);
     const bool sequence = rule.rank == 3 || (rule.rank == 0 && vary && random() % 4 == 0);
     shape.slices = sequence ? std::max<int64_t>(rule.minimumSlices, vary ? between(random, 3, 6) : 3) : 0;
-    if (const Image* other = rule.sameAs.empty() ? nullptr : call.image(rule.sameAs)) {
-        shape.rows = other->shape.rows;
-        shape.columns = other->shape.columns;
-        if (shape.slices > 0 && other->shape.slices > 0) shape.slices = other->shape.slices;
+    if (const auto other = call.image(rule.sameAs)) {
+        shape.rows = other->rows;
+        shape.columns = other->columns;
+        if (shape.slices > 0 && other->slices > 0) shape.slices = other->slices;
     }
     const PixelType type =
         pick(rule.pixelTypes, vary ? static_cast<int>(random() % 5) : PixelTypeByte, vary, random);
@@ -342,14 +342,14 @@ std::vector<Value> compose(const Operation& operation, bool vary, std::string_vi
         if (!argument.optional || argument.name == used) return true;
         const Completed known = complete(operation, given);
         return !argument.usedWhen.argument.empty()
-            && CallView(operation, known.values).holds(argument.usedWhen);
+            && viewOf(operation, known.values).holds(argument.usedWhen);
     };
     for (int round = 0; round < 2; ++round) {
         for (const Argument& argument : operation.arguments) {
             if (isScalar(argument.kind) || !wanted(argument)) continue;
             if (argument.kind == Kind::IntegerTensor && operation.name == "LoadImagesFromPathInto") continue;
             const Completed known = complete(operation, given);
-            const CallView call(operation, known.values);
+            const CallView call = viewOf(operation, known.values);
             if (argument.kind == Kind::Image && round == 0)
                 given[std::string(argument.name)] = pictureFor(argument, call, vary, random);
             else if (argument.kind == Kind::NumericArray && round == 0)
@@ -472,9 +472,9 @@ private:
     {
         const auto values = base(argument);
         if (!values) return;
-        const Image* given = CallView(operation_, *values).image(argument.name);
+        const auto given = viewOf(operation_, *values).image(argument.name);
         if (!given) return;
-        ImageShape shape = given->shape;
+        ImageShape shape { given->rows, given->columns, given->channels, given->slices };
         PixelType type = given->pixelType;
         ColorSpace space = given->colorSpace;
         change(shape, type, space);
@@ -534,15 +534,18 @@ private:
     {
         const TensorRule& rule = argument.tensor;
         const auto values = base(argument);
-        const Tensor* given = values ? CallView(operation_, *values).tensor(argument.name) : nullptr;
-        if (!given) return;
+        const auto* given = values ? std::get_if<TensorPointer>(&(
+                                *values)[static_cast<std::size_t>(argumentIndex(operation_, argument.name))])
+                                   : nullptr;
+        if (!given || !*given) return;
         if (rule.rank > 0) {
-            std::vector<int64_t> more = given->dimensions;
+            std::vector<int64_t> more = (*given)->dimensions;
             more.push_back(2); // not 1: some lists are read by their length alone
             tensor(argument, "a dimension more", more);
-            if (rule.rank > 1 && given->length() > 0) tensor(argument, "a flat list", { given->length() });
+            const int64_t length = (*given)->length();
+            if (rule.rank > 1 && length > 0) tensor(argument, "a flat list", { length });
             for (std::size_t i = 0; i < rule.rank; ++i) {
-                std::vector<int64_t> changed = given->dimensions;
+                std::vector<int64_t> changed = (*given)->dimensions;
                 const bool open = rule.shape[i].of == Extent::Of::AtLeast;
                 changed[i] = open ? rule.shape[i].count - 1 : changed[i] + 1;
                 const bool empty = std::ranges::find(changed, 0) != changed.end();
@@ -550,7 +553,7 @@ private:
                 tensor(argument, fmt::format("dimension {} is {}", i, changed[i]), changed);
             }
         }
-        elements(argument, *given);
+        elements(argument, **given);
     }
 
     void elements(const Argument& argument, const Tensor& given)
@@ -587,7 +590,7 @@ std::optional<std::vector<Value>> validValues(const Operation& operation, uint64
         bool readable = true;
         for (const Argument& argument : operation.arguments)
             readable =
-                readable && !(argument.isPath && CallView(operation, values).text(argument.name).empty());
+                readable && !(argument.isPath && viewOf(operation, values).text(argument.name).empty());
         if (readable && check(operation, values).empty()) return values;
     }
     return std::nullopt;
