@@ -1,6 +1,7 @@
 #pragma once
 
-#include "catalog/arguments.h"
+#include "catalog/catalog.h"
+#include "host/arguments.h"
 
 #include <cstdint>
 #include <string>
