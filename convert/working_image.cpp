@@ -47,6 +47,8 @@ WorkingImage::WorkingImage(const ImageServices& images, KImage image, int reques
     }
     *converted_.receive() = images.imageConvertType(image, matching, interleave);
     image_ = converted_.get();
+    // A host may answer with the handle that it was given; that one is its own.
+    if (image_ == image) static_cast<void>(converted_.release());
 }
 
 bool WorkingImage::fits() const noexcept

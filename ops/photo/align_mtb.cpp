@@ -28,13 +28,13 @@ HostErrorCode alignMtb(LibraryData data, KImage image, int64_t levels, int64_t e
     const int64_t rows = images.imageGetRowCount(image);
     const int64_t columns = images.imageGetColumnCount(image);
     const int64_t slices = images.imageGetSliceCount(image);
-    if (levels < 1 || excludedRange < 1 || excludedRange > std::max(rows, columns))
-        return StatusFunctionError;
-    if (static_cast<double>(levels) > bounds::alignmentLevels(rows, columns)) return StatusFunctionError;
+    const int count = lowInt32(levels), range = lowInt32(excludedRange);
+    if (count < 1 || range < 1 || range > std::max(rows, columns)) return StatusFunctionError;
+    if (static_cast<double>(count) > bounds::alignmentLevels(rows, columns)) return StatusFunctionError;
     if (!result || slices < 1 || rows < 1 || columns < 1) return StatusFunctionError;
 
     constexpr bool cut = false;
-    const cv::Ptr<cv::AlignMTB> aligner = cv::createAlignMTB(lowInt32(levels), lowInt32(excludedRange), cut);
+    const cv::Ptr<cv::AlignMTB> aligner = cv::createAlignMTB(count, range, cut);
     std::vector<cv::Mat> frames, aligned;
     if (!aligner || !bracketToMats(images, image, frames)) return StatusFunctionError;
     aligner->process(frames, aligned);

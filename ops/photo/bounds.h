@@ -7,6 +7,17 @@
 
 namespace miravex::bounds {
 
+/// Samples (rows x columns x channels) of one image or one frame: beyond, OpenCV's counters of 32 bits
+/// overflow in most of these operations. They all make several copies of it in floats besides. A sequence may
+/// hold more.
+inline constexpr int64_t frameSamples = 2147483647;
+
+/// True when an image or a frame is within that bound.
+constexpr bool frameFits(int64_t rows, int64_t columns, int64_t channels)
+{
+    return product({ rows, columns, channels }) <= frameSamples;
+}
+
 // --- denoising ------------------------------------------------------------------------------------------
 
 /// Non-local means, side of the search window: OpenCV scales its weights so that a whole window of white fits
@@ -101,8 +112,8 @@ inline bool calibrationGridFits(int64_t rows, int64_t columns, int64_t samples)
     return rowsOfPoints >= 1 && rowsOfPoints <= height;
 }
 
-/// Robertson calibration: OpenCV stops early only when all intensities occur and the curve settles, which it
-/// does within tens of iterations or never.
+/// Robertson calibration: the iterations end early when the curve settles, which it does within tens of them
+/// or never.
 inline constexpr int64_t calibrationIterations = 10000;
 
 /// True when the iterations of the Robertson calibration, which look at every sample of the bracket, end in
@@ -142,41 +153,49 @@ inline constexpr int64_t flowSide = 2;
 /// 2^31, but makes room for as many as it is asked for. More are clipped: the result is the same.
 inline constexpr int64_t flowScales = 128;
 
-/// Steps that one pass of an iterative flow costs however small the picture is.
-inline constexpr int64_t flowPass = 4096;
+/// Farneback, pixels on all levels of the pyramid, as a multiple of those of a frame: scales near 1 make
+/// millions of levels. Halving makes 4/3, a scale of 0.99 makes 50.
+inline constexpr int64_t flowLevels = 4096;
 
-/// Pyramid levels that Farneback's method makes: no side falls under 32 pixels, unless the frames are
-/// smaller.
-inline int64_t farnebackLevels(int64_t rows, int64_t columns, double scale, int64_t levels)
+/// Farneback, steps for each pixel of a pair of frames, on all levels together: an hour and more of one core
+/// for frames in full HD. Everyday parameters come to a few hundred.
+inline constexpr int64_t flowSteps = int64_t { 1 } << 21;
+
+/// Dual TV-L1, iterations at all warpings of a scale: they take an hour and more of one core for frames in
+/// full HD, even if epsilon ends each of them at its first step.
+inline constexpr int64_t flowIterations = int64_t { 1 } << 15;
+
+/// Pixels on all levels that Farneback's method makes of a pair of frames, as a multiple of those of a frame:
+/// no side falls under 32 pixels, unless the frames are smaller.
+inline double farnebackArea(int64_t rows, int64_t columns, double scale, int64_t levels)
 {
     constexpr double leastSide = 32;
     const auto side = static_cast<double>(std::min(rows, columns));
     if (!(scale < 1) || side * scale < leastSide) return 1; // OpenCV refuses a scale of 1
     const double most = std::log(leastSide / side) / std::log(scale) + 2;
-    return static_cast<int64_t>(std::clamp(static_cast<double>(levels), 0.0, most)) + 1;
+    return std::min(std::min(static_cast<double>(levels), most) + 1, 1 / (1 - scale * scale));
 }
 
-/// True when Farneback's method ends in foreseeable time, were every level as large as the frames.
-inline bool farnebackEnds(int64_t rows, int64_t columns, int64_t pairs, double scale, int64_t levels,
-                          int64_t window, int64_t iterations, int64_t reach)
+/// True when the levels of Farneback's method are as many as parameters may ask for.
+inline bool farnebackLevelsFit(int64_t rows, int64_t columns, double scale, int64_t levels)
 {
-    const int64_t blur = std::min(rows, columns) / 6;
-    const int64_t passes = product({ std::max<int64_t>(iterations, 0), 10 + window });
-    const int64_t perPixel = sum({ 20, blur, 2 * reach, passes });
-    return product({ pairs, farnebackLevels(rows, columns, scale, levels),
-                     sum({ product({ rows, columns }), flowPass }), perPixel })
-        <= work;
+    return farnebackArea(rows, columns, scale, levels) <= static_cast<double>(flowLevels);
 }
 
-/// True when the TV-L1 method ends in foreseeable time: all scales together are about three times the first
-/// one, and every iteration makes thirty of its own.
-constexpr bool dualTvl1Ends(int64_t rows, int64_t columns, int64_t pairs, int64_t iterations,
-                            int64_t warpings)
+/// True when Farneback's method ends in foreseeable time on a pair of frames. Iterations average over the
+/// window, the polynomials look at their neighbourhood.
+inline bool farnebackEnds(int64_t rows, int64_t columns, double scale, int64_t levels, int64_t window,
+                          int64_t iterations, int64_t reach)
 {
-    constexpr int64_t scales = 3, innerIterations = 30, perPixel = 16;
-    return product({ pairs, scales, innerIterations, perPixel, std::max<int64_t>(iterations, 0),
-                     std::max<int64_t>(warpings, 0), sum({ product({ rows, columns }), flowPass }) })
-        <= work;
+    const int64_t perPixel = sum({ 20, product({ 2, reach }), product({ iterations, sum({ 10, window }) }) });
+    return farnebackArea(rows, columns, scale, levels) * static_cast<double>(perPixel)
+        <= static_cast<double>(flowSteps);
+}
+
+/// True when the TV-L1 method ends in foreseeable time on a pair of frames.
+constexpr bool dualTvl1Ends(int64_t iterations, int64_t warpings)
+{
+    return product({ iterations, warpings }) <= flowIterations;
 }
 
 // --- super resolution -----------------------------------------------------------------------------------
@@ -188,9 +207,9 @@ inline constexpr int64_t filmFrames = 6;
 /// Super resolution, scale: work and memory grow with its square, see filmPixels.
 inline constexpr int64_t filmScale = 9;
 
-/// Super resolution, pixels of an enlarged frame: OpenCV keeps some 400 bytes for each of them and passes
-/// over it ten thousand times, which takes about an hour of one core.
-inline constexpr int64_t filmPixels = int64_t { 1 } << 24;
+/// Super resolution, pixels of an enlarged frame: OpenCV keeps some 400 bytes for each of them, which comes
+/// to 26 GB. Full HD may be enlarged five times.
+inline constexpr int64_t filmPixels = int64_t { 1 } << 26;
 
 /// True when a frame of the film, enlarged, is within bounds.
 constexpr bool filmFits(int64_t rows, int64_t columns, int64_t scale)

@@ -1,4 +1,5 @@
 #include "catalog/call_view.h"
+#include "convert/integers.h"
 #include "ops/photo/bounds.h"
 #include "ops/photo/record_parts.h"
 
@@ -14,6 +15,7 @@ constexpr Argument arguments[] = {
     integer("samples", "pixels that the curve is estimated from")
         .from(2)
         .to(bounds::calibrationSamples)
+        .low32Bits()
         .byDefault(70),
     real("lambda", "weight of the curve's smoothness")
         .from(-bounds::calibrationSmoothness)
@@ -22,17 +24,18 @@ constexpr Argument arguments[] = {
     boolean("random", "take the samples at random places instead of a grid").byDefault(false),
 };
 constexpr Constraint constraints[] = {
+    framesFit,
     { "samples", "samples whose grid fits the frames, at least one in a row and at most one per pixel",
       [](const CallView& call) {
           return call.boolean("random")
               || bounds::calibrationGridFits(call.rows("frames"), call.columns("frames"),
-                                             call.integer("samples"));
+                                             lowInt32(call.integer("samples")));
       } },
     { "samples",
       { "samples whose equations, one for each of them in each frame, are solved in at most {} steps",
         bounds::work },
       [](const CallView& call) {
-          return bounds::calibrationEnds(call.integer("samples"), call.slices("frames"));
+          return bounds::calibrationEnds(lowInt32(call.integer("samples")), call.slices("frames"));
       } },
 };
 constexpr Text limits[] = {

@@ -2,10 +2,8 @@
 
 #include "convert/integers.h"
 #include "ops/photo/bounds.h"
-#include "ops/photo/compat.h"
 #include "ops/photo/exposures.h"
-
-#include <opencv2/photo.hpp>
+#include "ops/photo/robertson_response.h"
 
 #include <algorithm>
 
@@ -30,7 +28,6 @@ HostErrorCode calibrateRobertson(LibraryData data, KImage image, KTensor exposur
     const ColorSpace colorSpace = images.imageGetColorSpace(image);
     if (pixelType != PixelTypeByte || channels != 3 || colorSpace != ColorSpaceRGB)
         return StatusFunctionError;
-    cv::Mat response(bounds::responseLevels, 1, CV_32FC3);
     const Exposures bracket(data, exposures);
     if (!bracket.count(slices)) return StatusFunctionError;
     // Created this early and looked at only in the end, as hosts see it; a refused tensor is not written to.
@@ -38,14 +35,11 @@ HostErrorCode calibrateRobertson(LibraryData data, KImage image, KTensor exposur
     const int count = lowInt32(iterations);
     if (!bracket.positive() || count > bounds::calibrationIterations) return StatusFunctionError;
 
-    const cv::Ptr<cv::CalibrateRobertson> calibrator =
-        cv::createCalibrateRobertson(count, static_cast<float>(threshold));
     std::vector<cv::Mat> frames;
     if (!bracketToMats(images, image, frames)) return StatusFunctionError;
     const cv::Size size = frames.front().size();
     if (!bounds::calibrationIterationsEnd(count, slices, size.height, size.width)) return StatusFunctionError;
-    calibrator->process(frames, response, bracket.times());
-    compat::clearAbsentIntensities(response);
+    const cv::Mat response = robertsonResponse(frames, bracket.times(), count, static_cast<float>(threshold));
 
     double* target = curve ? curve.reals() : nullptr;
     if (!target) return StatusFunctionError;

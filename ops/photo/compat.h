@@ -3,7 +3,6 @@
 #include <opencv2/imgproc.hpp>
 #include <opencv2/photo.hpp>
 
-#include <cmath>
 #include <limits>
 
 /// The differences between OpenCV 3.4 and 4.x that this room meets, and the defects of either that it works
@@ -11,7 +10,7 @@
 namespace miravex::compat {
 
 /// OpenCV 3.4 gives 0 where a matrix of floats is divided by 0, OpenCV 4 infinity or NaN. The tone mappers
-/// and the Robertson calibration rely on the former.
+/// rely on the former.
 inline constexpr bool divisionByZeroGivesZero = CV_VERSION_MAJOR < 4;
 
 namespace detail {
@@ -77,20 +76,6 @@ inline void tonemapByRange(cv::Tonemap& mapper, const cv::Mat& source, cv::Mat& 
     if (divisionByZeroGivesZero || cv::checkRange(result)) return;
     cv::Mat rescaled;
     if (!detail::hasLight(detail::toneLuminance(source, rescaled))) cv::patchNaNs(result, 0);
-}
-
-/// Sets the response of intensities that occur in no exposure to 0. OpenCV 4 divides by how often they occur
-/// and answers NaN. A channel without the middle intensity is scaled by its absence and stays as it is.
-inline void clearAbsentIntensities(cv::Mat& response)
-{
-    if (divisionByZeroGivesZero) return;
-    for (int channel = 0; channel < 3; ++channel) {
-        if (std::isnan(response.at<cv::Vec3f>(128)[channel])) continue;
-        for (int value = 0; value < response.rows; ++value) {
-            float& entry = response.at<cv::Vec3f>(value)[channel];
-            if (std::isnan(entry)) entry = 0;
-        }
-    }
 }
 
 } // namespace miravex::compat

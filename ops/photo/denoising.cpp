@@ -35,6 +35,7 @@ struct Windows {
     {
         if (frame.dims != 2 || frame.empty()) return false;
         if (patch < 1 || search < 1 || temporal < 1) return false;
+        if (!bounds::frameFits(frame.rows, frame.cols, frame.channels())) return false;
         return bounds::denoisingTemplateFits(patch, channels) && bounds::denoisingSearchFits(temporal, search)
             && bounds::denoisingCountersFit(frame.cols, temporal, search, patch)
             && bounds::denoisingEnds(frame.rows, frame.cols, temporal, search, patch);

@@ -1,12 +1,15 @@
 #include "catalog/call_view.h"
+#include "convert/integers.h"
 #include "ops/photo/bounds.h"
+#include "ops/photo/record_parts.h"
+
+#include <algorithm>
 
 namespace miravex {
 
 namespace {
 
 using namespace records;
-using Word = std::string_view;
 
 constexpr std::string_view source =
     "A. Buades, B. Coll, J.-M. Morel, \"A non-local algorithm for image denoising\", 2005";
@@ -19,6 +22,7 @@ constexpr Argument colorStrength =
 constexpr Argument templateWindow = integer("template_window", "side of the squares that are compared")
                                         .in("pixels")
                                         .odd()
+                                        .low32Bits()
                                         .from(1)
                                         .to(bounds::denoisingTemplate(1))
                                         .byDefault(7);
@@ -27,6 +31,7 @@ constexpr Argument searchWindow =
     integer("search_window", "side of the square that is searched for like ones")
         .in("pixels")
         .odd()
+        .low32Bits()
         .from(1)
         .to(bounds::denoisingSearch)
         .byDefault(21);
@@ -40,6 +45,7 @@ constexpr Argument temporalWindow =
     integer("temporal_window", "how many frames around the frame are searched, itself included")
         .in("frames")
         .odd()
+        .low32Bits()
         .from(1)
         .byDefault(3);
 
@@ -47,35 +53,37 @@ constexpr Argument temporalWindow =
 
 bool templateFits(const CallView& call, std::string_view image)
 {
-    return bounds::denoisingTemplateFits(call.integer("template_window"), call.channels(image));
+    return bounds::denoisingTemplateFits(lowInt32(call.integer("template_window")), call.channels(image));
 }
 
 /// Frames that are searched; one of an image.
 int64_t framesOf(const CallView& call)
 {
-    return call.has("temporal_window") ? call.integer("temporal_window") : 1;
+    return call.has("temporal_window") ? lowInt32(call.integer("temporal_window")) : 1;
 }
 
 bool countersFit(const CallView& call, std::string_view image)
 {
-    return bounds::denoisingCountersFit(call.columns(image), framesOf(call), call.integer("search_window"),
-                                        call.integer("template_window"));
+    return bounds::denoisingCountersFit(call.columns(image), framesOf(call),
+                                        lowInt32(call.integer("search_window")),
+                                        lowInt32(call.integer("template_window")));
 }
 
 bool ends(const CallView& call, std::string_view image)
 {
     return bounds::denoisingEnds(call.rows(image), call.columns(image), framesOf(call),
-                                 call.integer("search_window"), call.integer("template_window"));
+                                 lowInt32(call.integer("search_window")),
+                                 lowInt32(call.integer("template_window")));
 }
 
 bool fitsFrames(const CallView& call, std::string_view window)
 {
-    return call.integer(window) <= call.rows("frames") && call.integer(window) <= call.columns("frames");
+    return lowInt32(call.integer(window)) <= std::min(call.rows("frames"), call.columns("frames"));
 }
 
 bool temporalFits(const CallView& call)
 {
-    const int64_t half = call.integer("temporal_window") / 2;
+    const int64_t half = lowInt32(call.integer("temporal_window")) / 2;
     return call.integer("frame") > half && call.integer("frame") + half <= call.slices("frames");
 }
 
@@ -95,7 +103,7 @@ constexpr Constraint searchesFit {
     "search_window",
     { "search windows of at most {} pixels in all frames together", bounds::denoisingWeights },
     [](const CallView& call) {
-        return bounds::denoisingSearchFits(framesOf(call), call.integer("search_window"));
+        return bounds::denoisingSearchFits(framesOf(call), lowInt32(call.integer("search_window")));
     }
 };
 constexpr Constraint searchInFrames { "search_window", "at most the rows and the columns of the frames",
@@ -110,6 +118,7 @@ constexpr Constraint windowInTime { "temporal_window", "a window around the fram
                                     temporalFits };
 
 constexpr Constraint grayConstraints[] = {
+    imageFits,
     { "image", "colour space RGB for 3 channels",
       [](const CallView& call) {
           return call.channels("image") != 3 || call.colorSpace("image") == ColorSpaceRGB;
@@ -121,8 +130,9 @@ constexpr Constraint grayConstraints[] = {
     imageCountersFit,
     imageEnds,
 };
-constexpr Constraint coloredConstraints[] = { imageCountersFit, imageEnds };
+constexpr Constraint coloredConstraints[] = { imageFits, imageCountersFit, imageEnds };
 constexpr Constraint multiConstraints[] = {
+    framesFit,
     searchInFrames,
     templateInFrames,
     windowInTime,
@@ -135,7 +145,7 @@ constexpr Constraint multiConstraints[] = {
     sequenceEnds,
 };
 constexpr Constraint coloredMultiConstraints[] = {
-    searchInFrames, templateInFrames, windowInTime, searchesFit, sequenceCountersFit, sequenceEnds,
+    framesFit, searchInFrames, templateInFrames, windowInTime, searchesFit, sequenceCountersFit, sequenceEnds,
 };
 
 // --- limits ---------------------------------------------------------------------------------------------

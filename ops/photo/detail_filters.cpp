@@ -4,6 +4,7 @@
 #include "convert/mat_to_image.h"
 #include "convert/matrix_memory.h"
 #include "ops/photo/bounds.h"
+#include "ops/photo/normalized_convolution.h"
 #include "ops/photo/option_names.h"
 
 #include <opencv2/photo.hpp>
@@ -43,6 +44,12 @@ bool accepts(LibraryData data, KImage image, const Sigmas& sigmas)
     return pixelType == PixelTypeByte && channels == 3 && sigmas.bounded();
 }
 
+bool sourceOf(LibraryData data, KImage image, cv::Mat& source)
+{
+    return imageToMat(*data->imageServices, image, source, anyType)
+        && bounds::frameFits(source.rows, source.cols, source.channels());
+}
+
 /// What OpenCV's filters that write beside their source look like.
 using Filter = void (*)(cv::InputArray source, cv::OutputArray filtered, float spatialSigma,
                         float rangeSigma);
@@ -54,7 +61,7 @@ HostErrorCode filtered(LibraryData data, KImage image, double spatialSigma, doub
     const Sigmas sigmas(spatialSigma, rangeSigma);
     if (!accepts(data, image, sigmas)) return StatusFunctionError;
     cv::Mat source, target = resultMatrix();
-    if (!imageToMat(*data->imageServices, image, source, anyType)) return StatusFunctionError;
+    if (!sourceOf(data, image, source)) return StatusFunctionError;
     filter(source, target, sigmas.spatial, sigmas.range);
     return returnImage(*data->imageServices, target, result);
 }
@@ -86,8 +93,11 @@ HostErrorCode edgePreservingFilter(LibraryData data, KImage image, const char* f
     const int flag = valueOf(edgeFilters, filter, unknownFilter);
     if (flag == unknownFilter) return StatusFunctionError;
     cv::Mat matrix;
-    if (!imageToMat(*data->imageServices, image, matrix, anyType)) return StatusFunctionError;
-    cv::edgePreservingFilter(matrix, matrix, flag, sigmas.spatial, sigmas.range);
+    if (!sourceOf(data, image, matrix)) return StatusFunctionError;
+    if (flag == cv::NORMCONV_FILTER)
+        filterByNormalizedConvolution(matrix, matrix, sigmas.spatial, sigmas.range);
+    else
+        cv::edgePreservingFilter(matrix, matrix, flag, sigmas.spatial, sigmas.range);
     return returnImage(*data->imageServices, matrix, result);
 }
 
@@ -99,7 +109,7 @@ HostErrorCode edgePreservingFilter(LibraryData data, KImage image, const char* f
 HostErrorCode stylization(LibraryData data, KImage image, double spatialSigma, double rangeSigma,
                           KImage* result)
 {
-    return filtered(data, image, spatialSigma, rangeSigma, cv::stylization, result);
+    return filtered(data, image, spatialSigma, rangeSigma, stylizeByNormalizedConvolution, result);
 }
 
 } // namespace miravex

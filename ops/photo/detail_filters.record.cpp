@@ -1,13 +1,12 @@
-#include "catalog/record.h"
 #include "ops/photo/bounds.h"
 #include "ops/photo/option_names.h"
+#include "ops/photo/record_parts.h"
 
 namespace miravex {
 
 namespace {
 
 using namespace records;
-using Word = std::string_view;
 
 constexpr std::string_view source =
     "E. Gastal, M. Oliveira, \"Domain transform for edge-aware image and video processing\", 2011";
@@ -32,6 +31,12 @@ constexpr Argument rangeSigma(double value)
         .byDefault(value);
 }
 
+constexpr Constraint constraints[] = { imageFits };
+constexpr Text convolutionLimits[] = {
+    "By normalised convolution a range sigma of 0 gives black, and rows and columns without edges start "
+    "black, "
+    "which spreads: OpenCV divides by zero there.",
+};
 constexpr Result results[] = { { ResultKind::Image, "same size, bytes, colour space unspecified" } };
 
 constexpr Argument enhanceArguments[] = { picture, spatialSigma(10), rangeSigma(0.15) };
@@ -61,18 +66,23 @@ MIRAVEX_RECORD(detailEnhance) { .summary = "Strengthens the detail of a picture"
                                 .arguments = enhanceArguments,
                                 .results = results,
                                 .source = source,
+                                .constraints = constraints,
                                 .examples = enhanceExamples };
 
 MIRAVEX_RECORD(edgePreservingFilter) { .summary = "Smooths a picture while it keeps its edges",
                                        .arguments = edgeArguments,
                                        .results = results,
                                        .source = source,
+                                       .constraints = constraints,
+                                       .limits = convolutionLimits,
                                        .examples = edgeExamples };
 
 MIRAVEX_RECORD(stylization) { .summary = "Makes a photo look painted: flat areas and dark outlines",
                               .arguments = stylizeArguments,
                               .results = results,
                               .source = source,
+                              .constraints = constraints,
+                              .limits = convolutionLimits,
                               .examples = stylizeExamples };
 
 } // namespace miravex

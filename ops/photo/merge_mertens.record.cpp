@@ -9,6 +9,7 @@ using namespace records;
 constexpr Argument arguments[] = {
     bracket.channels({ 1, 3 }).colors({ ColorSpaceGray, ColorSpaceRGB }),
 };
+constexpr Constraint constraints[] = { framesFit };
 constexpr Result results[] = {
     { ResultKind::Image, "rows x columns, 32-bit reals of about 0 to 1, colour space unspecified" },
 };
@@ -22,6 +23,7 @@ MIRAVEX_RECORD(mergeMertens) {
     .arguments = arguments,
     .results = results,
     .source = "T. Mertens, J. Kautz, F. Van Reeth, \"Exposure fusion\", 2007",
+    .constraints = constraints,
     .examples = examples
 };
 

@@ -42,17 +42,19 @@ struct FlowInput {
         return rank == 3 && slices > 1 && channels == 1 && pixelType == PixelTypeByte
             && colorSpace == ColorSpaceGray;
     }
-
-    [[nodiscard]] int64_t pairs() const { return slices - 1; }
 };
 
 /// Reads the host's initial flow, whose v points up. `flow` stays empty when an empty list stands for none.
+/// False for other dimensions than rows x columns x 2, and when the host has not as many elements as they
+/// say.
 bool readInitialFlow(LibraryData data, KTensor tensor, const FlowInput& input, cv::Mat& flow)
 {
     const auto elements = realElements(data, tensor);
     if (!elements) return false;
     if (elements->empty()) return true;
     if (!hasDimensions(data, tensor, { input.rows, input.columns, 2 })) return false;
+    if (static_cast<int64_t>(elements->size()) != bounds::product({ input.rows, input.columns, 2 }))
+        return false;
     flow.create(static_cast<int>(input.rows), static_cast<int>(input.columns), CV_32FC2);
     auto* vector = flow.ptr<cv::Point2f>();
     for (std::size_t i = 0; i < elements->size(); i += 2)
@@ -107,7 +109,7 @@ HostErrorCode flowOfPairs(LibraryData data, const std::vector<cv::Mat>& frames,
 bool framesToMats(const ImageServices& images, KImage image, std::vector<cv::Mat>& frames)
 {
     return imageSlicesToMats(images, image, frames, anyType, everySlice) && !frames.empty()
-        && !frames.front().empty();
+        && !frames.front().empty() && bounds::frameFits(frames.front().rows, frames.front().cols, 1);
 }
 
 } // namespace
@@ -119,8 +121,8 @@ bool framesToMats(const ImageServices& images, KImage image, std::vector<cv::Mat
 /// refuses exactly 1). Levels and iterations: at least 1. Window: 0 to bounds::flowWindow, cut to an integer.
 /// Neighbourhood: 0 to bounds::flowNeighbourhood. Sigma: at least 0. Flag: "Gaussian" or "Standard".
 /// Initial flow: rows x columns x 2, or empty; an empty one with `useInitialFlow` starts each pair but the
-/// first with the flow of the pair before. Calls beyond bounds::work are refused. Source: G. Farneback,
-/// "Two-frame motion estimation based on polynomial expansion", 2003.
+/// first with the flow of the pair before. Calls beyond bounds::flowLevels or bounds::flowSteps are refused.
+/// Source: G. Farneback, "Two-frame motion estimation based on polynomial expansion", 2003.
 HostErrorCode opticalFlowFarneback(LibraryData data, KImage image, double pyramidScale, int64_t levels,
                                    double window, int64_t iterations, int64_t neighbourhood, double sigma,
                                    const char* flag, HostBoolean useInitialFlow, KTensor initialFlow,
@@ -135,11 +137,12 @@ HostErrorCode opticalFlowFarneback(LibraryData data, KImage image, double pyrami
     if (neighbourhood < 0 || iterations < 1 || levels < 1) return StatusFunctionError;
     if (!(pyramidScale > 0 && pyramidScale <= 1) || !(sigma >= 0)) return StatusFunctionError;
     if (!(window >= 0 && window <= bounds::flowWindow)) return StatusFunctionError;
-    const int side = static_cast<int>(window), passes = lowInt32(iterations);
-    const int reach = lowInt32(neighbourhood), count = lowInt32(levels);
-    if (reach < 0 || reach > bounds::flowNeighbourhood) return StatusFunctionError;
-    if (!bounds::farnebackEnds(input.rows, input.columns, input.pairs(), pyramidScale, count, side, passes,
-                               reach))
+    if (neighbourhood > bounds::flowNeighbourhood) return StatusFunctionError;
+    const int side = static_cast<int>(window), reach = static_cast<int>(neighbourhood);
+    const int passes = clippedInt32(iterations), count = clippedInt32(levels);
+    if (!bounds::farnebackLevelsFit(input.rows, input.columns, pyramidScale, count))
+        return StatusFunctionError;
+    if (!bounds::farnebackEnds(input.rows, input.columns, pyramidScale, count, side, passes, reach))
         return StatusFunctionError;
 
     cv::Mat flow;
@@ -170,8 +173,8 @@ HostErrorCode opticalFlowFarneback(LibraryData data, KImage image, double pyrami
 /// Image: 3D, at least 2 frames, bytes, 1 channel, ColorSpaceGray, both sides at least bounds::flowSide.
 /// Epsilon, tau, theta: above 0. Lambda: at least 0. Iterations, scales, warpings: at least 1. Initial flow:
 /// rows x columns x 2, or empty; an empty one with `useInitialFlow` starts each pair but the first with the
-/// flow of the pair before. Calls beyond bounds::work are refused. Source: C. Zach, T. Pock, H. Bischof, "A
-/// duality based approach for realtime TV-L1 optical flow", 2007.
+/// flow of the pair before. Calls beyond bounds::flowIterations are refused. Source: C. Zach, T. Pock, H.
+/// Bischof, "A duality based approach for realtime TV-L1 optical flow", 2007.
 HostErrorCode opticalFlowDualTvl1(LibraryData data, KImage image, double epsilon, int64_t iterations,
                                   double lambda, int64_t scales, double tau, double theta, int64_t warpings,
                                   HostBoolean useInitialFlow, KTensor initialFlow, double replacement,
@@ -184,9 +187,8 @@ HostErrorCode opticalFlowDualTvl1(LibraryData data, KImage image, double epsilon
     if (warpings < 1 || scales < 1 || iterations < 1) return StatusFunctionError;
     if (!(epsilon > 0) || !(tau > 0) || !(theta > 0) || !(lambda >= 0)) return StatusFunctionError;
     if (std::min(input.rows, input.columns) < bounds::flowSide) return StatusFunctionError;
-    const int passes = lowInt32(iterations), warps = lowInt32(warpings);
-    if (!bounds::dualTvl1Ends(input.rows, input.columns, input.pairs(), passes, warps))
-        return StatusFunctionError;
+    const int passes = clippedInt32(iterations), warps = clippedInt32(warpings);
+    if (!bounds::dualTvl1Ends(passes, warps)) return StatusFunctionError;
 
     cv::Mat_<cv::Point2f> flow;
     if (useInitialFlow && !readInitialFlow(data, initialFlow, input, flow)) return StatusFunctionError;
@@ -197,7 +199,7 @@ HostErrorCode opticalFlowDualTvl1(LibraryData data, KImage image, double epsilon
     method->setEpsilon(epsilon);
     method->setIterations(passes);
     method->setLambda(lambda);
-    method->setScalesNumber(std::min(lowInt32(scales), static_cast<int>(bounds::flowScales)));
+    method->setScalesNumber(static_cast<int>(std::min(scales, bounds::flowScales)));
     method->setTau(tau);
     method->setTheta(theta);
     method->setWarpingsNumber(warps);

@@ -1,14 +1,13 @@
 #include "catalog/call_view.h"
-#include "convert/integers.h"
 #include "ops/photo/bounds.h"
 #include "ops/photo/option_names.h"
+#include "ops/photo/record_parts.h"
 
 namespace miravex {
 
 namespace {
 
 using namespace records;
-using Word = std::string_view;
 
 constexpr Argument frames = sequence("frames", "gray frames in the order of time")
                                 .slices(2)
@@ -66,16 +65,26 @@ constexpr Text farnebackLimits[] = {
     "A pyramid scale of exactly 1 is refused by OpenCV itself.",
     { "Windows above {} and neighbourhoods above {} pixels are refused.", bounds::flowWindow,
       bounds::flowNeighbourhood },
-    { "Calls whose levels, iterations and windows come to more than {} steps are refused.", bounds::work },
+    { "Scales whose levels hold more than {} times the pixels of a frame, and iterations that come, with "
+      "windows "
+      "and levels, to more than {} steps a pixel, are refused.",
+      bounds::flowLevels, bounds::flowSteps },
 };
 constexpr Constraint farnebackConstraints[] = {
-    { "iterations",
-      { "iterations that come, with the windows on all levels, to at most {} steps", bounds::work },
+    framesFit,
+    { "pyramid_scale",
+      { "a scale whose levels hold at most {} times the pixels of a frame", bounds::flowLevels },
       [](const CallView& call) {
-          return bounds::farnebackEnds(call.rows("frames"), call.columns("frames"), call.slices("frames") - 1,
-                                       call.real("pyramid_scale"), lowInt32(call.integer("levels")),
-                                       static_cast<int64_t>(call.real("window")),
-                                       lowInt32(call.integer("iterations")), call.integer("neighbourhood"));
+          return bounds::farnebackLevelsFit(call.rows("frames"), call.columns("frames"),
+                                            call.real("pyramid_scale"), call.integer("levels"));
+      } },
+    { "iterations",
+      { "iterations that come, with windows and levels, to at most {} steps a pixel", bounds::flowSteps },
+      [](const CallView& call) {
+          return bounds::farnebackEnds(call.rows("frames"), call.columns("frames"),
+                                       call.real("pyramid_scale"), call.integer("levels"),
+                                       static_cast<int64_t>(call.real("window")), call.integer("iterations"),
+                                       call.integer("neighbourhood"));
       } },
 };
 constexpr Word farnebackWords[] = { "@flow_pair" };
@@ -106,15 +115,14 @@ constexpr Result dualResults[] = {
 };
 constexpr Text dualLimits[] = {
     "Frames one pixel high or wide are refused: OpenCV reads outside them.",
-    { "Calls whose iterations and warpings come to more than {} steps are refused.", bounds::work },
+    { "More than {} iterations in all warpings of a scale together are refused.", bounds::flowIterations },
 };
 constexpr Constraint dualConstraints[] = {
+    framesFit,
     { "iterations",
-      { "iterations that come, with all warpings, to at most {} steps", bounds::work },
+      { "iterations that come to at most {} in all warpings together", bounds::flowIterations },
       [](const CallView& call) {
-          return bounds::dualTvl1Ends(call.rows("frames"), call.columns("frames"), call.slices("frames") - 1,
-                                      lowInt32(call.integer("iterations")),
-                                      lowInt32(call.integer("warpings")));
+          return bounds::dualTvl1Ends(call.integer("iterations"), call.integer("warpings"));
       } },
 };
 constexpr Word dualWords[] = { "@flow_pair" };

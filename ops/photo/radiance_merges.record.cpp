@@ -15,6 +15,7 @@ constexpr Argument arguments[] = {
         .orEmpty()
         .orAbsent(),
 };
+constexpr Constraint constraints[] = { framesFit };
 constexpr Result results[] = {
     { ResultKind::Image, "rows x columns, 32-bit reals of high dynamic range, colour space unspecified" },
 };
@@ -27,6 +28,7 @@ MIRAVEX_RECORD(mergeDebevec) {
     .arguments = arguments,
     .results = results,
     .source = debevecSource,
+    .constraints = constraints,
     .examples = examples
 };
 
@@ -35,6 +37,7 @@ MIRAVEX_RECORD(mergeRobertson) {
     .arguments = arguments,
     .results = results,
     .source = robertsonSource,
+    .constraints = constraints,
     .examples = examples
 };
 

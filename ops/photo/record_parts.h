@@ -1,12 +1,27 @@
 #pragma once
 
-#include "catalog/record.h"
+#include "catalog/call_view.h"
 #include "ops/photo/bounds.h"
 
 /// What several records of this room say alike.
 namespace miravex::records {
 
 using Word = std::string_view;
+
+inline constexpr Constraint imageFits { "image",
+                                        { "an image of at most {} samples", bounds::frameSamples },
+                                        [](const CallView& call) {
+                                            return bounds::frameFits(call.rows("image"),
+                                                                     call.columns("image"),
+                                                                     call.channels("image"));
+                                        } };
+inline constexpr Constraint framesFit { "frames",
+                                        { "frames of at most {} samples each", bounds::frameSamples },
+                                        [](const CallView& call) {
+                                            return bounds::frameFits(call.rows("frames"),
+                                                                     call.columns("frames"),
+                                                                     call.channels("frames"));
+                                        } };
 
 // --- exposure brackets ----------------------------------------------------------------------------------
 

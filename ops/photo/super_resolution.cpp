@@ -74,10 +74,10 @@ HostErrorCode superResolution(LibraryData data, const char* path, const char* fl
                               KImage* result)
 {
     if (!data) return StatusFunctionError;
-    if (scale < 2) return StatusFunctionError;
     const int factor = lowInt32(scale);
+    if (factor < 2) return StatusFunctionError;
     const FlowMethod method = valueOf(flowMethods, flow, FlowMethod::None);
-    if (method == FlowMethod::None || factor < 2 || factor > bounds::filmScale) return StatusFunctionError;
+    if (method == FlowMethod::None || factor > bounds::filmScale) return StatusFunctionError;
     const cv::String film(path);
     requireBounded(film, method, factor);
 

@@ -12,7 +12,11 @@ using Word = std::string_view;
 constexpr Argument arguments[] = {
     text("film", "film of at least 6 frames that OpenCV can read").path(),
     text("flow", "how the motion between its frames is found").oneOf(flowMethodNames).byDefault("Farneback"),
-    integer("scale", "how many times larger the result is").from(2).to(bounds::filmScale).byDefault(2),
+    integer("scale", "how many times larger the result is")
+        .from(2)
+        .to(bounds::filmScale)
+        .low32Bits()
+        .byDefault(2),
 };
 constexpr Result results[] = {
     { ResultKind::Image,

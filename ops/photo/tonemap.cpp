@@ -75,6 +75,7 @@ HostErrorCode tonemap(LibraryData data, KImage image, const char* method, KTenso
 
     cv::Mat source, mapped = resultMatrix();
     if (!imageToMat(images, image, source, anyType) || source.dims != 2) return StatusFunctionError;
+    if (!bounds::frameFits(source.rows, source.cols, source.channels())) return StatusFunctionError;
     if (!map(mapping, parametersOf(mapping, *given), source, mapped)) return StatusFunctionError;
     return returnImage(images, mapped, result);
 }

@@ -1,13 +1,13 @@
 #include "catalog/call_view.h"
 #include "ops/photo/bounds.h"
 #include "ops/photo/option_names.h"
+#include "ops/photo/record_parts.h"
 
 namespace miravex {
 
 namespace {
 
 using namespace records;
-using Word = std::string_view;
 
 ToneMapping mappingOf(const CallView& call)
 {
@@ -37,6 +37,7 @@ constexpr Argument arguments[] = {
         .orAbsent(),
 };
 constexpr Constraint constraints[] = {
+    imageFits,
     { "parameters",
       "none, or as many as the method has: 1, 5, 3, 4 or 3 for basic, Durand, Drago, Reinhard, Mantiuk",
       [](const CallView& call) {

@@ -5,6 +5,7 @@
 #include "tests/convert/recording_host.h"
 #include "tests/support/host_check.h"
 
+#include <algorithm>
 #include <cstring>
 #include <numeric>
 
@@ -171,6 +172,17 @@ TEST(ImageToMat, FailsWithoutConversionOrSamples)
     EXPECT_FALSE(imageToMat(host.services, host.own(real), out, CV_64F));
     EXPECT_TRUE(out.empty());
     EXPECT_TRUE(host.alive.empty());
+}
+
+TEST(ImageToMat, DoesNotFreeAnImageThatWasConvertedInPlace)
+{
+    RecordingHost host;
+    host.convertsInPlace = true;
+    const KImage image = host.own({ .rows = 2, .columns = 3, .samples = ramp(6) });
+    cv::Mat out;
+    ASSERT_TRUE(imageToMat(host.services, image, out, CV_32F));
+    EXPECT_EQ(out.at<float>(1, 2), 5);
+    EXPECT_EQ(std::ranges::count(host.calls, "Free"), 0);
 }
 
 TEST(ImageToMat, RefusesSizesThatNoMatrixHas)

@@ -97,6 +97,13 @@ KImage convertType(KImage image, PixelType type, HostBoolean interleaved)
 {
     host->calls.push_back(written("ConvertType", { type, interleaved }));
     if (!host->converts) return nullptr;
+    if (host->convertsInPlace) {
+        FakeImage& own = RecordingHost::of(image);
+        own.pixelType = type;
+        own.interleaved = interleaved != 0;
+        own.bytes = encode(own.samples, type);
+        return image;
+    }
     FakeImage converted = RecordingHost::of(image);
     for (double& sample : converted.samples) sample += 1;
     converted.pixelType = type;

@@ -39,6 +39,7 @@ public:
     int64_t nullRank = 0; ///< what imageGetRank says of a null image
     int creationStatus = 0;
     bool converts = true;
+    bool convertsInPlace = false; ///< answers a conversion with the handle that it was given
     bool givesSamples = true;
     int64_t convertedRank = -1; ///< rank of converted copies; -1: that of their source
 

@@ -81,6 +81,16 @@ TEST(AlignMTB, BoundsTheExcludedRangeByTheLongerSide)
         expectRefused("AlignMTB", align(flatFrames(20, 30), 2, excluded));
 }
 
+TEST(AlignMTB, CutsItsIntegersToTheirLow32Bits)
+{
+    constexpr int64_t beyond = int64_t { 1 } << 32;
+    const ImagePointer frames = sequenceOf(movedScene(3, -2));
+    const Outcome cut = succeed("AlignMTB", align(frames, beyond + 4, beyond + 6));
+    const Outcome plain = succeed("AlignMTB", align(frames, 4, 6));
+    EXPECT_TRUE(sameBits(matrixOf(cut.image()), matrixOf(plain.image())));
+    expectRefused("AlignMTB", align(frames, beyond + 40, 6));
+}
+
 TEST(AlignMTB, RefusesOtherImages)
 {
     expectRefused("AlignMTB", align(flatFrames(32, 32, CV_8U), 3, 4));

@@ -2,10 +2,12 @@
 
 #include "tests/ops/photo/bracket.h"
 
+#include <nlohmann/json.hpp>
 #include <opencv2/photo.hpp>
 
 #include <cmath>
 #include <cstdlib>
+#include <fstream>
 
 namespace miravex::test {
 
@@ -175,25 +177,82 @@ TEST(CalibrateRobertson, CutsIterationsToTheirLow32Bits)
     EXPECT_FALSE(sameBits(curve(3), curve(1)));
 }
 
-TEST(CalibrateRobertson, GivesAbsentIntensities0)
+/// The full bracket without the intensity 50, and without 77 in green.
+std::vector<cv::Mat> bracketWithGaps()
 {
     std::vector<cv::Mat> frames = fullBracket();
     for (cv::Mat& frame : frames) {
         frame.setTo(cv::Scalar(40, 41, 42), frame == cv::Scalar(50, 50, 50));
         for (int i = 0; i < 32 * 64; ++i) {
             uchar& green = frame.ptr()[3 * i + 1];
-            if (green == 77) green = 78; // green 77 and 50 are absent, in the others only 50
+            if (green == 77) green = 78;
         }
     }
+    return frames;
+}
+
+TEST(CalibrateRobertson, GivesAbsentIntensities0)
+{
+    const std::vector<cv::Mat> frames = bracketWithGaps();
+    constexpr float endless = 0;
     cv::Mat expected;
-    cv::createCalibrateRobertson(4, 0.01F)->process(frames, expected, bracketTimes(3));
-    const cv::Mat curve =
-        curveOf(succeed("CalibrateRobertson", robertson(sequenceOf(frames), bracketExposures(3), 4, 0.01)));
+    cv::createCalibrateRobertson(4, endless)->process(frames, expected, bracketTimes(3));
+    const cv::Mat curve = curveOf(
+        succeed("CalibrateRobertson", robertson(sequenceOf(frames), bracketExposures(3), 4, endless)));
     EXPECT_EQ(curve.at<cv::Vec3f>(77)[1], 0);
     EXPECT_GT(curve.at<cv::Vec3f>(77)[0], 0);
     EXPECT_EQ(cv::norm(curve.at<cv::Vec3f>(50)), 0);
     cv::patchNaNs(expected, 0);
     EXPECT_TRUE(sameBits(curve, expected));
+}
+
+TEST(CalibrateRobertson, StopsAtTheThresholdAlsoWhereIntensitiesAreAbsent)
+{
+    const ImagePointer frames = sequenceOf(bracketWithGaps());
+    const auto curve = [&](int64_t iterations, double threshold) {
+        return curveOf(
+            succeed("CalibrateRobertson", robertson(frames, bracketExposures(3), iterations, threshold)));
+    };
+    // The first curve changes by less than 256 in all; any change at all is more than 0.
+    EXPECT_TRUE(sameBits(curve(30, 256), curve(1, 0)));
+    EXPECT_FALSE(sameBits(curve(30, 0), curve(1, 0)));
+    // The change is the sum over the entries, as a mean over the channels.
+    const cv::Mat first = curve(1, 0), second = curve(2, 0);
+    const double change = cv::norm(first, second, cv::NORM_L1) / 3;
+    EXPECT_TRUE(sameBits(curve(30, change * 1.001), second));
+    EXPECT_FALSE(sameBits(curve(30, change * 0.999), second));
+}
+
+TEST(CalibrateRobertson, AgreesWithStoredCurvesOfOpenCv34)
+{
+    const auto folder = testData();
+    if (!folder || !exists(*folder / "robertson-34.json")) GTEST_SKIP() << "MIRAVEX_TEST_DATA has no curves";
+    std::ifstream file(*folder / "robertson-34.json");
+    const nlohmann::json cases = nlohmann::json::parse(file).at("cases");
+    EXPECT_EQ(cases.size(), 12U);
+    for (const nlohmann::json& stored : cases) {
+        const int rows = stored.at("rows"), columns = stored.at("columns"), step = stored.at("step");
+        const int count = stored.at("frames");
+        std::vector<cv::Mat> frames;
+        std::vector<double> exposures;
+        for (int k = 0; k < count; ++k) {
+            cv::Mat frame(rows, columns, CV_8UC3);
+            for (int i = 0; i < rows * columns * 3; ++i)
+                frame.ptr()[i] = cv::saturate_cast<uchar>((i / 3 * step + 17 * (i % 3)) * (1 << k) / 4);
+            frames.push_back(frame);
+            exposures.push_back(8.0 / (1 << k));
+        }
+        const Outcome outcome = succeed("CalibrateRobertson",
+                                        robertson(sequenceOf(frames), makeRealTensor({ count }, exposures),
+                                                  stored.at("iterations"), stored.at("threshold")));
+        const auto curve = outcome.tensor().reals();
+        const std::vector<double> expected = stored.at("curve");
+        ASSERT_EQ(expected.size(), curve.size());
+        for (std::size_t i = 0; i < expected.size(); ++i)
+            ASSERT_NEAR(curve[i], expected[i], 1e-6)
+                << "element " << i << " after " << stored.at("iterations") << " iterations, threshold "
+                << stored.at("threshold");
+    }
 }
 
 TEST(CalibrateRobertson, LeavesChannelsWithoutTheMiddleIntensityAlone)

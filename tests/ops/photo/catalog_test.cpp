@@ -1,3 +1,4 @@
+#include "ops/photo/bounds.h"
 #include "tests/support/host_check.h"
 
 #include "tests/ops/photo/bracket.h"
@@ -100,7 +101,13 @@ TEST(PhotoCatalog, ForetellsEveryBoundOfTheLibrary)
         EXPECT_THAT(objection(flow, { { "iterations", endless } }),
                     StartsWith("iterations is 2000000000, expected "));
     EXPECT_THAT(objection("OpticalFlowDualTVL1", { { "warpings", endless } }),
-                StartsWith("iterations is 10, expected "));
+                StartsWith("iterations is 10, expected iterations that come to at most 32768 "));
+    EXPECT_THAT(
+        objection("OpticalFlowFarneback",
+                  { { "frames", sequenceOf({ noise(60, 60, CV_8U), noise(60, 60, CV_8U, 2) }) },
+                    { "levels", int64_t { INT32_MAX } },
+                    { "pyramid_scale", 0.9999 } }),
+        StartsWith("pyramid_scale is 0.9999, expected a scale whose levels hold at most 4096 times "));
     EXPECT_THAT(
         objection("Tonemap",
                   { { "method", std::string("Durand") }, { "parameters", list({ 1, 4, 1, 2, 1001 }) } }),
@@ -112,6 +119,55 @@ TEST(PhotoCatalog, ForetellsEveryBoundOfTheLibrary)
     EXPECT_THAT(
         objection("FastNlMeansDenoising", { { "image", wide }, { "search_window", int64_t { 2901 } } }),
         StartsWith("search_window is 2901, expected windows that need at most 2^28 counters"));
+}
+
+TEST(PhotoCatalog, BoundsTheSamplesOfAFrameButNotOfASequence)
+{
+    EXPECT_TRUE(bounds::frameFits(46340, 46341, 1));
+    EXPECT_FALSE(bounds::frameFits(46341, 46341, 1));
+    EXPECT_FALSE(bounds::frameFits(30000, 25000, 3));
+    std::size_t bounded = 0;
+    for (const Operation* operation : catalog()) {
+        if (operation->room->name != "photo" || operation->name == "SuperResolution") continue;
+        for (const Constraint& constraint : operation->constraints)
+            if (constraint.text.str().ends_with("at most 2^31 - 1 samples")
+                || constraint.text.str().ends_with("at most 2^31 - 1 samples each"))
+                ++bounded;
+    }
+    EXPECT_EQ(bounded, 16U);
+}
+
+TEST(PhotoCatalog, AcceptsPhotosAndFilmsOfEverydaySizes)
+{
+    const ImageShape photo { .rows = 3000, .columns = 4000, .channels = 3 };
+    const auto bracketOf = [](int frames) {
+        return makeImage({ .rows = 3000, .columns = 4000, .channels = 3, .slices = frames }, PixelTypeByte,
+                         ColorSpaceRGB);
+    };
+    const auto objections = [](std::string_view name, NamedValues given) {
+        const Operation& operation = record(name);
+        std::string messages;
+        for (const Refusal& refusal : check(operation, arguments(name, std::move(given))))
+            messages += refusal.message();
+        return messages;
+    };
+    const ImagePointer image = makeImage(photo, PixelTypeByte, ColorSpaceRGB);
+    const ImagePointer bracket = bracketOf(5);
+    const TensorPointer exposures = bracketExposures(5);
+    for (const char* name : { "DetailEnhance", "EdgePreservingFilter", "Stylization", "FastNlMeansDenoising",
+                              "FastNlMeansDenoisingColored" })
+        EXPECT_EQ(objections(name, { { "image", image } }), "") << name;
+    for (const char* name :
+         { "AlignMTB", "MergeMertens", "FastNlMeansDenoisingMulti", "FastNlMeansDenoisingColoredMulti" })
+        EXPECT_EQ(objections(name, { { "frames", bracket } }), "") << name;
+    for (const char* name : { "CalibrateDebevec", "CalibrateRobertson", "MergeDebevec", "MergeRobertson" })
+        EXPECT_EQ(objections(name, { { "frames", bracket }, { "exposures", exposures } }), "") << name;
+    for (const char* method : { "basic", "Durand", "Drago", "Reinhard", "Mantiuk" })
+        EXPECT_EQ(objections("Tonemap",
+                             { { "image", makeImage(photo, PixelTypeReal32, ColorSpaceRGB) },
+                               { "method", std::string(method) } }),
+                  "")
+            << method;
 }
 
 } // namespace miravex::test

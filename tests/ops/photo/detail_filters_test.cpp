@@ -40,6 +40,57 @@ TEST(DetailFilters, MatchOpenCv)
     }
 }
 
+TEST(DetailFilters, DivideByZeroWhereOpenCvDoes)
+{
+    // Rows and columns within the radius, wholly or in part, and range sigmas of 0: black, and all else
+    // alike.
+    std::size_t seed = 0, black = 0, shown = 0;
+    for (const cv::Size size :
+         { cv::Size(1, 1), cv::Size(1, 9), cv::Size(9, 1), cv::Size(14, 11), cv::Size(40, 30) })
+        for (const int flatRow : { -1, 0, size.height - 1 })
+            for (const auto& [spatial, range] : std::vector<std::pair<float, float>> { { 12.5F, 0.0F },
+                                                                                       { 0.0F, 0.0F },
+                                                                                       { 0.0F, 0.4F },
+                                                                                       { 60.0F, 1e-30F },
+                                                                                       { 3.0F, 0.1F },
+                                                                                       { 200.0F, 1.0F } }) {
+                cv::Mat picture = noise(size.height, size.width, CV_8UC3, ++seed);
+                if (flatRow >= 0) picture.row(flatRow).setTo(cv::Scalar(90, 80, 70));
+                cv::Mat filtered, stylized;
+                cv::edgePreservingFilter(picture, filtered, cv::NORMCONV_FILTER, spatial, range);
+                cv::stylization(picture, stylized, spatial, range);
+                const ImagePointer image = imageOf(picture);
+                const double s = spatial, r = range;
+                const Outcome edges = succeed("EdgePreservingFilter", { image, "NORMCONV_FILTER", s, r });
+                EXPECT_TRUE(sameBits(matrixOf(edges.image()), filtered)) << size << " " << s << ", " << r;
+                const Outcome style = succeed("Stylization", { image, s, r });
+                EXPECT_TRUE(sameBits(matrixOf(style.image()), stylized)) << size << " " << s << ", " << r;
+                ++(cv::countNonZero(filtered.reshape(1)) > 0 ? shown : black);
+            }
+    EXPECT_GT(black, 10U);
+    EXPECT_GT(shown, 10U);
+}
+
+TEST(EdgePreservingFilter, FiltersLargeImagesAsTheirParts)
+{
+    // A column of black and white pixels in turn between the halves separates them; rows are so many that
+    // OpenCV's own count of samples would go wrong.
+    const cv::Mat part = noise(700, 30, CV_8UC3);
+    cv::Mat large;
+    cv::repeat(part, 1, 300, large);
+    cv::Mat small = large.colRange(0, 60).clone();
+    for (cv::Mat* picture : { &large, &small })
+        for (int y = 0; y < picture->rows; ++y)
+            for (int x = 29; x < picture->cols; x += 30)
+                picture->at<cv::Vec3b>(y, x) = cv::Vec3b::all((y + x / 30) % 2 == 0 ? 0 : 255);
+    const auto filter = [](const cv::Mat& picture) {
+        return matrixOf(
+            succeed("EdgePreservingFilter", { imageOf(picture), "NORMCONV_FILTER", 2.0, 0.1 }).image());
+    };
+    const cv::Mat expected = filter(small).colRange(0, 29), actual = filter(large);
+    EXPECT_TRUE(sameBits(actual.colRange(0, 29).clone(), expected.clone()));
+}
+
 TEST(DetailFilters, IgnoreTheColourSpaceAndTheLayout)
 {
     const cv::Mat picture = noise(12, 14, CV_8UC3);

@@ -1,3 +1,5 @@
+#include "host/services.h"
+#include "tests/reliability/raw_call.h"
 #include "tests/support/host_check.h"
 
 #include <opencv2/imgproc.hpp>
@@ -254,6 +256,26 @@ TEST(OpticalFlow, ChecksTheShapeOfTheInitialFlow)
                    { { "use_initial_flow", true }, { "initial_flow", flowTensor(48, 48, 0, 0) } }));
 }
 
+/// A length that a host gives although the dimensions of its tensor say another.
+int64_t forgedLength = 0;
+
+TEST(OpticalFlow, RefusesAnInitialFlowWhoseLengthIsNotThatOfItsDimensions)
+{
+    LibraryDataTable table = hostServices();
+    table.tensorGetFlattenedLength = [](KTensor) { return forgedLength; };
+    for (const char* operation : { farneback, dual }) {
+        NamedValues given = with(quick(operation), "use_initial_flow", true);
+        given["initial_flow"] = flowTensor(48, 60, 0, 0);
+        RawCall call(record(operation), flowOf(operation, sequenceOf(movingScene(2, 1, 1)), given));
+        for (const int64_t length : { 48 * 60 * 2, 48 * 60 * 2 - 2, 48 * 60 * 2 + 2, 2, 1 }) {
+            forgedLength = length;
+            Ledger ledger;
+            EXPECT_EQ(call.make(&table), length == 48 * 60 * 2 ? StatusOk : StatusFunctionError)
+                << operation << " with " << length << " elements";
+        }
+    }
+}
+
 TEST(OpticalFlow, SurvivesWildInitialFlows)
 {
     const ImagePointer frames = sequenceOf(movingScene(2, 1, 1));
@@ -384,20 +406,58 @@ TEST(OpticalFlowFarneback, ChecksItsNumbers)
         succeed(farneback, values);
 }
 
-TEST(OpticalFlow, CutsCountsToTheirLow32Bits)
+TEST(OpticalFlow, ClipsCountsBeyond32Bits)
 {
+    // Not cut: 2^32 + 1 is a huge number of iterations, and of levels as many as there are.
     const ImagePointer frames = sequenceOf(movingScene(2, 1, 0));
-    constexpr int64_t beyond = int64_t { 1 } << 32;
-    const auto flow = [&](const std::string& operation, int64_t added) {
-        Values values = flowOf(operation, frames, quick(operation));
-        for (const char* name : { "iterations", "levels", "neighbourhood", "scales", "warpings" }) {
-            const int index = argumentIndex(record(operation), name);
-            if (index >= 0) std::get<int64_t>(values[static_cast<std::size_t>(index)]) += added;
-        }
-        return matricesOf(succeed(operation, values).tensor()).front();
+    constexpr int64_t beyond = (int64_t { 1 } << 32) + 1;
+    const auto flow = [&](const std::string& operation, std::string_view name, int64_t count) {
+        const Values values = flowOf(operation, frames, quick(operation));
+        return matricesOf(succeed(operation, replaced(operation, values, name, count)).tensor()).front();
     };
-    for (const char* operation : { farneback, dual })
-        EXPECT_TRUE(sameBits(flow(operation, beyond), flow(operation, 0))) << operation;
+    EXPECT_TRUE(sameBits(flow(farneback, "levels", beyond), flow(farneback, "levels", INT32_MAX)));
+    EXPECT_TRUE(sameBits(flow(dual, "scales", beyond), flow(dual, "scales", INT32_MAX)));
+    EXPECT_FALSE(sameBits(flow(dual, "scales", beyond), flow(dual, "scales", 1)));
+    for (const auto& [operation, name] :
+         std::vector<std::pair<const char*, const char*>> { { farneback, "iterations" },
+                                                            { farneback, "neighbourhood" },
+                                                            { dual, "iterations" },
+                                                            { dual, "warpings" } })
+        expectRefused(operation,
+                      replaced(operation, flowOf(operation, frames, quick(operation)), name, beyond));
+}
+
+TEST(OpticalFlow, IsBoundedForEachPairAlone)
+{
+    // What epsilon ends early is not counted, nor are pairs: these end in a moment.
+    const cv::Mat flat(24, 24, CV_8U, cv::Scalar(90));
+    const std::vector<cv::Mat> many(400, flat);
+    succeed(dual, flowOf(dual, sequenceOf(many), { { "iterations", int64_t { 6000 } } }));
+    succeed(dual, flowOf(dual, sequenceOf(movingScene(2, 1, 1)), { { "iterations", int64_t { 300 } } }));
+}
+
+TEST(OpticalFlow, AcceptsWhatPeopleAskFor)
+{
+    // The bounds alone: the frames would take minutes.
+    const auto objections = [](const std::string& operation, int frames, cv::Size size,
+                               NamedValues others = {}) {
+        const ImagePointer film =
+            makeImage({ .rows = size.height, .columns = size.width, .channels = 1, .slices = frames },
+                      PixelTypeByte, ColorSpaceGray, false);
+        return check(record(operation), flowOf(operation, film, std::move(others))).size();
+    };
+    const cv::Size fullHd(1920, 1080), vga(640, 480);
+    for (const char* operation : { farneback, dual }) {
+        EXPECT_EQ(objections(operation, 31, fullHd), 0U) << operation;
+        EXPECT_EQ(objections(operation, 198, vga), 0U) << operation;
+        EXPECT_EQ(objections(operation, 2, fullHd, { { "iterations", int64_t { 300 } } }), 0U) << operation;
+        EXPECT_EQ(objections(operation, 2, fullHd, { { "iterations", int64_t { 2000000000 } } }), 1U)
+            << operation;
+    }
+    EXPECT_EQ(objections(farneback, 2, fullHd, { { "window", 255.0 }, { "flag", std::string("Gaussian") } }),
+              0U);
+    EXPECT_EQ(objections(farneback, 2, fullHd, { { "pyramid_scale", 0.95 }, { "levels", int64_t { 100 } } }),
+              0U);
 }
 
 TEST(OpticalFlowFarneback, LeavesAPyramidScaleOf1ToOpenCv)

@@ -1,3 +1,4 @@
+#include "ops/photo/bounds.h"
 #include "tests/support/host_check.h"
 #include "tests/support/temporary_folder.h"
 
@@ -80,8 +81,16 @@ TEST(SuperResolution, BoundsItsScale)
                                  int64_t { INT32_MAX }, int64_t { 1 } << 32 })
         expectRefused("SuperResolution", enlarge(film, "Farneback", scale));
     EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge(film, "Farneback", 10));
-    const Outcome cut = succeed("SuperResolution", enlarge(film, "Farneback", (int64_t { 1 } << 32) + 2));
-    EXPECT_EQ(cut.image().shape.columns, 2 * 20 - 14);
+    for (const int64_t beyond : { int64_t { 1 } << 32, -(int64_t { 1 } << 32) }) { // the low 32 bits count
+        const Outcome cut = succeed("SuperResolution", enlarge(film, "Farneback", beyond + 2));
+        EXPECT_EQ(cut.image().shape.columns, 2 * 20 - 14);
+    }
+}
+
+TEST(SuperResolution, AcceptsFullHdFrames) // the bounds alone: such frames take hours
+{
+    for (const int64_t scale : { 2, 3, 4 }) EXPECT_TRUE(bounds::filmFits(1080, 1920, scale)) << scale;
+    EXPECT_FALSE(bounds::filmFits(1080, 1920, bounds::filmScale));
 }
 
 TEST(SuperResolution, KnowsItsFlows)
