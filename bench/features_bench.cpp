@@ -1,7 +1,7 @@
 #include "bench/ratio.h"
 
-#include "catalog/arguments.h"
 #include "catalog/catalog.h"
+#include "host/arguments.h"
 
 #include <fmt/format.h>
 #include <opencv2/features2d.hpp>

@@ -12,26 +12,25 @@ namespace miravex {
 
 namespace {
 
-bool isNumber(const Value& value)
+bool isNumber(const ValueView& value)
 {
     return std::holds_alternative<int64_t>(value) || std::holds_alternative<double>(value);
 }
 
-bool hasKind(const Value& value, Kind kind)
+bool hasKind(const ValueView& value, Kind kind)
 {
     switch (kind) {
     case Kind::Integer: return std::holds_alternative<int64_t>(value) || std::holds_alternative<bool>(value);
     case Kind::Real: return isNumber(value);
     case Kind::Boolean: return std::holds_alternative<bool>(value);
-    case Kind::String: return std::holds_alternative<std::string>(value);
-    case Kind::Image: return std::holds_alternative<ImagePointer>(value) && std::get<ImagePointer>(value);
-    case Kind::NumericArray:
-        return std::holds_alternative<ArrayPointer>(value) && std::get<ArrayPointer>(value);
+    case Kind::String: return std::holds_alternative<std::string_view>(value);
+    case Kind::Image: return std::holds_alternative<ImageFacts>(value);
+    case Kind::NumericArray: return std::holds_alternative<ArrayFacts>(value);
     case Kind::RealTensor:
     case Kind::IntegerTensor: {
-        const auto* tensor = std::get_if<TensorPointer>(&value);
-        const int64_t type = kind == Kind::RealTensor ? TensorTypeReal : TensorTypeInteger;
-        return tensor && *tensor && (*tensor)->elementType == type;
+        const auto* tensor = std::get_if<TensorFacts>(&value);
+        return tensor
+            && tensor->elementType == (kind == Kind::RealTensor ? TensorTypeReal : TensorTypeInteger);
     }
     }
     return false;
@@ -155,22 +154,21 @@ std::string tensorText(const Argument& argument)
 bool imageFits(const Argument& argument, const CallView& call)
 {
     const ImageRule& rule = argument.image;
-    const Image& given = *call.image(argument.name);
-    const ImageShape& shape = given.shape;
+    const ImageFacts given = *call.image(argument.name);
     if (rule.rank != 0 && given.rank() != rule.rank) return false;
-    if (!rule.acceptsChannels(shape.channels) || !rule.acceptsPixelType(given.pixelType)
+    if (!rule.acceptsChannels(given.channels) || !rule.acceptsPixelType(given.pixelType)
         || !rule.acceptsColorSpace(given.colorSpace))
         return false;
-    if (shape.rows < rule.minimumRows || shape.columns < rule.minimumColumns) return false;
-    if (given.rank() == 3 && shape.slices < rule.minimumSlices) return false;
+    if (given.rows < rule.minimumRows || given.columns < rule.minimumColumns) return false;
+    if (given.rank() == 3 && given.slices < rule.minimumSlices) return false;
     return rule.sameAs.empty()
-        || (shape.rows == call.rows(rule.sameAs) && shape.columns == call.columns(rule.sameAs));
+        || (given.rows == call.rows(rule.sameAs) && given.columns == call.columns(rule.sameAs));
 }
 
 bool shapeFits(const Argument& argument, const CallView& call)
 {
     const TensorRule& rule = argument.tensor;
-    const Tensor& given = *call.tensor(argument.name);
+    const TensorFacts given = *call.tensor(argument.name);
     if (rule.orEmpty && given.length() == 0) return true;
     if (rule.rank == 0) return true;
     if (given.dimensions.size() != rule.rank) return false;
@@ -216,9 +214,9 @@ void checkElements(const Argument& argument, const CallView& call, std::vector<R
 
 void checkArgument(const Argument& argument, const CallView& call, std::vector<Refusal>& refusals)
 {
-    const Value& value = call.value(argument.name);
+    const ValueView& value = call.value(argument.name);
     if (!hasKind(value, argument.kind)) {
-        refusals.push_back({ std::string(argument.name), describe(value),
+        refusals.push_back({ std::string(argument.name), inWords(value),
                              fmt::format("{} ({})", nameOf(argument.kind), accepted(argument)), "" });
         return;
     }
@@ -228,47 +226,18 @@ void checkArgument(const Argument& argument, const CallView& call, std::vector<R
     case Kind::String: return checkText(argument, call.text(argument.name), refusals);
     case Kind::Image:
         if (!imageFits(argument, call))
-            refusals.push_back({ std::string(argument.name), describe(value), accepted(argument), "" });
+            refusals.push_back({ std::string(argument.name), inWords(value), accepted(argument), "" });
         return;
     case Kind::RealTensor:
     case Kind::IntegerTensor:
         if (!shapeFits(argument, call))
-            refusals.push_back({ std::string(argument.name), describe(value), accepted(argument), "" });
+            refusals.push_back({ std::string(argument.name), inWords(value), accepted(argument), "" });
         else
             checkElements(argument, call, refusals);
         return;
     case Kind::Boolean:
     case Kind::NumericArray: return;
     }
-}
-
-Value defaultOf(const Argument& argument, const CallView& call)
-{
-    if (const auto* derived = std::get_if<DerivedDefault>(&argument.defaultValue)) {
-        const double value = derived->compute(call);
-        if (argument.kind == Kind::Integer) return static_cast<int64_t>(value);
-        return value;
-    }
-    if (const auto* integer = std::get_if<int64_t>(&argument.defaultValue)) {
-        if (argument.kind == Kind::Real) return static_cast<double>(*integer);
-        return *integer;
-    }
-    if (const auto* real = std::get_if<double>(&argument.defaultValue)) return *real;
-    if (const auto* flag = std::get_if<bool>(&argument.defaultValue)) return *flag;
-    if (const auto* word = std::get_if<std::string_view>(&argument.defaultValue)) return std::string(*word);
-    return {};
-}
-
-bool isDerived(const Argument& argument)
-{
-    return std::holds_alternative<DerivedDefault>(argument.defaultValue);
-}
-
-std::vector<std::string> argumentNames(const Operation& operation)
-{
-    std::vector<std::string> names;
-    for (const Argument& argument : operation.arguments) names.emplace_back(argument.name);
-    return names;
 }
 
 } // namespace
@@ -288,35 +257,33 @@ std::string numberText(double value)
     return fmt::format("{}", value);
 }
 
-std::string describe(const Value& value)
+std::string inWords(const ValueView& value)
 {
     struct Describer {
         std::string operator()(std::monostate) const { return "missing"; }
         std::string operator()(int64_t number) const { return std::to_string(number); }
         std::string operator()(double number) const { return numberText(number); }
         std::string operator()(bool flag) const { return flag ? "true" : "false"; }
-        std::string operator()(const std::string& string) const { return fmt::format("\"{}\"", string); }
-        std::string operator()(const ImagePointer& image) const
+        std::string operator()(std::string_view string) const { return fmt::format("\"{}\"", string); }
+        std::string operator()(const ImageFacts& image) const
         {
-            if (!image) return "no image";
-            const ImageShape& shape = image->shape;
             return fmt::format(
-                "{} x {} {}{} with {} channel{} ({})", shape.columns, shape.rows,
-                pixelTypeName(image->pixelType),
-                shape.slices > 0 ? fmt::format(" sequence of {} frames", shape.slices) : " image",
-                shape.channels, shape.channels == 1 ? "" : "s", colorSpaceName(image->colorSpace));
+                "{} x {} {}{} with {} channel{} ({})", image.columns, image.rows,
+                pixelTypeName(image.pixelType),
+                image.slices > 0 ? fmt::format(" sequence of {} frames", image.slices) : " image",
+                image.channels, image.channels == 1 ? "" : "s", colorSpaceName(image.colorSpace));
         }
-        std::string operator()(const TensorPointer& tensor) const
+        std::string operator()(const TensorFacts& tensor) const
         {
-            if (!tensor) return "no tensor";
-            if (tensor->length() == 0 && tensor->dimensions.size() == 1) return "the empty list";
-            return fmt::format("{} {}", sizes(tensor->dimensions),
-                               tensor->elementType == TensorTypeReal ? "reals" : "integers");
+            if (tensor.length() == 0 && tensor.dimensions.size() == 1) return "the empty list";
+            return fmt::format("{} {}", sizes(tensor.dimensions),
+                               tensor.elementType == TensorTypeReal ? "reals" : "integers");
         }
-        std::string operator()(const ArrayPointer& array) const
+        std::string operator()(const ArrayFacts& array) const
         {
-            return array ? fmt::format("{} array", sizes(array->dimensions)) : "no array";
+            return fmt::format("{} array", sizes(array.dimensions));
         }
+        std::string operator()(const NullHandle& handle) const { return fmt::format("no {}", handle.kind); }
     };
     return std::visit(Describer {}, value);
 }
@@ -342,79 +309,15 @@ std::string accepted(const Argument& argument)
     return "";
 }
 
-Value placeholder(const Argument& argument)
+std::vector<Refusal> check(const CallView& call)
 {
-    switch (argument.kind) {
-    case Kind::Integer: return int64_t { 0 };
-    case Kind::Real: return 0.0;
-    case Kind::Boolean: return false;
-    case Kind::String: return std::string();
-    case Kind::Image: return makeImage({ .rows = 1, .columns = 1 }, PixelTypeBit, ColorSpaceUnspecified);
-    case Kind::RealTensor: return emptyList();
-    case Kind::IntegerTensor: return makeIntegerTensor({ 0 });
-    case Kind::NumericArray: return makeFloatArray({ 0 });
-    }
-    return {};
-}
-
-Completed complete(const Operation& operation, NamedValues given)
-{
-    Completed completed;
-    const auto count = operation.arguments.size();
-    completed.values.resize(count);
-    std::vector<bool> wasGiven(count, false);
-    for (auto& [name, value] : given) {
-        const int index = argumentIndex(operation, name);
-        if (index < 0) {
-            const auto names = argumentNames(operation);
-            const auto near = closest(name, names);
-            completed.refusals.push_back(
-                { "", fmt::format("{} has no argument \"{}\"", kebabCase(operation.name), name),
-                  fmt::format("one of {}", fmt::join(names, ", ")), near.empty() ? "" : near.front() });
-            continue;
-        }
-        wasGiven[static_cast<std::size_t>(index)] = !std::holds_alternative<std::monostate>(value);
-        completed.values[static_cast<std::size_t>(index)] = std::move(value);
-    }
-
-    // Plain defaults and flags first: derived defaults may look at them.
-    for (const bool derived : { false, true }) {
-        for (std::size_t i = 0; i < count; ++i) {
-            const Argument& argument = operation.arguments[i];
-            if (wasGiven[i] || isDerived(argument) != derived) continue;
-            if (!argument.impliedBy.empty()) {
-                const bool set =
-                    wasGiven[static_cast<std::size_t>(argumentIndex(operation, argument.impliedBy))];
-                completed.values[i] = argument.kind == Kind::Integer ? Value(int64_t { set }) : Value(set);
-            } else {
-                completed.values[i] = defaultOf(argument, CallView(operation, completed.values));
-            }
-        }
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        const Argument& argument = operation.arguments[i];
-        if (!std::holds_alternative<std::monostate>(completed.values[i])) continue;
-        const bool needed = !argument.optional
-            || (!argument.usedWhen.argument.empty() && !argument.tensor.orEmpty
-                && CallView(operation, completed.values).holds(argument.usedWhen));
-        if (needed)
-            completed.refusals.push_back({ std::string(argument.name), "missing",
-                                           fmt::format("{} ({})", nameOf(argument.kind), accepted(argument)),
-                                           "" });
-        completed.values[i] = placeholder(argument);
-    }
-    return completed;
-}
-
-std::vector<Refusal> check(const Operation& operation, std::span<const Value> values)
-{
+    const Operation& operation = call.operation();
     std::vector<Refusal> refusals;
-    if (values.size() != operation.arguments.size()) {
-        refusals.push_back({ "", fmt::format("{} arguments given", values.size()),
+    if (call.count() != operation.arguments.size()) {
+        refusals.push_back({ "", fmt::format("{} arguments given", call.count()),
                              std::to_string(operation.arguments.size()), "" });
         return refusals;
     }
-    const CallView call(operation, values);
     for (const Argument& argument : operation.arguments) {
         // A list that may be empty says itself when it was left out; other placeholders need not fit.
         const bool unused = argument.optional
@@ -425,7 +328,7 @@ std::vector<Refusal> check(const Operation& operation, std::span<const Value> va
     if (!refusals.empty()) return refusals;
     for (const Constraint& constraint : operation.constraints)
         if (!constraint.holds(call))
-            refusals.push_back({ std::string(constraint.argument), describe(call.value(constraint.argument)),
+            refusals.push_back({ std::string(constraint.argument), inWords(call.value(constraint.argument)),
                                  constraint.text.str(), "" });
     return refusals;
 }

@@ -6,17 +6,17 @@ namespace miravex {
 
 namespace {
 
-const Value absent;
+const ValueView absent;
 
-template <typename Held> const Held* held(const Value& value)
+template <typename Facts> std::optional<Facts> factsIn(const ValueView& value)
 {
-    const auto* pointer = std::get_if<std::shared_ptr<Held>>(&value);
-    return pointer ? pointer->get() : nullptr;
+    const auto* facts = std::get_if<Facts>(&value);
+    return facts ? std::optional(*facts) : std::nullopt;
 }
 
 } // namespace
 
-const Value& CallView::value(std::string_view name) const
+const ValueView& CallView::value(std::string_view name) const
 {
     const int index = argumentIndex(*operation_, name);
     if (index < 0 || static_cast<std::size_t>(index) >= values_.size()) return absent;
@@ -30,7 +30,7 @@ bool CallView::has(std::string_view name) const
 
 int64_t CallView::integer(std::string_view name) const
 {
-    const Value& given = value(name);
+    const ValueView& given = value(name);
     if (const auto* number = std::get_if<int64_t>(&given)) return *number;
     if (const auto* flag = std::get_if<bool>(&given)) return *flag;
     return 0;
@@ -38,7 +38,7 @@ int64_t CallView::integer(std::string_view name) const
 
 double CallView::real(std::string_view name) const
 {
-    const Value& given = value(name);
+    const ValueView& given = value(name);
     if (const auto* number = std::get_if<double>(&given)) return *number;
     return static_cast<double>(integer(name));
 }
@@ -47,44 +47,66 @@ bool CallView::boolean(std::string_view name) const { return integer(name) != 0;
 
 std::string_view CallView::text(std::string_view name) const
 {
-    const auto* string = std::get_if<std::string>(&value(name));
-    return string ? std::string_view(*string) : std::string_view();
+    const auto* string = std::get_if<std::string_view>(&value(name));
+    return string ? *string : std::string_view();
 }
 
-const Image* CallView::image(std::string_view name) const { return held<Image>(value(name)); }
-const Tensor* CallView::tensor(std::string_view name) const { return held<Tensor>(value(name)); }
-
-int64_t CallView::rows(std::string_view name) const { return image(name) ? image(name)->shape.rows : 0; }
-int64_t CallView::columns(std::string_view name) const
+std::optional<ImageFacts> CallView::image(std::string_view name) const
 {
-    return image(name) ? image(name)->shape.columns : 0;
+    return factsIn<ImageFacts>(value(name));
 }
+int64_t CallView::rows(std::string_view name) const { return image(name).value_or(ImageFacts()).rows; }
+int64_t CallView::columns(std::string_view name) const { return image(name).value_or(ImageFacts()).columns; }
 int64_t CallView::channels(std::string_view name) const
 {
-    return image(name) ? image(name)->shape.channels : 0;
+    return image(name).value_or(ImageFacts()).channels;
 }
-int64_t CallView::slices(std::string_view name) const { return image(name) ? image(name)->shape.slices : 0; }
+int64_t CallView::slices(std::string_view name) const { return image(name).value_or(ImageFacts()).slices; }
 
-int64_t CallView::length(std::string_view name) const { return tensor(name) ? tensor(name)->length() : 0; }
+std::optional<TensorFacts> CallView::tensor(std::string_view name) const
+{
+    return factsIn<TensorFacts>(value(name));
+}
+PixelType CallView::pixelType(std::string_view name) const
+{
+    return image(name).value_or(ImageFacts()).pixelType;
+}
+ColorSpace CallView::colorSpace(std::string_view name) const
+{
+    return image(name).value_or(ImageFacts()).colorSpace;
+}
+
+int64_t CallView::length(std::string_view name) const
+{
+    return tensor(name).value_or(TensorFacts()).length();
+}
 
 int64_t CallView::dimension(std::string_view name, std::size_t index) const
 {
-    const Tensor* given = tensor(name);
-    return given && index < given->dimensions.size() ? given->dimensions[index] : 0;
+    const auto dimensions = tensor(name).value_or(TensorFacts()).dimensions;
+    return index < dimensions.size() ? dimensions[index] : 0;
 }
 
 std::span<const double> CallView::reals(std::string_view name) const
 {
-    const Tensor* given = tensor(name);
-    if (!given || given->elementType != TensorTypeReal) return {};
-    return given->reals();
+    return tensor(name).value_or(TensorFacts()).reals;
+}
+
+std::span<const int64_t> CallView::integers(std::string_view name) const
+{
+    return tensor(name).value_or(TensorFacts()).integers;
+}
+
+std::optional<ArrayFacts> CallView::array(std::string_view name) const
+{
+    return factsIn<ArrayFacts>(value(name));
 }
 
 bool CallView::holds(const Condition& condition) const
 {
     if (condition.argument.empty()) return true;
-    const Value& given = value(condition.argument);
-    if (const auto* string = std::get_if<std::string>(&given)) return *string == condition.value;
+    const ValueView& given = value(condition.argument);
+    if (const auto* string = std::get_if<std::string_view>(&given)) return *string == condition.value;
     return boolean(condition.argument) == (condition.value == "true");
 }
 

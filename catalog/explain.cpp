@@ -32,16 +32,15 @@ std::string Explanation::message() const
     return fmt::format("{}", fmt::join(reasons, "\n"));
 }
 
-Explanation explain(const Operation& operation, std::span<const Value> values, const Outcome& outcome)
+Explanation explain(const CallView& call, std::string openCvError)
 {
-    Explanation explanation { check(operation, values), outcome.openCvError, {} };
-    for (std::size_t i = 0; i < values.size() && i < operation.arguments.size(); ++i) {
-        const auto* path = std::get_if<std::string>(&values[i]);
-        if (!operation.arguments[i].isPath || !path) continue;
+    Explanation explanation { check(call), std::move(openCvError), {} };
+    for (const Argument& argument : call.operation().arguments) {
+        const auto* path = std::get_if<std::string_view>(&call.value(argument.name));
+        if (!argument.isPath || !path) continue;
         const std::string trouble = fileTrouble(*path);
         if (!trouble.empty())
-            explanation.files.push_back(
-                fmt::format("{} \"{}\": {}", operation.arguments[i].name, *path, trouble));
+            explanation.files.push_back(fmt::format("{} \"{}\": {}", argument.name, *path, trouble));
     }
     return explanation;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "catalog/arguments.h"
-#include "host/library.h"
 
 #include <filesystem>
 #include <string>
@@ -19,7 +18,8 @@ struct Explanation {
     [[nodiscard]] std::string message() const;
 };
 
-Explanation explain(const Operation& operation, std::span<const Value> values, const Outcome& outcome);
+/// `openCvError`: what OpenCV said while the call ran, or empty.
+Explanation explain(const CallView& call, std::string openCvError);
 
 /// What is wrong with a file that was to be read: "there is no such file", "it is a folder", "it is empty",
 /// "it may not be read", "it is truncated", ...; empty when nothing is seen from outside.

@@ -49,7 +49,7 @@ set_property(TARGET miravex PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/abi/expo
 # The records of all operations, and what is said and checked by them.
 add_library(miravex_catalog STATIC)
 miravex_options(miravex_catalog)
-target_link_libraries(miravex_catalog PUBLIC ${OpenCV_LIBS} fmt::fmt nlohmann_json::nlohmann_json miravex_host_core)
+target_link_libraries(miravex_catalog PUBLIC ${OpenCV_LIBS} fmt::fmt nlohmann_json::nlohmann_json)
 
 # The embedded host: everything that calls the library.
 add_library(miravex_host_core STATIC)

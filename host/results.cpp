@@ -1,6 +1,7 @@
 #include "host/results.h"
 
 #include "catalog/catalog.h"
+#include "host/arguments.h"
 
 #include <fmt/format.h>
 
@@ -165,7 +166,7 @@ nlohmann::json chainJson(const Tensor& tensor)
 
 const Result& resultOf(const Operation& operation, std::span<const Value> values)
 {
-    const CallView call(operation, values);
+    const CallView call = viewOf(operation, values);
     const auto meant = std::ranges::find_if(operation.results,
                                             [&](const Result& result) { return call.holds(result.when); });
     return meant != operation.results.end() ? *meant : operation.results.front();

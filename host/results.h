@@ -1,6 +1,5 @@
 #pragma once
 
-#include "catalog/call_view.h"
 #include "catalog/record.h"
 #include "host/objects.h"
 

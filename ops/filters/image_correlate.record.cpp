@@ -24,9 +24,7 @@ constexpr Argument correlateArguments[] = {
 };
 constexpr Constraint correlateConstraints[] = {
     { "kernel", "the pixel type of the picture",
-      [](const CallView& call) {
-          return call.image("image")->pixelType == call.image("kernel")->pixelType;
-      } },
+      [](const CallView& call) { return call.pixelType("image") == call.pixelType("kernel"); } },
     { "kernel", "a kernel no larger than the picture",
       [](const CallView& call) {
           return call.rows("kernel") <= call.rows("image") && call.columns("kernel") <= call.columns("image");

@@ -20,12 +20,10 @@ constexpr Argument phaseArguments[] = {
 };
 constexpr Constraint phaseConstraints[] = {
     { "second", "the pixel type of the first picture",
-      [](const CallView& call) {
-          return call.image("first")->pixelType == call.image("second")->pixelType;
-      } },
+      [](const CallView& call) { return call.pixelType("first") == call.pixelType("second"); } },
     { "window", "the empty list, or pictures of pixel type real",
       [](const CallView& call) {
-          return call.length("window") == 0 || call.image("first")->pixelType == PixelTypeReal;
+          return call.length("window") == 0 || call.pixelType("first") == PixelTypeReal;
       } },
 };
 constexpr Result phaseResults[] = { { ResultKind::RealTensor, "the shift x, y with y upward",

@@ -38,30 +38,24 @@ struct Slots {
     int64_t channels = 0;
 };
 
-const Array* arrayOf(const CallView& call, std::string_view name)
-{
-    const auto* held = std::get_if<ArrayPointer>(&call.value(name));
-    return held ? held->get() : nullptr;
-}
-
 Slots slotsOf(const CallView& call)
 {
     constexpr std::size_t rank = 4;
-    const Array* destination = arrayOf(call, "destination");
+    const auto destination = call.array("destination");
     if (!destination || destination->dimensions.size() != rank) return {};
     const auto& sizes = destination->dimensions;
     if (call.integer("channels_last") != 0) return { sizes[0], sizes[1], sizes[2], sizes[3] };
     return { sizes[0], sizes[2], sizes[3], sizes[1] };
 }
 
-bool isFloats(const Array& array, std::size_t rank)
+bool isFloats(const ArrayFacts& array, std::size_t rank)
 {
     return array.elementType == NumericArrayTypeReal32 && array.dimensions.size() == rank;
 }
 
 bool fillsSlot(const CallView& call, std::string_view name)
 {
-    const Array* array = arrayOf(call, name);
+    const auto array = call.array(name);
     const Slots slots = slotsOf(call);
     if (!array || !isFloats(*array, 3)) return false;
     const int64_t count =
@@ -72,7 +66,7 @@ bool fillsSlot(const CallView& call, std::string_view name)
 bool lengthsFit(const CallView& call)
 {
     std::size_t left = call.text("paths").size();
-    for (const int64_t length : call.tensor("lengths")->integers()) {
+    for (const int64_t length : call.integers("lengths")) {
         if (length < 0 || static_cast<std::size_t>(length) > left) return false;
         left -= static_cast<std::size_t>(length);
     }
@@ -81,7 +75,7 @@ bool lengthsFit(const CallView& call)
 
 constexpr Constraint loadConstraints[] = {
     { "destination", "an array of rank 4",
-      [](const CallView& call) { return isFloats(*arrayOf(call, "destination"), 4); } },
+      [](const CallView& call) { return isFloats(*call.array("destination"), 4); } },
     { "destination", "1 or 3 channels",
       [](const CallView& call) {
           const int64_t channels = slotsOf(call).channels;

@@ -112,8 +112,7 @@ constexpr Constraint windowInTime { "temporal_window", "a window around the fram
 constexpr Constraint grayConstraints[] = {
     { "image", "colour space RGB for 3 channels",
       [](const CallView& call) {
-          const Image* image = call.image("image");
-          return !image || image->shape.channels != 3 || image->colorSpace == ColorSpaceRGB;
+          return call.channels("image") != 3 || call.colorSpace("image") == ColorSpaceRGB;
       } },
     { "template_window",
       { "at most {}, {} or {} for 1, 2 or 3 channels", bounds::denoisingTemplate(1),

@@ -1,4 +1,4 @@
-#include "catalog/arguments.h"
+#include "host/arguments.h"
 
 #include "catalog/catalog.h"
 #include "tests/support/host_check.h"
@@ -78,18 +78,18 @@ TEST(Complete, FillsDefaultsFlagsAndPlaceholders)
 {
     const Completed plain = complete(operation, { { "image", picture() }, { "weights", emptyList() } });
     EXPECT_THAT(plain.refusals, IsEmpty());
-    const CallView call(operation, plain.values);
+    const CallView call = viewOf(operation, plain.values);
     EXPECT_EQ(call.integer("radius"), 3);
     EXPECT_EQ(call.real("scale"), 0.5);
     EXPECT_EQ(call.text("method"), "Linear");
     EXPECT_EQ(call.integer("width"), 5); // follows from the picture
     EXPECT_FALSE(call.boolean("use_mask"));
-    EXPECT_EQ(describe(call.value("mask")), "1 x 1 bit image with 1 channel (unspecified)");
+    EXPECT_EQ(inWords(call.value("mask")), "1 x 1 bit image with 1 channel (unspecified)");
     EXPECT_THAT(check(operation, plain.values), IsEmpty());
 
     const Completed masked = complete(
         operation, { { "image", picture() }, { "weights", emptyList() }, { "mask", picture(4, 5, CV_8U) } });
-    EXPECT_TRUE(CallView(operation, masked.values).boolean("use_mask"));
+    EXPECT_TRUE(viewOf(operation, masked.values).boolean("use_mask"));
 }
 
 TEST(Complete, ReportsWhatIsMissingOrUnknown)
@@ -113,6 +113,26 @@ TEST(Complete, ReportsWhatIsMissingOrUnknown)
         complete(operation, { { "image", picture() }, { "weights", emptyList() }, { "use_mask", true } });
     ASSERT_EQ(unmasked.refusals.size(), 1U);
     EXPECT_EQ(unmasked.refusals[0].argument, "mask");
+}
+
+TEST(Check, NeedsNoHostButItsView)
+{
+    const std::array<int64_t, 2> sizes { 4, 2 };
+    const std::array<double, 8> elements {};
+    const auto call = [&](int64_t radius, PixelType type) {
+        return CallView(operation,
+                        { ImageFacts { 4, 5, 3, 0, type, ColorSpaceRGB }, radius, 0.5,
+                          std::string_view("Linear"), int64_t { 5 }, false, NullHandle { "image" },
+                          TensorFacts { sizes, TensorTypeReal, elements, {} } });
+    };
+    EXPECT_THAT(check(call(3, PixelTypeByte)), IsEmpty());
+    EXPECT_THAT(messagesOf(check(call(4, PixelTypeByte))),
+                ElementsAre("radius is 4, expected an odd number (try 5)"));
+    EXPECT_THAT(
+        messagesOf(check(call(3, PixelTypeReal))),
+        ElementsAre(::testing::StartsWith("image is 5 x 4 real image with 3 channels (RGB), expected")));
+    EXPECT_EQ(call(3, PixelTypeReal).pixelType("image"), PixelTypeReal);
+    EXPECT_EQ(call(3, PixelTypeReal).rows("mask"), 0); // a null handle has no sizes
 }
 
 TEST(Check, NamesArgumentValueAndWhatIsAccepted)

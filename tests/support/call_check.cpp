@@ -1,6 +1,6 @@
 #include "tests/support/call_check.h"
 
-#include "catalog/arguments.h"
+#include "host/arguments.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>

@@ -202,7 +202,7 @@ private:
     /// Decides whether to leave what is accepted, this once.
     bool leaves() { return leaving_ > 0 && bytes_.next() < leaving_; }
 
-    [[nodiscard]] CallView view() const { return { operation_, values_ }; }
+    [[nodiscard]] CallView view() const { return viewOf(operation_, values_); }
 
     Value drawArgument(const Argument& argument)
     {
@@ -365,9 +365,9 @@ private:
         if (leaves() && leaves()) return ImagePointer();
         ImageShape shape;
         const bool sequence = rule.rank == 0 ? bytes_.next() % 2 == 1 : (rule.rank == 3) != leaves();
-        const Image* model = rule.sameAs.empty() ? nullptr : view().image(rule.sameAs);
+        const auto model = view().image(rule.sameAs);
         if (model && !leaves()) {
-            shape = model->shape;
+            shape = { model->rows, model->columns, model->channels, model->slices };
         } else {
             shape.rows = drawSide(rule.minimumRows, 24);
             shape.columns = drawSide(rule.minimumColumns, 32);
@@ -511,7 +511,7 @@ std::optional<std::vector<Value>> validValues(const Operation& operation, uint64
         Bytes bytes(source);
         std::vector<Value> values = drawValues(operation, bytes, sampleFiles(), caps);
         const auto lacksFile = [&](const Argument& argument) {
-            return argument.isPath && CallView(operation, values).text(argument.name).empty();
+            return argument.isPath && viewOf(operation, values).text(argument.name).empty();
         };
         if (std::ranges::any_of(operation.arguments, lacksFile)) return std::nullopt;
         if (check(operation, values).empty()) return values;
@@ -549,8 +549,8 @@ bool foretellsRefusal(const Operation& operation, const std::vector<Value>& valu
         // Colours that suit no picture fail a batch only when one of its files is a picture.
         if (operation.room->name == "loading" && refusal.argument == "color_space") return false;
         // Some operations have an answer to a picture without pixels.
-        const Image* image = CallView(operation, given).image(refusal.argument);
-        return !image || image->shape.samples() > 0;
+        const auto image = viewOf(operation, given).image(refusal.argument);
+        return !image || (image->rows > 0 && image->columns > 0);
     };
     const auto objects = [&](const std::vector<Value>& given) {
         const auto refusals = check(operation, given);

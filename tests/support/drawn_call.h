@@ -1,7 +1,7 @@
 #pragma once
 
-#include "catalog/arguments.h"
 #include "catalog/record.h"
+#include "host/arguments.h"
 #include "host/library.h"
 #include "tests/support/bytes.h"
 #include "tests/support/call_check.h"

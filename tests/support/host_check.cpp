@@ -1,6 +1,7 @@
 #include "tests/support/host_check.h"
 
 #include "catalog/explain.h"
+#include "host/arguments.h"
 #include "tests/support/call_check.h"
 #include "tests/support/temporary_folder.h"
 
@@ -67,7 +68,7 @@ void failAt(std::source_location where, const std::string& text)
 std::string refusalText(const Operation& operation, const Values& values, const Outcome& outcome)
 {
     return fmt::format("{} was refused: {}", describeCall(operation, values),
-                       explain(operation, values, outcome).message());
+                       explain(viewOf(operation, values), outcome.openCvError).message());
 }
 
 /// Makes a call in a child process, limited in time and memory, and ends the process with 0 when it came to

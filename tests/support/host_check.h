@@ -1,7 +1,7 @@
 #pragma once
 
-#include "catalog/arguments.h"
 #include "catalog/catalog.h"
+#include "host/arguments.h"
 #include "host/library.h"
 #include "host/matrices.h"
 

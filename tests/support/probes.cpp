@@ -124,9 +124,9 @@ private:
     {
         const auto values = base(argument);
         if (!values) return;
-        const Image* given = CallView(operation_, *values).image(argument.name);
+        const auto given = viewOf(operation_, *values).image(argument.name);
         if (!given) return;
-        ImageShape shape = given->shape;
+        ImageShape shape { given->rows, given->columns, given->channels, given->slices };
         PixelType type = given->pixelType;
         ColorSpace space = given->colorSpace;
         change(shape, type, space);
@@ -184,7 +184,10 @@ private:
     {
         const TensorRule& rule = argument.tensor;
         const auto values = base(argument);
-        const Tensor* given = values ? CallView(operation_, *values).tensor(argument.name) : nullptr;
+        if (!values) return;
+        const auto index = static_cast<std::size_t>(argumentIndex(operation_, argument.name));
+        const auto* held = std::get_if<TensorPointer>(&(*values)[index]);
+        const Tensor* given = held ? held->get() : nullptr;
         if (!given) return;
         if (rule.rank > 0) {
             std::vector<int64_t> more = given->dimensions;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "catalog/arguments.h"
+#include "host/arguments.h"
 
 #include <cstdint>
 #include <string>

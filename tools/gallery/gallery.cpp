@@ -2,6 +2,7 @@
 #include "files/files.h"
 #include "files/pictures.h"
 #include "files/progress.h"
+#include "host/arguments.h"
 #include "host/json_text.h"
 #include "tools/gallery/gallery_page.h"
 #include "tools/gallery/samples.h"

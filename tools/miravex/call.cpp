@@ -7,6 +7,7 @@
 #include "files/files.h"
 #include "files/pictures.h"
 #include "files/tensors.h"
+#include "host/arguments.h"
 #include "tools/miravex/fit.h"
 
 #include <fmt/format.h>
@@ -231,7 +232,7 @@ Performed perform(const Library& library, const CallWords& words, Notes& notes)
 
     refuseBreaches(operation, outcome);
     if (!outcome.ok()) {
-        const Explanation explanation = explain(operation, performed.arguments, outcome);
+        const Explanation explanation = explain(viewOf(operation, performed.arguments), outcome.openCvError);
         throw Failure(explanation.files.empty() ? ExitStatus::OperationFailed : ExitStatus::InputUnreadable,
                       fmt::format("{} failed: {}", kebabCase(operation.name), explanation.message()),
                       explanation.refusals);

@@ -2,6 +2,7 @@
 #include "files/files.h"
 #include "files/pictures.h"
 #include "files/tensors.h"
+#include "host/arguments.h"
 #include "host/json_text.h"
 #include "tools/miravex/call.h"
 #include "tools/miravex/commands.h"

@@ -1,7 +1,7 @@
 #include "bindings/python/extension/arrays.h"
 
-#include "catalog/arguments.h"
 #include "catalog/catalog.h"
+#include "host/arguments.h"
 #include "host/matrices.h"
 
 #include <fmt/format.h>

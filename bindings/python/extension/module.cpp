@@ -2,10 +2,10 @@
 #include "bindings/python/extension/batches.h"
 #include "bindings/python/extension/schema.h"
 
-#include "catalog/arguments.h"
 #include "catalog/catalog.h"
 #include "catalog/explain.h"
 #include "draw/draw.h"
+#include "host/arguments.h"
 #include "host/library.h"
 #include "host/results.h"
 
@@ -110,8 +110,8 @@ py::tuple callByName(std::string_view name, const py::dict& arguments, const py:
         outcome = call(library(), operation, values);
     }
     if (!outcome.ok())
-        throw Failed(
-            fmt::format("{}: {}", snakeCase(operation.name), explain(operation, values, outcome).message()));
+        throw Failed(fmt::format("{}: {}", snakeCase(operation.name),
+                                 explain(viewOf(operation, values), outcome.openCvError).message()));
     if (!outcome.accounting.clean())
         throw Failed(
             fmt::format("{}: {}", snakeCase(operation.name), fmt::join(outcome.accounting.violations, "; ")));
