@@ -240,6 +240,9 @@ TEST(Batch, ExplainsWhatItRefuses)
     EXPECT_EQ(refused({ .height = 0 }), "height");
     EXPECT_EQ(refused({ .width = -4 }), "width");
     EXPECT_EQ(refused({ .height = 1 << 20, .width = 1 << 20 }), "size");
+    EXPECT_EQ(refused({ .height = INT64_MAX, .width = INT64_MAX }),
+              "size"); // of which the loader's record has the word
+    EXPECT_EQ(check({ .width = int64_t { 1 } << 31 }).front().expected, "at most 2^30 rows and columns");
     EXPECT_EQ(refused({ .colorSpace = "rgb" }), "colour");
     EXPECT_EQ(refused({ .channelsLast = true, .colorSpace = "LAB" }), "colour");
     EXPECT_EQ(refused({ .channelsLast = true, .colorSpace = "Grayscale" }), "");
