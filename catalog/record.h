@@ -353,7 +353,7 @@ constexpr bool isPicture(ResultKind kind)
 }
 
 /// How the elements of a result are to be read; host/results.h turns tensors into named columns by it and
-/// host/draw.h pictures.
+/// draw/draw.h pictures.
 enum class Layout {
     Plain, ///< images, reals, and tensors without further structure
     Keypoints, ///< n x 7
@@ -393,7 +393,7 @@ struct Constraint {
 };
 
 /// A call for the gallery and the reference pages, as words of the command line; "@name" stands for a sample
-/// picture (cli/samples.h).
+/// picture (tools/gallery/samples.h).
 struct Example {
     std::string_view title;
     std::span<const std::string_view> words;

@@ -1,6 +1,6 @@
 #include "files/files.h"
 
-#include "files/failure.h"
+#include "files/error.h"
 #include "files/unfinished_file.h"
 
 #include <fmt/format.h>
@@ -15,7 +15,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace miravex::cli {
+namespace miravex::files {
 
 namespace fs = std::filesystem;
 
@@ -26,9 +26,9 @@ fs::path temporaryFile(const fs::path& folder, const std::string& stem, const st
     std::string name = (folder / fmt::format(".{}.XXXXXX{}", stem, extension)).string();
     const int descriptor = mkstemps(name.data(), static_cast<int>(extension.size()));
     if (descriptor < 0)
-        throw Failure(ExitStatus::OperationFailed,
-                      fmt::format("cannot write in {}: {}", folder.empty() ? "." : folder.string(),
-                                  std::strerror(errno)));
+        throw Error(Error::Kind::Output,
+                    fmt::format("cannot write in {}: {}", folder.empty() ? "." : folder.string(),
+                                std::strerror(errno)));
     close(descriptor);
     return name;
 }
@@ -37,7 +37,7 @@ void copyToStandardOutput(const fs::path& file)
 {
     const std::string bytes = readWhole(file.string());
     if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() || std::fflush(stdout) != 0)
-        throw Failure(ExitStatus::OperationFailed, "cannot write to standard output");
+        throw Error(Error::Kind::Output, "cannot write to standard output");
 }
 
 /// Files made by mkstemps are private; what the user asked for has the usual mode.
@@ -64,13 +64,12 @@ void refuseExisting(const std::string& file, bool force)
     const fs::path path(file);
     std::error_code ignored;
     if (!force && fs::exists(path, ignored))
-        throw Failure(ExitStatus::Usage, fmt::format("{} exists already; --force overwrites it", file));
+        throw Error(Error::Kind::Request, fmt::format("{} exists already; --force overwrites it", file));
     if (fs::is_directory(path, ignored))
-        throw Failure(ExitStatus::Usage, fmt::format("{} is a folder, not a file to write", file));
+        throw Error(Error::Kind::Request, fmt::format("{} is a folder, not a file to write", file));
     if (path.has_parent_path() && !fs::is_directory(path.parent_path(), ignored))
-        throw Failure(
-            ExitStatus::Usage,
-            fmt::format("cannot write {}: there is no folder {}", file, path.parent_path().string()));
+        throw Error(Error::Kind::Request,
+                    fmt::format("cannot write {}: there is no folder {}", file, path.parent_path().string()));
 }
 
 void deliver(const std::string& file, const std::string& extension, bool force,
@@ -111,9 +110,7 @@ InputFile::~InputFile()
 std::string readWhole(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
-    if (!file)
-        throw Failure(ExitStatus::InputUnreadable,
-                      fmt::format("cannot read {}: {}", path, std::strerror(errno)));
+    if (!file) throw Error(Error::Kind::Input, fmt::format("cannot read {}: {}", path, std::strerror(errno)));
     return { std::istreambuf_iterator<char>(file), {} };
 }
 
@@ -122,7 +119,7 @@ void writeWhole(const fs::path& path, std::string_view bytes)
     std::ofstream file(path, std::ios::binary);
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     file.close();
-    if (!file) throw Failure(ExitStatus::OperationFailed, "cannot write " + path.string());
+    if (!file) throw Error(Error::Kind::Output, "cannot write " + path.string());
 }
 
-} // namespace miravex::cli
+} // namespace miravex::files

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-namespace miravex::cli {
+namespace miravex::files {
 
 /// The word for standard input and standard output.
 constexpr const char* standardStream = "-";
@@ -12,7 +12,7 @@ constexpr const char* standardStream = "-";
 /// ".png" for "a/B.PNG"; in small letters.
 std::string extensionOf(const std::filesystem::path& file);
 
-/// Throws a usage failure when `file` exists and may not be overwritten, or lies in no folder.
+/// Throws Error (request) when `file` exists and may not be overwritten, or lies in no folder.
 void refuseExisting(const std::string& file, bool force);
 
 /// Lets `write` produce a file with the given extension, then puts it in place in one step: beside `file` and
@@ -39,4 +39,4 @@ private:
 std::string readWhole(const std::string& path);
 void writeWhole(const std::filesystem::path& path, std::string_view bytes);
 
-} // namespace miravex::cli
+} // namespace miravex::files

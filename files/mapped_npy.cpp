@@ -13,7 +13,7 @@
 #include <numeric>
 #include <stdexcept>
 
-namespace miravex {
+namespace miravex::files {
 
 namespace {
 
@@ -101,4 +101,4 @@ void MappedNpy::discard() noexcept
     unfinished_.clear();
 }
 
-} // namespace miravex
+} // namespace miravex::files

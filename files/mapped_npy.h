@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <vector>
 
-namespace miravex {
+namespace miravex::files {
 
 /// A .npy file of 32-bit floats under construction, as memory: what is written to data() goes to disk as the
 /// system sees fit. The file appears under its name only when it is finished; otherwise nothing is left.
@@ -38,4 +38,4 @@ private:
     std::size_t bytes_ = 0;
 };
 
-} // namespace miravex
+} // namespace miravex::files

@@ -1,6 +1,6 @@
 #include "files/npy.h"
 
-#include "files/failure.h"
+#include "files/error.h"
 #include "files/files.h"
 #include "files/npy_header.h"
 
@@ -11,7 +11,7 @@
 #include <cstring>
 #include <optional>
 
-namespace miravex::cli {
+namespace miravex::files {
 
 namespace {
 
@@ -19,7 +19,7 @@ constexpr std::string_view magic = "\x93NUMPY";
 
 [[noreturn]] void refuse(const std::string& path, const std::string& reason)
 {
-    throw Failure(ExitStatus::InputUnreadable, fmt::format("cannot read {}: {}", path, reason));
+    throw Error(Error::Kind::Input, fmt::format("cannot read {}: {}", path, reason));
 }
 
 std::size_t littleEndian(std::string_view bytes)
@@ -188,4 +188,4 @@ void writeNpy(const std::filesystem::path& path, const NpyArray& array)
     writeWhole(path, bytes);
 }
 
-} // namespace miravex::cli
+} // namespace miravex::files

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace miravex::cli {
+namespace miravex::files {
 
 /// An array as NumPy stores it in .npy files, row-major and little-endian.
 struct NpyArray {
@@ -20,10 +20,10 @@ struct NpyArray {
     [[nodiscard]] double element(std::size_t index) const;
 };
 
-/// Reads versions 1 to 3, either byte order, either storage order. Throws Failure (input unreadable) for
-/// anything else.
+/// Reads versions 1 to 3, either byte order, either storage order. Throws Error (input) for anything
+/// else.
 NpyArray readNpy(const std::string& path);
 
 void writeNpy(const std::filesystem::path& path, const NpyArray& array);
 
-} // namespace miravex::cli
+} // namespace miravex::files

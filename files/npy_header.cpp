@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace miravex {
+namespace miravex::files {
 
 std::string npyHeader(std::string_view type, const std::vector<int64_t>& shape, std::size_t leastBytes)
 {
@@ -23,4 +23,4 @@ std::string npyHeader(std::string_view type, const std::vector<int64_t>& shape, 
     return header + text;
 }
 
-} // namespace miravex
+} // namespace miravex::files

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "files/failure.h"
 #include "host/matrices.h"
 
 #include <opencv2/core.hpp>
 
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <string>
@@ -15,16 +15,26 @@
 ///
 /// Read: whatever OpenCV reads (8-bit, 16-bit, float; JPEGs turned as their EXIF says), multi-page TIFF,
 /// videos, and .npy arrays (H x W, H x W x C, S x H x W, S x H x W x C). Colours are in the order R, G, B, A.
-/// Failures to read end with ExitStatus::InputUnreadable and name the file and the reason.
-namespace miravex::cli {
+/// Failures to read throw Error (input) that names the file and the reason.
+namespace miravex::files {
 
 constexpr int64_t allFrames = std::numeric_limits<int64_t>::max();
 
-/// Everything that a file holds: a 2D image, or a 3D image of its pages or frames when there are several.
-ImagePointer readPicture(const std::string& file, int64_t maximumFrames = allFrames);
+/// Things worth telling that are no error ("the fourth channel is dropped").
+using Notes = std::vector<std::string>;
 
-/// One 3D image of all pages and frames of all files, in order; they must have one size and kind.
-ImagePointer readSequence(const std::vector<std::string>& files, int64_t maximumFrames = allFrames);
+/// Hears how reading goes on: how much is done, and of how much; 0 when that is unknown.
+using Progress = std::function<void(int64_t done, int64_t total)>;
+
+/// Everything that a file holds: a 2D image, or a 3D image of its pages or frames when there are several.
+/// `progress` counts the frames of a film.
+ImagePointer readPicture(const std::string& file, int64_t maximumFrames = allFrames,
+                         const Progress& progress = {});
+
+/// One 3D image of all pages and frames of all files, in order; they must have one size and kind. `progress`
+/// counts the files, or the frames of a single film.
+ImagePointer readSequence(const std::vector<std::string>& files, int64_t maximumFrames = allFrames,
+                          const Progress& progress = {});
 
 /// The first slice of a 3D image, as a 2D image.
 ImagePointer firstFrame(const Image& sequence);
@@ -45,10 +55,10 @@ cv::Mat withoutAlpha(const cv::Mat& matrix);
 void writePicture(const Image& image, const std::filesystem::path& path, const std::string& extension,
                   Notes& notes);
 
-/// Throws a usage failure when no image of these properties can be written as `extension`.
+/// Throws Error (request) when no image of these properties can be written as `extension`.
 void refuseExtension(const std::string& extension, bool isSequence);
 
 /// True for the extensions that writePicture knows.
 bool isPictureExtension(const std::string& extension);
 
-} // namespace miravex::cli
+} // namespace miravex::files

@@ -1,9 +1,9 @@
 #include "catalog/explain.h"
 #include "convert/film.h"
+#include "files/error.h"
 #include "files/files.h"
 #include "files/npy.h"
 #include "files/pictures.h"
-#include "files/progress.h"
 
 #include <opencv2/imgcodecs.hpp>
 
@@ -13,7 +13,7 @@
 #include <cstring>
 #include <fstream>
 
-namespace miravex::cli {
+namespace miravex::files {
 
 namespace {
 
@@ -26,7 +26,7 @@ using Frames = std::vector<cv::Mat>;
 [[noreturn]] void unreadable(const std::string& file, const std::string& reason)
 {
     const std::string name = file == standardStream ? "standard input" : file;
-    throw Failure(ExitStatus::InputUnreadable, fmt::format("cannot read {}: {}", name, reason));
+    throw Error(Error::Kind::Input, fmt::format("cannot read {}: {}", name, reason));
 }
 
 bool startsWith(const std::string& path, std::initializer_list<std::string_view> signatures)
@@ -54,16 +54,15 @@ Frames readPages(const std::string& path, int64_t maximum)
     return pages;
 }
 
-Frames readVideo(const std::string& path, int64_t maximum)
+Frames readVideo(const std::string& path, int64_t maximum, const Progress& progress)
 {
     Frames frames;
     cv::VideoCapture video;
     if (!openFilm(video, path)) return frames;
     const auto promised = static_cast<int64_t>(std::max(0.0, video.get(cv::CAP_PROP_FRAME_COUNT)));
-    Progress progress("reading frames", std::min(promised, maximum));
     for (cv::Mat frame; static_cast<int64_t>(frames.size()) < maximum && video.read(frame);) {
         frames.push_back(frame.clone());
-        progress.advance();
+        if (progress) progress(static_cast<int64_t>(frames.size()), std::min(promised, maximum));
     }
     return frames;
 }
@@ -114,7 +113,7 @@ void checkDepth(const std::string& file, const cv::Mat& frame)
                    fmt::format("samples of type {} have no place in an image", cv::typeToString(depth)));
 }
 
-Frames readFrames(const std::string& file, int64_t maximum)
+Frames readFrames(const std::string& file, int64_t maximum, const Progress& progress)
 {
     const InputFile input(file);
     const std::string& path = input.path();
@@ -124,7 +123,7 @@ Frames readFrames(const std::string& file, int64_t maximum)
     try {
         const bool isTiff = startsWith(path, { "II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv });
         frames = isTiff ? readPages(path, maximum) : readStill(path);
-        if (frames.empty()) frames = readVideo(path, maximum);
+        if (frames.empty()) frames = readVideo(path, maximum, progress);
     } catch (const cv::Exception& error) {
         unreadable(file, error.err);
     }
@@ -148,9 +147,9 @@ void checkAlike(const std::string& file, const cv::Mat& first, const cv::Mat& fr
                            cv::typeToString(first.type())));
 }
 
-Frames framesOfFile(const std::string& file, int64_t maximum)
+Frames framesOfFile(const std::string& file, int64_t maximum, const Progress& progress)
 {
-    if (extensionOf(file) != ".npy") return readFrames(file, maximum);
+    if (extensionOf(file) != ".npy") return readFrames(file, maximum, progress);
     const ImagePointer stored = readArrayPicture(file);
     Frames frames;
     for (const cv::Mat& frame : framesOf(*stored)) frames.push_back(frame.clone());
@@ -166,26 +165,28 @@ ImagePointer imageOf(const Frames& frames, bool asSequence)
                                            : imageOfMatrix(frames.front(), space);
 }
 
-ImagePointer readPicture(const std::string& file, int64_t maximumFrames)
+ImagePointer readPicture(const std::string& file, int64_t maximumFrames, const Progress& progress)
 {
     if (extensionOf(file) == ".npy") return readArrayPicture(file);
-    const Frames frames = readFrames(file, maximumFrames);
+    const Frames frames = readFrames(file, maximumFrames, progress);
     for (const cv::Mat& frame : frames) checkAlike(file, frames.front(), frame);
     return imageOf(frames);
 }
 
-ImagePointer readSequence(const std::vector<std::string>& files, int64_t maximumFrames)
+ImagePointer readSequence(const std::vector<std::string>& files, int64_t maximumFrames,
+                          const Progress& progress)
 {
     Frames frames;
-    Progress progress("reading pictures", static_cast<int64_t>(files.size()));
+    const bool single = files.size() == 1;
+    int64_t done = 0;
     for (const std::string& file : files) {
         const int64_t left = maximumFrames - static_cast<int64_t>(frames.size());
         if (left <= 0) break;
-        for (const cv::Mat& frame : framesOfFile(file, left)) {
+        for (const cv::Mat& frame : framesOfFile(file, left, single ? progress : Progress())) {
             if (!frames.empty()) checkAlike(file, frames.front(), frame);
             frames.push_back(frame);
         }
-        progress.advance();
+        if (progress && !single) progress(++done, static_cast<int64_t>(files.size()));
     }
     return imageOf(frames, true);
 }
@@ -199,4 +200,4 @@ ImagePointer firstFrame(const Image& sequence)
     return image;
 }
 
-} // namespace miravex::cli
+} // namespace miravex::files

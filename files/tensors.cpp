@@ -1,5 +1,6 @@
 #include "files/tensors.h"
 
+#include "files/error.h"
 #include "files/files.h"
 #include "host/json_text.h"
 #include "host/results.h"
@@ -17,7 +18,7 @@
 #include <optional>
 #include <sstream>
 
-namespace miravex::cli {
+namespace miravex::files {
 
 namespace {
 
@@ -33,12 +34,12 @@ struct Numbers {
 {
     const Refusal refusal { std::string(argument.name), fmt::format("\"{}\"", word),
                             fmt::format("{}: {}", accepted(argument), reason), "" };
-    throw Failure(ExitStatus::Usage, refusal.message(), { refusal });
+    throw Error(Error::Kind::Request, refusal.message(), { refusal });
 }
 
 [[noreturn]] void unreadable(const std::string& path, const std::string& reason)
 {
-    throw Failure(ExitStatus::InputUnreadable, fmt::format("cannot read {}: {}", path, reason));
+    throw Error(Error::Kind::Input, fmt::format("cannot read {}: {}", path, reason));
 }
 
 std::vector<std::string> split(const std::string& text, char separator)
@@ -270,4 +271,4 @@ void writeNumbers(const Operation& operation, const Result& result, const Value&
     writeWhole(path, jsonText(jsonOf(operation, result, value), 2) + "\n");
 }
 
-} // namespace miravex::cli
+} // namespace miravex::files

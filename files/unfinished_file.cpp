@@ -6,7 +6,7 @@
 #include <array>
 #include <cstring>
 
-namespace miravex::cli {
+namespace miravex::files {
 
 namespace {
 
@@ -34,4 +34,4 @@ UnfinishedFile::~UnfinishedFile()
     if (!kept_) std::filesystem::remove(path_, ignored);
 }
 
-} // namespace miravex::cli
+} // namespace miravex::files

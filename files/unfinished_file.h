@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-namespace miravex::cli {
+namespace miravex::files {
 
 /// A file that is removed by removeUnfinishedFile(), or when this object ends before keep().
 class UnfinishedFile {
@@ -23,4 +23,4 @@ private:
 /// Removes the file that is being written, if there is one. A signal handler may call it.
 void removeUnfinishedFile() noexcept;
 
-} // namespace miravex::cli
+} // namespace miravex::files

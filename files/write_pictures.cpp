@@ -1,4 +1,5 @@
 #include "catalog/catalog.h"
+#include "files/error.h"
 #include "files/npy.h"
 #include "files/pictures.h"
 
@@ -11,7 +12,7 @@
 #include <algorithm>
 #include <array>
 
-namespace miravex::cli {
+namespace miravex::files {
 
 namespace {
 
@@ -61,9 +62,9 @@ const Format& formatOf(const std::string& extension)
     if (found != formats.end()) return *found;
     std::vector<std::string_view> known { arrayExtension };
     for (const Format& format : formats) known.push_back(format.extension);
-    throw Failure(ExitStatus::Usage,
-                  fmt::format("cannot write pictures as \"{}\", expected one of {}", extension,
-                              fmt::join(known, ", ")));
+    throw Error(Error::Kind::Request,
+                fmt::format("cannot write pictures as \"{}\", expected one of {}", extension,
+                            fmt::join(known, ", ")));
 }
 
 PixelType storedType(const Format& format, PixelType type, int64_t channels)
@@ -109,7 +110,7 @@ void writeVideo(const std::vector<cv::Mat>& frames, const std::filesystem::path&
     constexpr double framesPerSecond = 10;
     cv::VideoWriter video(path.string(), cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), framesPerSecond,
                           frames.front().size());
-    if (!video.isOpened()) throw Failure(ExitStatus::OperationFailed, "OpenCV cannot write this video");
+    if (!video.isOpened()) throw Error(Error::Kind::Output, "OpenCV cannot write this video");
     for (const cv::Mat& frame : frames) video.write(frame);
 }
 
@@ -125,9 +126,9 @@ void writeMatrices(const std::vector<cv::Mat>& frames, const std::filesystem::pa
         if (format.extension.starts_with(".tif")) parameters = { cv::IMWRITE_TIFF_COMPRESSION, lzw };
         const bool written = frames.size() > 1 ? cv::imwrite(path.string(), frames, parameters)
                                                : cv::imwrite(path.string(), frames.front(), parameters);
-        if (!written) throw Failure(ExitStatus::OperationFailed, "OpenCV cannot write this picture");
+        if (!written) throw Error(Error::Kind::Output, "OpenCV cannot write this picture");
     } catch (const cv::Exception& error) {
-        throw Failure(ExitStatus::OperationFailed, "OpenCV cannot write this picture: " + error.err);
+        throw Error(Error::Kind::Output, "OpenCV cannot write this picture: " + error.err);
     }
 }
 
@@ -178,8 +179,8 @@ void refuseExtension(const std::string& extension, bool isSequence)
     if (extension == arrayExtension) return;
     const Format& format = formatOf(extension);
     if (isSequence && !format.pages)
-        throw Failure(
-            ExitStatus::Usage,
+        throw Error(
+            Error::Kind::Request,
             fmt::format("the result is a sequence, which {} cannot hold; expected .tiff, .avi or .npy",
                         extension));
 }
@@ -192,8 +193,8 @@ void writePicture(const Image& image, const std::filesystem::path& path, const s
     const Format& format = formatOf(extension);
     const int64_t channels = image.shape.channels;
     if (channels != 1 && channels != 3 && channels != 4)
-        throw Failure(ExitStatus::Usage,
-                      fmt::format("a picture of {} channels can only be saved as .npy", channels));
+        throw Error(Error::Kind::Request,
+                    fmt::format("a picture of {} channels can only be saved as .npy", channels));
     if (channels == 4 && !format.alpha)
         notes.push_back(fmt::format("the fourth channel is dropped, {} has none", extension));
     const PixelType stored = storedType(format, image.pixelType, channels);
@@ -205,4 +206,4 @@ void writePicture(const Image& image, const std::filesystem::path& path, const s
     writeMatrices(frames, path, format);
 }
 
-} // namespace miravex::cli
+} // namespace miravex::files

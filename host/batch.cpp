@@ -2,7 +2,7 @@
 
 #include "catalog/catalog.h"
 #include "convert/handover.h"
-#include "ops/loading/bounds.h"
+#include "host/arguments.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -74,38 +74,16 @@ private:
     mutable Handover handover_;
 };
 
-class ChunkLoader {
+/// The loader's arguments for files of one batch.
+class BatchArguments {
 public:
-    ChunkLoader(const Library& library, const BatchOptions& options)
-        : library_(&library)
-        , options_(&options)
+    explicit BatchArguments(const BatchOptions& options)
+        : options_(&options)
         , mean_(slotArray(options, options.mean, [](float value) { return value; }))
         , factor_(slotArray(options, options.deviation, [](float value) { return 1 / value; }))
     {
     }
 
-    /// Loads files into slots from `slots` on and says which of them failed; positions count from `first`.
-    [[nodiscard]] std::vector<FailedFile> load(std::span<const std::string> paths, int64_t first,
-                                               float* slots) const
-    {
-        const Outcome outcome = call(*library_, operation(), values(paths, slots));
-        if (!outcome.ok())
-            throw std::runtime_error("the library refused the batch"
-                                     + (outcome.openCvError.empty() ? "" : ": " + outcome.openCvError));
-        const InspectFiles look(paths);
-        cv::parallel_for_(cv::Range(0, static_cast<int>(paths.size())), look);
-        const std::vector<FileState>& states = look.states();
-        std::vector<bool> unread(paths.size(), false);
-        for (const int64_t position : outcome.tensor().integers())
-            unread[static_cast<std::size_t>(position - 1)] = true;
-        std::vector<FailedFile> failed;
-        for (std::size_t i = 0; i < paths.size(); ++i)
-            if (unread[i] || states[i] == FileState::Truncated)
-                failed.push_back({ first + static_cast<int64_t>(i), paths[i], states[i] });
-        return failed;
-    }
-
-private:
     [[nodiscard]] std::vector<Value> values(std::span<const std::string> paths, float* slots) const
     {
         std::string joined;
@@ -128,11 +106,32 @@ private:
                  int64_t { options_->channelsLast } };
     }
 
-    const Library* library_;
+private:
     const BatchOptions* options_;
     ArrayPointer mean_;
     ArrayPointer factor_;
 };
+
+/// Loads files into slots from `slots` on and says which of them failed; positions count from `first`.
+std::vector<FailedFile> loadChunk(const Library& library, const BatchArguments& arguments,
+                                  std::span<const std::string> paths, int64_t first, float* slots)
+{
+    const Outcome outcome = call(library, operation(), arguments.values(paths, slots));
+    if (!outcome.ok())
+        throw std::runtime_error("the library refused the batch"
+                                 + (outcome.openCvError.empty() ? "" : ": " + outcome.openCvError));
+    const InspectFiles look(paths);
+    cv::parallel_for_(cv::Range(0, static_cast<int>(paths.size())), look);
+    const std::vector<FileState>& states = look.states();
+    std::vector<bool> unread(paths.size(), false);
+    for (const int64_t position : outcome.tensor().integers())
+        unread[static_cast<std::size_t>(position - 1)] = true;
+    std::vector<FailedFile> failed;
+    for (std::size_t i = 0; i < paths.size(); ++i)
+        if (unread[i] || states[i] == FileState::Truncated)
+            failed.push_back({ first + static_cast<int64_t>(i), paths[i], states[i] });
+    return failed;
+}
 
 /// Moves the slots of files that did not fail together; returns how many there are.
 int64_t closeGaps(float* slots, int64_t samples, int64_t first, int64_t count,
@@ -151,6 +150,22 @@ int64_t closeGaps(float* slots, int64_t samples, int64_t first, int64_t count,
         ++kept;
     }
     return kept;
+}
+
+/// Samples of one slot, so that a chunk of a few slots can be had; with sides that the record accepts the
+/// product does not overflow.
+constexpr int64_t mostSamples = int64_t { 1 } << 30;
+
+/// What the loader's record says against a batch of these options, mean and deviation aside.
+void checkRecord(const BatchOptions& options, std::vector<Refusal>& refusals)
+{
+    BatchOptions plain = options;
+    plain.mean.clear();
+    plain.deviation.clear();
+    for (Refusal& refusal : check(operation(), BatchArguments(plain).values({}, nullptr))) {
+        refusal.argument = refusal.argument == "color_space" ? "colour" : "size";
+        refusals.push_back(std::move(refusal));
+    }
 }
 
 void checkNumbers(const BatchOptions& options, std::string_view name, const std::vector<float>& values,
@@ -184,25 +199,15 @@ std::vector<Refusal> check(const BatchOptions& options)
     std::vector<Refusal> refusals;
     for (const auto& [name, side] :
          { std::pair("height", options.height), std::pair("width", options.width) })
-        if (side < 1 || side > bounds::slotSide)
-            refusals.push_back({ name, std::to_string(side),
-                                 fmt::format("at least 1 and at most {}", bounds::slotSide),
-                                 std::to_string(std::clamp<int64_t>(side, 1, bounds::slotSide)) });
-    if (bounds::product({ options.height, options.width, options.channels() }) > bounds::resultSamples)
+        if (side < 1) refusals.push_back({ name, std::to_string(side), "at least 1", "1" });
+    if (refusals.empty()) checkRecord(options, refusals);
+    if (refusals.empty() && options.samples() > mostSamples)
         refusals.push_back({ "size", fmt::format("{}x{}", options.width, options.height),
-                             fmt::format("at most {} samples a picture", bounds::resultSamples), "" });
-    const auto& argument =
-        operation().arguments[static_cast<std::size_t>(argumentIndex(operation(), "color_space"))];
-    if (std::ranges::find(argument.choices, options.colorSpace) == argument.choices.end()) {
-        const std::vector<std::string> choices(argument.choices.begin(), argument.choices.end());
-        const auto near = closest(options.colorSpace, choices);
-        refusals.push_back({ "colour", fmt::format("\"{}\"", options.colorSpace), accepted(argument),
-                             near.empty() ? "" : near.front() });
-    } else if (options.channelsLast && options.channels() == 3 && options.colorSpace != "RGB") {
+                             fmt::format("at most {} samples a picture", mostSamples), "" });
+    if (refusals.empty() && options.channelsLast && options.channels() == 3 && options.colorSpace != "RGB")
         // The operation would leave the picture in BGR order, without a word.
         refusals.push_back({ "colour", fmt::format("\"{}\" with channels last", options.colorSpace),
                              "RGB or Grayscale, or channels first", "channels first" });
-    }
     if (!refusals.empty()) return refusals;
     checkNumbers(options, "mean", options.mean, refusals);
     checkNumbers(options, "std", options.deviation, refusals);
@@ -219,7 +224,7 @@ BatchReport loadBatch(const Library& library, std::span<const std::string> paths
     if (!refusals.empty()) throw std::invalid_argument(refusals.front().message());
 
     const auto start = std::chrono::steady_clock::now();
-    const ChunkLoader loader(library, options);
+    const BatchArguments arguments(options);
     const int64_t samples = options.samples();
     constexpr int64_t fewest = 16; // enough for all threads to share
     const int64_t chunk = std::max(fewest, options.chunkBytes / (samples * int64_t { sizeof(float) }));
@@ -228,9 +233,10 @@ BatchReport loadBatch(const Library& library, std::span<const std::string> paths
     while (report.files < files && !report.stopped) {
         const int64_t count = std::min(chunk, files - report.files);
         float* place = slots + report.slots * samples;
-        const auto failed = loader.load(
-            paths.subspan(static_cast<std::size_t>(report.files), static_cast<std::size_t>(count)),
-            report.files, place);
+        const auto failed =
+            loadChunk(library, arguments,
+                      paths.subspan(static_cast<std::size_t>(report.files), static_cast<std::size_t>(count)),
+                      report.files, place);
         const int64_t filled =
             options.onError == OnError::Skip ? closeGaps(place, samples, report.files, count, failed) : count;
         if (finished) finished(report.slots, filled);

@@ -30,10 +30,10 @@ template <typename Function> Function find(void* handle, const char* name)
 }
 
 /// One argument in the form in which the library reads it.
-class Cell {
+class ArgumentCell {
 public:
     /// `expectedReturns`: how often the library has to give back a string or an array.
-    Cell(const Value& value, const Argument* argument, Ledger& ledger, int expectedReturns)
+    ArgumentCell(const Value& value, const Argument* argument, Ledger& ledger, int expectedReturns)
         : expectedReturns_(expectedReturns)
     {
         cell_.integer = 0;
@@ -178,7 +178,7 @@ Outcome call(const Library& library, const Operation& operation, std::span<const
 
     OpenCvErrors errors;
     Ledger ledger(faults);
-    std::vector<Cell> cells;
+    std::vector<ArgumentCell> cells;
     cells.reserve(values.size());
     const bool countFits = values.size() == operation.arguments.size();
     for (std::size_t i = 0; i < values.size(); ++i) {
@@ -187,7 +187,7 @@ Outcome call(const Library& library, const Operation& operation, std::span<const
     }
     std::vector<ArgumentSlot> slots;
     slots.reserve(cells.size() + 1);
-    for (Cell& cell : cells) slots.push_back(cell.slot());
+    for (ArgumentCell& cell : cells) slots.push_back(cell.slot());
     slots.push_back(nullptr);
 
     ValueCell result;

@@ -1,5 +1,5 @@
 #include "abi/export.h"
-#include "ops/loading/importops.h"
+#include "ops/loading/load_images.h"
 
 #include <opencv2/core.hpp>
 

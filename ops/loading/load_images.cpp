@@ -1,89 +1,147 @@
 #include "ops/loading/load_images.h"
 
-#include "ops/loading/direct_jpeg.h"
+#include "convert/tensors.h"
+#include "ops/loading/bounds.h"
+#include "ops/loading/option_names.h"
+#include "ops/loading/parallel_load.h"
 
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
+#include <cstring>
+#include <stdexcept>
 
 namespace miravex::importops {
 
 namespace {
 
-/// The file as OpenCV reads it, empty when it can't. What it throws at (a header that promises more pixels
-/// than it accepts) is one more file that can't be read.
-cv::Mat readPicture(const std::string& path, const SlotFormat& format, Scratch& scratch)
-{
-    const bool color = format.channels != 1;
-    cv::Mat picture = readJpegDirectly(path, color, format.height, scratch);
-    if (!picture.empty()) return picture;
-    try {
-        picture = cv::imread(path, color ? cv::IMREAD_COLOR : cv::IMREAD_GRAYSCALE);
-    } catch (const cv::Exception&) {
-        return {};
+[[noreturn]] void refuse(const std::string& message) { throw std::runtime_error(message); }
+
+/// A numeric array of 32-bit floats as the library reads it.
+struct Floats {
+    float* data = nullptr;
+    std::vector<int64_t> dimensions;
+
+    [[nodiscard]] int64_t count() const
+    {
+        int64_t product = 1;
+        for (const int64_t dimension : dimensions) product = bounds::product({ product, dimension });
+        return product;
     }
-    // OpenCV's reader of Radiance pictures gives colours where gray is asked for; they would overrun the
-    // slot.
-    if (picture.type() == CV_8UC3 && !color) cv::cvtColor(picture, picture, cv::COLOR_BGR2GRAY);
-    return picture.type() == (color ? CV_8UC3 : CV_8UC1) ? picture : cv::Mat();
+};
+
+/// Type before rank, rank before dimensions. `what` names the array in the messages.
+Floats checkedFloats(LibraryData data, NumericArray array, int64_t rank, const std::string& what)
+{
+    if (!data->numericArrayServices || !array) refuse(what + " NumericArray is missing");
+    const NumericArrayServices& arrays = *data->numericArrayServices;
+    if (arrays.numericArrayGetType(array) != NumericArrayTypeReal32)
+        refuse(what + " NumericArray is of incorrect type");
+    if (arrays.numericArrayGetRank(array) != rank) refuse(what + " NumericArray is of incorrect rank");
+    const int64_t* dimensions = arrays.numericArrayGetDimensions(array);
+    if (!dimensions) refuse(what + " NumericArray has no dimensions");
+    Floats floats { static_cast<float*>(arrays.numericArrayGetData(array)),
+                    { dimensions, dimensions + rank } };
+    for (const int64_t dimension : floats.dimensions)
+        if (dimension < 0) refuse(what + " NumericArray has a negative dimension");
+    if (!floats.data && floats.count() > 0) refuse(what + " NumericArray has no data");
+    return floats;
+}
+
+/// The paths that stand one after the other in a string.
+std::vector<std::string> splitPaths(LibraryData data, const char* joined, KTensor lengths)
+{
+    const auto counts = integerElements(data, lengths);
+    if (!counts) refuse("The path lengths can't be read");
+    std::vector<std::string> paths;
+    paths.reserve(counts->size());
+    std::size_t left = std::strlen(joined);
+    for (const int64_t count : *counts) {
+        if (!bounds::pathFits(count, left))
+            refuse(count < 0 ? "A path length is negative" : "The path lengths exceed the string of paths");
+        paths.emplace_back(joined, static_cast<std::size_t>(count));
+        joined += count;
+        left -= static_cast<std::size_t>(count);
+    }
+    return paths;
+}
+
+int colorCodeOf(const std::string& name)
+{
+    const int code = valueOf(colorConversions, name, unknownColor);
+    if (code == unknownColor) refuse("Invalid color space.");
+    return code;
+}
+
+SlotFormat slotFormat(const Floats& destination, bool channelsLast)
+{
+    const auto& sizes = destination.dimensions;
+    const int64_t height = channelsLast ? sizes[1] : sizes[2];
+    const int64_t width = channelsLast ? sizes[2] : sizes[3];
+    const int64_t channels = channelsLast ? sizes[3] : sizes[1];
+    if (!bounds::channelsFit(channels)) refuse("Destination NumericArray must have 1 or 3 channels");
+    if (!bounds::slotFits(height, width)) refuse("Destination NumericArray has too large slots");
+    SlotFormat format;
+    format.height = static_cast<int>(height);
+    format.width = static_cast<int>(width);
+    format.channels = static_cast<int>(channels);
+    format.channelsLast = channelsLast;
+    return format;
+}
+
+/// The samples of a mean or deviation, or null when none is wanted.
+Floats slotArray(LibraryData data, bool wanted, NumericArray array, const std::string& what)
+{
+    constexpr int64_t rank = 3;
+    return wanted ? checkedFloats(data, array, rank, what) : Floats {};
+}
+
+void requireSlot(bool wanted, const Floats& floats, const SlotFormat& format, const std::string& what)
+{
+    if (wanted && !bounds::fillsSlot(floats.count(), format.height, format.width, format.channels))
+        refuse(what + " NumericArray has fewer elements than a slot");
+}
+
+/// A new integer list of the 1-based positions whose status is still zero.
+KTensor unreadPositions(LibraryData data, const std::vector<unsigned char>& status)
+{
+    std::vector<int64_t> positions;
+    for (std::size_t i = 0; i < status.size(); ++i)
+        if (status[i] == 0) positions.push_back(static_cast<int64_t>(i) + 1);
+    NewTensor tensor(data, TensorTypeInteger, { static_cast<int64_t>(positions.size()) });
+    if (!tensor) refuse("could not create output integer tensor.");
+    if (!positions.empty()) {
+        int64_t* elements = tensor.integers();
+        if (!elements) refuse("could not create output integer tensor.");
+        std::ranges::copy(positions, elements);
+    }
+    return tensor.release();
 }
 
 } // namespace
 
-LoadImages::LoadImages(std::vector<std::string> paths, float* destination, const SlotFormat& format,
-                       unsigned char* status)
-    : paths_(std::move(paths))
-    , destination_(destination)
-    , format_(format)
-    , status_(status)
+KTensor loadImagesFromPathInto(LibraryData data, const LoadRequest& request)
 {
-    handover_.give();
-}
+    constexpr int64_t rank = 4;
+    const Floats destination = checkedFloats(data, request.destination, rank, "Destination");
+    std::vector<std::string> paths = splitPaths(data, request.paths, request.lengths);
+    const auto files = static_cast<int64_t>(paths.size());
+    if (!bounds::haveSlots(files, destination.dimensions[0]))
+        refuse("There are more files than slots in the destination NumericArray");
+    const int colorCode = colorCodeOf(request.colorSpace);
+    const Floats mean = slotArray(data, request.hasMean, request.mean, "Mean image");
+    const Floats deviation =
+        slotArray(data, request.hasReciprocalDeviation, request.reciprocalDeviation, "rstddev image");
+    SlotFormat format = slotFormat(destination, request.channelsLast);
+    requireSlot(request.hasMean, mean, format, "Mean image");
+    requireSlot(request.hasReciprocalDeviation, deviation, format, "rstddev image");
+    format.mean = mean.data;
+    format.reciprocalDeviation = deviation.data;
+    format.colorCode = colorCode;
 
-void LoadImages::operator()(const cv::Range&) const
-{
-    handover_.take();
-    Scratch scratch;
-    for (std::size_t file; (file = next_.fetch_add(1, std::memory_order_relaxed)) < paths_.size();) {
-        try {
-            load(file, scratch);
-        } catch (...) {
-            next_.store(paths_.size(), std::memory_order_relaxed);
-            const std::lock_guard lock(mutex_);
-            if (!failure_) failure_ = std::current_exception();
-        }
-    }
-    handover_.give();
-}
-
-void LoadImages::load(std::size_t file, Scratch& scratch) const
-{
-    float* slot = destination_ + file * format_.samples();
-    status_[file] = loadImageInto(paths_[file], slot, format_, scratch) ? 1 : 0;
-}
-
-void LoadImages::finish() const
-{
-    handover_.take();
-    if (failure_) std::rethrow_exception(failure_);
-}
-
-bool loadImageInto(const std::string& path, float* slot, const SlotFormat& format, Scratch& scratch)
-{
-    cv::Mat picture = readPicture(path, format, scratch);
-    if (picture.empty()) {
-        std::mt19937 engine(std::random_device {}());
-        fillWithNoise(slot, format, engine);
-        return false;
-    }
-    if (picture.rows != format.height || picture.cols != format.width) {
-        cv::resize(picture, scratch.resized, cv::Size(format.width, format.height), 0, 0, cv::INTER_LINEAR);
-        picture = scratch.resized;
-    }
-    if (format.channelsLast)
-        writeInterleaved(slot, format, picture, scratch);
-    else
-        writePlanar(slot, format, picture, scratch);
-    return true;
+    if (!bounds::filesFit(files)) refuse("There are too many files");
+    std::vector<unsigned char> status(paths.size(), 0);
+    const LoadImages body(std::move(paths), destination.data, format, status.data());
+    cv::parallel_for_(cv::Range(0, static_cast<int>(files)), body, static_cast<double>(request.stripes));
+    body.finish();
+    return unreadPositions(data, status);
 }
 
 } // namespace miravex::importops

@@ -1,77 +1,38 @@
 #pragma once
 
-#include "convert/handover.h"
-#include "ops/loading/scratch.h"
+#include "miravex/host_interface.h"
 
-#include <opencv2/core.hpp>
-
-#include <atomic>
-#include <exception>
-#include <mutex>
-#include <random>
-#include <string>
-#include <vector>
-
+/// The batch loader: image files into one float array, ready for a network.
 namespace miravex::importops {
 
-/// What every slot of a batch has in common. A slot holds `samples()` floats: pixel by pixel with channels
-/// last, plane by plane otherwise; the mean and the reciprocal deviation are laid out like a slot or null.
-struct SlotFormat {
-    int height = 0;
-    int width = 0;
-    int channels = 3; ///< 1 or 3
-    const float* mean = nullptr;
-    const float* reciprocalDeviation = nullptr;
-    int colorCode = 0; ///< OpenCV's conversion from BGR
-    bool channelsLast = true;
-
-    [[nodiscard]] std::size_t planeSamples() const
-    {
-        return static_cast<std::size_t>(height) * static_cast<std::size_t>(width);
-    }
-    [[nodiscard]] std::size_t samples() const { return planeSamples() * static_cast<std::size_t>(channels); }
+/// The arguments of one call, as read from the slots.
+struct LoadRequest {
+    NumericArray destination; ///< (files, height, width, channels) or (files, channels, height, width)
+    const char* paths; ///< one after the other, without separators
+    KTensor lengths; ///< bytes of each path
+    const char* colorSpace;
+    bool hasMean;
+    NumericArray mean; ///< read only when there is one; likewise below
+    bool hasReciprocalDeviation;
+    NumericArray reciprocalDeviation;
+    int64_t stripes; ///< how many files may be under way at once; 0 or less: as many as OpenCV has threads
+    bool channelsLast;
 };
 
-/// The body of the parallel loop. A stripe of the loop is a permission to work, not a share of the work:
-/// whoever runs takes the next file until none is left, so that a few stripes of unequal pictures end
-/// together and one set of scratch memory serves a whole worker.
-class LoadImages : public cv::ParallelLoopBody {
-public:
-    /// `status` has one byte per path, zero before the loop and 1 after it for each file that was read.
-    LoadImages(std::vector<std::string> paths, float* destination, const SlotFormat& format,
-               unsigned char* status);
-
-    void operator()(const cv::Range& range) const override;
-
-    /// To be called after the loop: throws what stopped it, if anything did. The files not yet begun were
-    /// left alone then.
-    void finish() const;
-
-private:
-    void load(std::size_t file, Scratch& scratch) const;
-
-    std::vector<std::string> paths_;
-    float* destination_;
-    SlotFormat format_;
-    unsigned char* status_;
-    mutable std::atomic<std::size_t> next_ = 0;
-    mutable Handover handover_;
-    mutable std::mutex mutex_;
-    mutable std::exception_ptr failure_;
-};
-
-/// Fills one slot from one file; false when the file could not be read and the slot holds noise.
-bool loadImageInto(const std::string& path, float* slot, const SlotFormat& format, Scratch& scratch);
-
-/// Uniform noise in [0, 1) from 53 random bits a sample, less the mean.
-void fillWithNoise(float* slot, const SlotFormat& format, std::mt19937& engine);
-
-/// Put an 8-bit picture (BGR, or gray for one channel) of the slot's size into a slot with channels last.
-/// "RGB" alone changes the order of the channels.
-void writeInterleaved(float* slot, const SlotFormat& format, const cv::Mat& picture, Scratch& scratch);
-
-/// The same with channels first, where every colour space is honoured. A colour picture turned gray fills the
-/// first plane only.
-void writePlanar(float* slot, const SlotFormat& format, const cv::Mat& picture, Scratch& scratch);
+/// Reads every file into its slot of the destination: resized bilinearly, scaled to 0..1, in the named colour
+/// space ("RGB", "XYZ", "LAB", "LUV", "Grayscale"; the middle three and "Grayscale" of a colour slot change
+/// colours only with channels first), less the mean and times the reciprocal deviation, sample by sample.
+/// Files are read in parallel; results depend neither on the threads nor on `stripes`.
+///
+/// A file that can't be read gets uniform noise in [0, 1), less the mean. Returns the 1-based positions of
+/// those files as a new integer list.
+///
+/// Destination: 32-bit floats, rank 4, 1 or 3 channels, at least as many slots as there are files. Mean and
+/// reciprocal deviation: 32-bit floats, rank 3, at least a slot's elements in a slot's layout. Lengths: each
+/// at least 0, together no more than the string. "RGB" with one channel and channels last is OpenCV's error.
+///
+/// Throws std::runtime_error for every refusal, and whatever OpenCV throws but for errors while decoding,
+/// which fail the one file.
+KTensor loadImagesFromPathInto(LibraryData data, const LoadRequest& request);
 
 } // namespace miravex::importops

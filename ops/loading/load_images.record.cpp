@@ -2,8 +2,6 @@
 #include "ops/loading/bounds.h"
 #include "ops/loading/option_names.h"
 
-#include <algorithm>
-
 namespace miravex {
 
 namespace {
@@ -60,14 +58,14 @@ bool fillsSlot(const CallView& call, std::string_view name)
     if (!array || !isFloats(*array, 3)) return false;
     const int64_t count =
         bounds::product({ array->dimensions[0], array->dimensions[1], array->dimensions[2] });
-    return count >= bounds::product({ slots.height, slots.width, slots.channels });
+    return bounds::fillsSlot(count, slots.height, slots.width, slots.channels);
 }
 
 bool lengthsFit(const CallView& call)
 {
     std::size_t left = call.text("paths").size();
     for (const int64_t length : call.integers("lengths")) {
-        if (length < 0 || static_cast<std::size_t>(length) > left) return false;
+        if (!bounds::pathFits(length, left)) return false;
         left -= static_cast<std::size_t>(length);
     }
     return true;
@@ -77,20 +75,16 @@ constexpr Constraint loadConstraints[] = {
     { "destination", "an array of rank 4",
       [](const CallView& call) { return isFloats(*call.array("destination"), 4); } },
     { "destination", "1 or 3 channels",
-      [](const CallView& call) {
-          const int64_t channels = slotsOf(call).channels;
-          return channels == 1 || channels == 3;
-      } },
-    { "destination", "at most 2^30 rows and columns",
-      [](const CallView& call) {
-          const Slots slots = slotsOf(call);
-          return slots.height <= bounds::slotSide && slots.width <= bounds::slotSide;
-      } },
+      [](const CallView& call) { return bounds::channelsFit(slotsOf(call).channels); } },
+    { "destination",
+      { "at most {} rows and columns", bounds::slotSide },
+      [](const CallView& call) { return bounds::slotFits(slotsOf(call).height, slotsOf(call).width); } },
     { "lengths", "lengths of at least 0 that together do not exceed the paths", lengthsFit },
     { "lengths", "at most as many files as the destination has slots",
-      [](const CallView& call) {
-          return call.length("lengths") <= std::min(slotsOf(call).files, bounds::batchFiles);
-      } },
+      [](const CallView& call) { return bounds::haveSlots(call.length("lengths"), slotsOf(call).files); } },
+    { "lengths",
+      { "at most {} files", bounds::batchFiles },
+      [](const CallView& call) { return bounds::filesFit(call.length("lengths")); } },
     { "mean", "an array of rank 3 with at least a slot's elements",
       [](const CallView& call) { return call.integer("has_mean") == 0 || fillsSlot(call, "mean"); } },
     { "rstddev", "an array of rank 3 with at least a slot's elements",
@@ -110,9 +104,9 @@ constexpr Text loadLimits[] = {
     "A colour slot with channels first turned to Grayscale has its first plane filled only, and only that "
     "plane has the mean and deviation applied.",
     "A truncated JPEG counts as read; miravex load looks for the end of each file and reports it.",
-    "Refused: more files than slots, channels other than 1 and 3, more than 2^30 rows, columns or files, "
-    "path "
-    "lengths below 0 or beyond the string, mean and deviation with fewer elements than a slot.",
+    { "Refused: more files than slots, channels other than 1 and 3, more than {} rows or columns or {} "
+      "files, path lengths below 0 or beyond the string, mean and deviation with fewer elements than a slot.",
+      bounds::slotSide, bounds::batchFiles },
     "The command line loads batches with miravex load.",
 };
 

@@ -1,5 +1,5 @@
 #include "convert/opencv_compat.h"
-#include "ops/loading/load_images.h"
+#include "ops/loading/parallel_load.h"
 #include "ops/loading/scale_into.h"
 
 #include <opencv2/imgproc.hpp>

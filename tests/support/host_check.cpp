@@ -1,6 +1,7 @@
 #include "tests/support/host_check.h"
 
 #include "catalog/explain.h"
+#include "host/arguments.h"
 #include "tests/support/call_check.h"
 #include "tests/support/temporary_folder.h"
 

@@ -187,8 +187,8 @@ private:
         if (!values) return;
         const auto index = static_cast<std::size_t>(argumentIndex(operation_, argument.name));
         const auto* held = std::get_if<TensorPointer>(&(*values)[index]);
-        if (!held || !*held) return;
-        const TensorPointer& given = *held;
+        const Tensor* given = held ? held->get() : nullptr;
+        if (!given) return;
         if (rule.rank > 0) {
             std::vector<int64_t> more = given->dimensions;
             more.push_back(2); // not 1: some lists are read by their length alone

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "catalog/catalog.h"
 #include "host/arguments.h"
 
 #include <cstdint>

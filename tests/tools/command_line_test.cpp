@@ -282,4 +282,20 @@ TEST_F(CommandLine, PrintsReals)
     EXPECT_NEAR(json::parse(result.out)["value"], 0, 1e-6); // the same shape, larger
 }
 
+TEST_F(CommandLine, TakesAndGivesPicturesOfEveryType)
+{
+    const cv::Mat original = noise(20, 30, CV_16UC3);
+    picture("in.png", original);
+    succeed({ "pyr-up", "in.png", "-o", "out.tiff" });
+    cv::Mat expected;
+    cv::pyrUp(original, expected);
+    EXPECT_TRUE(sameBits(cv::imread(path("out.tiff"), cv::IMREAD_UNCHANGED), expected));
+
+    cv::Mat reals = noise(20, 30, CV_32FC3) * 7;
+    picture("in.exr", reals);
+    succeed({ "pyr-up", "in.exr", "-o", "out.exr" });
+    cv::pyrUp(reals, expected);
+    EXPECT_TRUE(sameBits(cv::imread(path("out.exr"), cv::IMREAD_UNCHANGED), expected));
+}
+
 } // namespace miravex::test

@@ -5,11 +5,11 @@
 
 namespace miravex::test {
 
-using cli::fitted;
-using cli::Notes;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using tool::fitted;
+using tool::Notes;
 
 namespace {
 

@@ -67,7 +67,7 @@ TEST_F(Gallery, RefusesAForeignFolder)
 
 TEST_F(Gallery, KnowsTheSamplesOfAllExamples)
 {
-    const std::vector<std::string> names = cli::Samples::names();
+    const std::vector<std::string> names = tool::Samples::names();
     for (const Operation* operation : catalog()) {
         for (const Example& example : operation->examples) {
             for (const std::string_view word : example.words) {
@@ -82,20 +82,20 @@ TEST_F(Gallery, KnowsTheSamplesOfAllExamples)
 TEST_F(Gallery, MakesEverySampleOrSaysWhatIsMissing)
 {
     SKIP_WITHOUT(photo("fruits.jpg"));
-    cli::Samples samples(path("samples"), [](const std::string& operation, const auto&, const std::string&) {
-        throw cli::MissingSample("not run here: " + operation);
+    tool::Samples samples(path("samples"), [](const std::string& operation, const auto&, const std::string&) {
+        throw tool::MissingSample("not run here: " + operation);
     });
-    for (const std::string& name : cli::Samples::names()) {
+    for (const std::string& name : tool::Samples::names()) {
         try {
             const std::vector<std::string>& words = samples.words(name);
             EXPECT_FALSE(words.empty()) << name;
             for (const std::string& word : words)
                 EXPECT_TRUE(!std::filesystem::exists(word) || std::filesystem::file_size(word) > 0) << name;
-        } catch (const cli::MissingSample& missing) {
+        } catch (const tool::MissingSample& missing) {
             EXPECT_FALSE(std::string(missing.what()).empty()) << name;
         }
     }
-    EXPECT_THROW(samples.words("no_such_sample"), cli::MissingSample);
+    EXPECT_THROW(samples.words("no_such_sample"), tool::MissingSample);
 }
 
 } // namespace miravex::test

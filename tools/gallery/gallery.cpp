@@ -1,13 +1,13 @@
 #include "catalog/catalog.h"
 #include "files/files.h"
 #include "files/pictures.h"
-#include "files/progress.h"
 #include "host/arguments.h"
 #include "host/json_text.h"
 #include "tools/gallery/gallery_page.h"
 #include "tools/gallery/samples.h"
-#include "tools/miravex/call.h"
 #include "tools/miravex/commands.h"
+#include "tools/miravex/perform.h"
+#include "tools/miravex/progress.h"
 #include "tools/miravex/text.h"
 
 #include <opencv2/imgcodecs.hpp>
@@ -22,7 +22,7 @@
 #include <span>
 #include <tuple>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace fs = std::filesystem;
 
@@ -94,7 +94,7 @@ cv::Mat showable(const cv::Mat& frame, PixelType type, Scale& scale)
     if (channels == 1 || channels == 3)
         shown = frame.clone();
     else if (channels == 4)
-        shown = withoutAlpha(frame);
+        shown = files::withoutAlpha(frame);
     else
         cv::extractChannel(frame, shown, 0);
 
@@ -102,7 +102,7 @@ cv::Mat showable(const cv::Mat& frame, PixelType type, Scale& scale)
     shown.convertTo(shown, CV_32F, 1 / full);
     shown = withinUnit(shown, scale);
     shown.convertTo(shown, CV_8U, 255);
-    swapRedAndBlue(shown);
+    files::swapRedAndBlue(shown);
     return shown;
 }
 
@@ -127,16 +127,16 @@ cv::Mat limited(const cv::Mat& picture)
 }
 
 /// Puts pictures beside the page.
-class Hall {
+class PictureFolder {
 public:
-    explicit Hall(const fs::path& folder)
+    explicit PictureFolder(const fs::path& folder)
         : folder_(folder)
     {
         fs::create_directories(folder_ / "pictures");
     }
 
     /// The first frames of an image, each as a picture of its own.
-    std::vector<Figure> hang(const Image& image, const std::string& stem, const std::string& caption) const
+    std::vector<Figure> save(const Image& image, const std::string& stem, const std::string& caption) const
     {
         const ImagePointer source = convertImage(image, image.pixelType, image.shape.channels > 1);
         std::vector<Figure> figures;
@@ -167,11 +167,11 @@ void append(std::vector<Figure>& figures, std::vector<Figure> more)
 }
 
 /// A film that the library reads itself is shown by its frames; other files are not shown.
-std::vector<Figure> hangFile(const Hall& hall, const std::string& path, const std::string& stem,
-                             const Argument& argument)
+std::vector<Figure> figuresOfFile(const PictureFolder& pictures, const std::string& path,
+                                  const std::string& stem, const Argument& argument)
 {
-    if (extensionOf(path) != ".avi") return {};
-    return hall.hang(*readPicture(path, framesShown), stem, std::string(argument.name));
+    if (files::extensionOf(path) != ".avi") return {};
+    return pictures.save(*files::readPicture(path, framesShown), stem, std::string(argument.name));
 }
 
 /// Files that a batch was loaded into: one slot each, channels last.
@@ -186,7 +186,8 @@ ImagePointer slotsOf(const Array& array)
     return image;
 }
 
-std::vector<Figure> hangInputs(const Hall& hall, const Performed& performed, const std::string& stem)
+std::vector<Figure> inputFigures(const PictureFolder& pictures, const Performed& performed,
+                                 const std::string& stem)
 {
     std::vector<Figure> figures;
     for (std::size_t i = 0; i < performed.arguments.size(); ++i) {
@@ -194,46 +195,48 @@ std::vector<Figure> hangInputs(const Hall& hall, const Performed& performed, con
         const std::string name = fmt::format("{}-{}", stem, argument.name);
         if (const auto* image = std::get_if<ImagePointer>(&performed.arguments[i])) {
             const bool placeholder = argument.optional && (*image)->shape.samples() == 1;
-            if (!placeholder) append(figures, hall.hang(**image, name, std::string(argument.name)));
+            if (!placeholder) append(figures, pictures.save(**image, name, std::string(argument.name)));
         } else if (const auto* text = std::get_if<std::string>(&performed.arguments[i]);
                    text && argument.isPath) {
-            append(figures, hangFile(hall, *text, name, argument));
+            append(figures, figuresOfFile(pictures, *text, name, argument));
         }
     }
     return figures;
 }
 
 /// What the library wrote into an array of the host is a result too.
-void hangArrays(const Hall& hall, const Performed& performed, const std::string& stem, Exhibit& exhibit)
+void addArrayFigures(const PictureFolder& pictures, const Performed& performed, const std::string& stem,
+                     Exhibit& exhibit)
 {
     for (std::size_t i = 0; i < performed.arguments.size(); ++i) {
         const Argument& argument = performed.operation->arguments[i];
         const auto* array = std::get_if<ArrayPointer>(&performed.arguments[i]);
         if (!array || !argument.rewritten) continue;
         if (const ImagePointer slots = slotsOf(**array))
-            append(exhibit.results,
-                   hall.hang(*slots, fmt::format("{}-{}", stem, argument.name), std::string(argument.name)));
+            append(
+                exhibit.results,
+                pictures.save(*slots, fmt::format("{}-{}", stem, argument.name), std::string(argument.name)));
     }
 }
 
-void hangResult(const Hall& hall, const Performed& performed, const CallWords& call, const std::string& stem,
-                Exhibit& exhibit)
+void addResultFigures(const PictureFolder& pictures, const Performed& performed, const ParsedCall& parsed,
+                      const std::string& stem, Exhibit& exhibit)
 {
     exhibit.outcome = describe(performed.value);
     if (const auto* image = std::get_if<ImagePointer>(&performed.value)) {
-        exhibit.results = hall.hang(**image, stem + "-result", "result");
+        exhibit.results = pictures.save(**image, stem + "-result", "result");
         return;
     }
     const auto* tensor = std::get_if<TensorPointer>(&performed.value);
     if (!tensor) return;
     exhibit.table = tableOf(performed.result.layout, **tensor);
-    hangArrays(hall, performed, stem, exhibit);
-    const ImagePointer drawn = drawnResult(performed, call);
+    addArrayFigures(pictures, performed, stem, exhibit);
+    const ImagePointer drawn = drawnResult(performed, parsed);
     if (!drawn) return;
     const std::string caption = performed.result.layout == Layout::Matches
         ? "result, drawn between the pictures"
         : "result, drawn over the input";
-    exhibit.results = hall.hang(*drawn, stem + "-overlay", caption);
+    exhibit.results = pictures.save(*drawn, stem + "-overlay", caption);
 }
 
 /// Words of an example as they stand in the record.
@@ -256,14 +259,14 @@ std::vector<std::string> usualWords(const Operation& operation)
 }
 
 /// Quick calls are made twice: the first call of all starts OpenCV's threads.
-Performed performWarm(const Library& library, const CallWords& call, Notes& notes)
+Performed performWarm(const Library& library, const ParsedCall& parsed, Notes& notes)
 {
     constexpr double quick = 250;
-    Performed performed = cli::perform(library, call, notes);
+    Performed performed = perform(library, parsed, notes);
     if (performed.milliseconds > quick) return performed;
     Notes repeated;
     performed.milliseconds =
-        std::min(performed.milliseconds, cli::perform(library, call, repeated).milliseconds);
+        std::min(performed.milliseconds, perform(library, parsed, repeated).milliseconds);
     return performed;
 }
 
@@ -276,22 +279,22 @@ Samples::Runner runnerOf(const Library& library)
             if (!operation) throw MissingSample(fmt::format("it is made by {}, which is not there", name));
             Settings settings;
             Notes notes;
-            writeResult(cli::perform(library, parseCall(*operation, words, settings), notes), file,
-                        extensionOf(file), true, notes);
+            writeResult(perform(library, parseCall(*operation, words, settings), notes), file,
+                        files::extensionOf(file), true, notes);
         };
 }
 
-void perform(const Library& library, const Hall& hall, Samples& samples,
-             const std::vector<std::string>& words, const std::string& stem, Exhibit& exhibit)
+void runExample(const Library& library, const PictureFolder& pictures, Samples& samples,
+                const std::vector<std::string>& words, const std::string& stem, Exhibit& exhibit)
 {
     exhibit.command = fmt::format("miravex {} {}", kebabCase(exhibit.operation->name), fmt::join(words, " "));
     try {
         Settings settings;
-        const CallWords call = parseCall(*exhibit.operation, samples.replaced(words), settings);
-        const Performed performed = performWarm(library, call, exhibit.notes);
+        const ParsedCall parsed = parseCall(*exhibit.operation, samples.replaced(words), settings);
+        const Performed performed = performWarm(library, parsed, exhibit.notes);
         exhibit.milliseconds = performed.milliseconds;
-        exhibit.inputs = hangInputs(hall, performed, stem);
-        hangResult(hall, performed, call, stem, exhibit);
+        exhibit.inputs = inputFigures(pictures, performed, stem);
+        addResultFigures(pictures, performed, parsed, stem, exhibit);
     } catch (const MissingSample& missing) {
         exhibit.skipped = missing.what();
     } catch (const std::exception& error) {
@@ -319,42 +322,42 @@ void checkFolder(const fs::path& folder, bool force)
             fmt::format("{} holds something else than a gallery; --force adds one", folder.string()));
 }
 
-std::vector<Exhibit> exhibitsOf(const Operation& operation, const Library& library, const Hall& hall,
-                                Samples& samples)
+std::vector<Exhibit> exhibitsOf(const Operation& operation, const Library& library,
+                                const PictureFolder& pictures, Samples& samples)
 {
     const std::string name = kebabCase(operation.name);
     std::vector<Exhibit> exhibits;
     for (const Example& example : operation.examples) {
         Exhibit exhibit { .operation = &operation, .title = std::string(example.title) };
-        perform(library, hall, samples, wordsOf(example), fmt::format("{}-{}", name, exhibits.size() + 1),
-                exhibit);
+        runExample(library, pictures, samples, wordsOf(example),
+                   fmt::format("{}-{}", name, exhibits.size() + 1), exhibit);
         exhibits.push_back(std::move(exhibit));
     }
     if (!exhibits.empty()) return exhibits;
     Exhibit exhibit { .operation = &operation };
-    perform(library, hall, samples, usualWords(operation), name, exhibit);
+    runExample(library, pictures, samples, usualWords(operation), name, exhibit);
     return { exhibit };
 }
 
 } // namespace
 
-ExitStatus makeGallery(const Session& session, const GalleryWishes& wishes)
+ExitStatus makeGallery(const Session& session, const GalleryOptions& options)
 {
-    const fs::path folder = wishes.folder;
+    const fs::path folder = options.folder;
     checkFolder(folder, session.settings.force);
-    const std::vector<const Operation*> operations = chosen(wishes.operations);
+    const std::vector<const Operation*> operations = chosen(options.operations);
     const Library library;
-    const Hall hall(folder);
+    const PictureFolder pictures(folder);
     Samples samples(folder / "samples", runnerOf(library));
     std::vector<Exhibit> exhibits;
     Progress progress("gallery", static_cast<int64_t>(operations.size()));
     for (const Operation* operation : operations) {
-        for (Exhibit& exhibit : exhibitsOf(*operation, library, hall, samples))
+        for (Exhibit& exhibit : exhibitsOf(*operation, library, pictures, samples))
             exhibits.push_back(std::move(exhibit));
         progress.advance();
     }
-    writeWhole(folder / "gallery.json", jsonText(jsonOf(exhibits), 2) + "\n");
-    writeWhole(folder / "index.html", pageOf(exhibits));
+    files::writeWhole(folder / "gallery.json", jsonText(jsonOf(exhibits), 2) + "\n");
+    files::writeWhole(folder / "index.html", pageOf(exhibits));
 
     const auto failed = std::ranges::count_if(exhibits, [](const Exhibit& e) { return !e.failed.empty(); });
     const auto skipped = std::ranges::count_if(exhibits, [](const Exhibit& e) { return !e.skipped.empty(); });
@@ -368,4 +371,4 @@ ExitStatus makeGallery(const Session& session, const GalleryWishes& wishes)
     return failed > 0 ? ExitStatus::OperationFailed : ExitStatus::Done;
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

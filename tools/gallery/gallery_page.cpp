@@ -12,7 +12,7 @@
 #include <algorithm>
 #include <array>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace {
 
@@ -237,4 +237,4 @@ nlohmann::ordered_json jsonOf(const std::vector<Exhibit>& exhibits)
     return json;
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -1,14 +1,14 @@
 #pragma once
 
 #include "catalog/record.h"
-#include "files/failure.h"
 #include "host/results.h"
+#include "tools/miravex/failure.h"
 
 #include <optional>
 #include <string>
 #include <vector>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 /// A picture on the page.
 struct Figure {
@@ -37,4 +37,4 @@ std::string pageOf(const std::vector<Exhibit>& exhibits);
 /// The same as JSON, for documentation.
 nlohmann::ordered_json jsonOf(const std::vector<Exhibit>& exhibits);
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -17,7 +17,7 @@
 #include <fstream>
 #include <limits>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace fs = std::filesystem;
 
@@ -28,9 +28,9 @@ using Words = std::vector<std::string>;
 // --- helpers of the samples below -----------------------------------------------------------------------
 
 /// Where originals come from and where made files go.
-class Workshop {
+class SampleMaker {
 public:
-    Workshop(const fs::path& folder, Samples& samples, const Samples::Runner& run)
+    SampleMaker(const fs::path& folder, Samples& samples, const Samples::Runner& run)
         : folder_(folder)
         , samples_(samples)
         , run_(run)
@@ -88,17 +88,17 @@ public:
                                    const std::vector<double>& elements) const
     {
         const fs::path file = folder_ / name;
-        NpyArray array { 'f', sizeof(double), std::move(shape), {} };
+        files::NpyArray array { 'f', sizeof(double), std::move(shape), {} };
         const auto* first = reinterpret_cast<const std::byte*>(elements.data());
         array.data.assign(first, first + elements.size() * sizeof(double));
-        writeNpy(file, array);
+        files::writeNpy(file, array);
         return { file.string() };
     }
     /// Some columns of a sample that is a table.
     [[nodiscard]] Words columns(const std::string& name, const std::string& sample, std::size_t first,
                                 std::size_t end) const
     {
-        const NpyArray table = readNpy(samples_.words(sample).front());
+        const files::NpyArray table = files::readNpy(samples_.words(sample).front());
         const auto width = static_cast<std::size_t>(table.shape.back());
         std::vector<double> elements;
         for (std::size_t i = 0; i < table.length(); ++i)
@@ -191,24 +191,24 @@ std::vector<Exposure> realExposures()
 
 // --- samples that are more than a line -------------------------------------------------------------------
 
-Words exposures(const Workshop& workshop)
+Words exposures(const SampleMaker& maker)
 {
     Words files;
     for (const Exposure& exposure : realExposures()) files.push_back(exposure.file);
     if (!files.empty()) return files;
-    const cv::Mat light = linear(Workshop::picture("fruits.jpg"));
+    const cv::Mat light = linear(SampleMaker::picture("fruits.jpg"));
     std::vector<cv::Mat> bracket;
     for (const double time : exposureTimes) bracket.push_back(exposed(light, time));
-    return workshop.keepAll("exposure", bracket);
+    return maker.keepAll("exposure", bracket);
 }
 
-Words exposureValues(const Workshop& workshop)
+Words exposureValues(const SampleMaker& maker)
 {
     std::vector<double> values;
     for (const Exposure& exposure : realExposures()) values.push_back(exposure.reciprocalTime);
     if (values.empty())
         for (const double time : exposureTimes) values.push_back(1 / time);
-    return workshop.keepTensor("exposure-values.npy", { static_cast<int64_t>(values.size()) }, values);
+    return maker.keepTensor("exposure-values.npy", { static_cast<int64_t>(values.size()) }, values);
 }
 
 /// How far each pixel is from black and white, the same for its three channels, so that colours stay. Steep:
@@ -224,13 +224,13 @@ cv::Mat trust(const cv::Mat& picture)
     return weight;
 }
 
-Words highDynamicRange(const Workshop& workshop)
+Words highDynamicRange(const SampleMaker& maker)
 {
     const std::vector<Exposure> bracket = realExposures();
     // Each pixel from the middle of the bracket's range; a simple stand-in for a camera's radiance map.
     cv::Mat light;
     if (bracket.empty()) {
-        light = linear(Workshop::picture("fruits.jpg")) * 4;
+        light = linear(SampleMaker::picture("fruits.jpg")) * 4;
     } else {
         cv::Mat weights;
         for (const Exposure& exposure : bracket) {
@@ -242,21 +242,21 @@ Words highDynamicRange(const Workshop& workshop)
         }
         cv::divide(light, weights, light);
     }
-    return workshop.keep("hdr.exr", light);
+    return maker.keep("hdr.exr", light);
 }
 
-Words film(const Workshop& workshop)
+Words film(const SampleMaker& maker)
 {
     constexpr int frames = 10;
-    const fs::path file = workshop.path("film.avi");
-    const cv::Mat scene = smaller(Workshop::picture("graf1.png"), 0.5);
+    const fs::path file = maker.path("film.avi");
+    const cv::Mat scene = smaller(SampleMaker::picture("graf1.png"), 0.5);
     cv::VideoWriter video(file.string(), cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 10, cv::Size(160, 120));
     if (!video.isOpened()) throw MissingSample("OpenCV cannot write an AVI here");
     for (const cv::Mat& frame : pan(scene, frames, cv::Size(160, 120), cv::Point(2, 1))) video.write(frame);
     return { file.string() };
 }
 
-Words shapes(const Workshop& workshop)
+Words shapes(const SampleMaker& maker)
 {
     cv::Mat picture(240, 320, CV_8U, cv::Scalar(0));
     cv::circle(picture, { 70, 70 }, 45, cv::Scalar(255), cv::FILLED);
@@ -268,21 +268,21 @@ Words shapes(const Workshop& workshop)
         { 220, 205 }, { 185, 225 }, { 195, 190 }, { 165, 170 }, { 205, 165 }
     };
     cv::fillPoly(picture, std::vector<std::vector<cv::Point>> { star }, cv::Scalar(255));
-    return workshop.keep("shapes.png", picture);
+    return maker.keep("shapes.png", picture);
 }
 
-Words edges(const Workshop& workshop)
+Words edges(const SampleMaker& maker)
 {
     cv::Mat found;
-    cv::Canny(Workshop::picture("building.jpg", cv::IMREAD_GRAYSCALE), found, 100, 250);
-    return workshop.keep("edges.png", found);
+    cv::Canny(SampleMaker::picture("building.jpg", cv::IMREAD_GRAYSCALE), found, 100, 250);
+    return maker.keep("edges.png", found);
 }
 
 /// Keypoints and descriptors of a view, one row each.
-Words described(const Workshop& workshop, const std::string& view)
+Words described(const SampleMaker& maker, const std::string& view)
 {
-    return workshop.result(view + "-described.npy", "Kaze",
-                           { "@" + view, "--mode", "detectAndCompute", "--threshold", "0.006" });
+    return maker.result(view + "-described.npy", "Kaze",
+                        { "@" + view, "--mode", "detectAndCompute", "--threshold", "0.006" });
 }
 
 constexpr std::size_t keypointColumns = 7;
@@ -293,35 +293,35 @@ std::vector<std::string> batchFiles()
 {
     std::vector<std::string> files;
     for (const char* name : { "fruits.jpg", "building.jpg", "home.jpg", "messi5.jpg" })
-        files.push_back(Workshop::document(name).front());
+        files.push_back(SampleMaker::document(name).front());
     return files;
 }
 
-Words mask(const Workshop& workshop)
+Words mask(const SampleMaker& maker)
 {
-    const cv::Mat photo = Workshop::picture("fruits.jpg");
+    const cv::Mat photo = SampleMaker::picture("fruits.jpg");
     cv::Mat picture(photo.size(), CV_8U, cv::Scalar(0));
     cv::circle(picture, { photo.cols / 2, photo.rows / 2 }, photo.rows / 3, cv::Scalar(255), cv::FILLED);
-    return workshop.keep("mask.png", picture);
+    return maker.keep("mask.png", picture);
 }
 
 /// Waves of some pixels: the column (or row) that each pixel comes from.
-Words ripple(const Workshop& workshop, const std::string& name, bool columns)
+Words ripple(const SampleMaker& maker, const std::string& name, bool columns)
 {
     constexpr double height = 5, length = 60;
-    const cv::Size size = Workshop::picture("fruits.jpg").size();
+    const cv::Size size = SampleMaker::picture("fruits.jpg").size();
     std::vector<double> positions;
     for (int y = 0; y < size.height; ++y)
         for (int x = 0; x < size.width; ++x)
             positions.push_back(columns ? x + height * std::sin(2 * CV_PI * y / length)
                                         : y + height * std::sin(2 * CV_PI * x / length));
-    return workshop.keepTensor(name, { size.height, size.width }, positions);
+    return maker.keepTensor(name, { size.height, size.width }, positions);
 }
 
 /// Takes the corners of the puzzle, measured from the bottom left, to those of the picture.
-Words sudokuHomography(const Workshop& workshop)
+Words sudokuHomography(const SampleMaker& maker)
 {
-    const cv::Size size = Workshop::picture("sudoku.png").size();
+    const cv::Size size = SampleMaker::picture("sudoku.png").size();
     const auto width = static_cast<float>(size.width);
     const auto height = static_cast<float>(size.height);
     const std::array<cv::Point2f, 4> corners {
@@ -329,7 +329,7 @@ Words sudokuHomography(const Workshop& workshop)
     };
     const std::array<cv::Point2f, 4> targets { { { 0, height }, { width, height }, { width, 0 }, { 0, 0 } } };
     const cv::Mat_<double> matrix = cv::getPerspectiveTransform(corners.data(), targets.data());
-    return workshop.keepTensor("sudoku-homography.npy", { 3, 3 }, { matrix.begin(), matrix.end() });
+    return maker.keepTensor("sudoku-homography.npy", { 3, 3 }, { matrix.begin(), matrix.end() });
 }
 
 std::vector<cv::Mat> noisyFrames(const cv::Mat& picture)
@@ -339,68 +339,69 @@ std::vector<cv::Mat> noisyFrames(const cv::Mat& picture)
     return frames;
 }
 
-Words portrait(const Workshop&)
+Words portrait(const SampleMaker&)
 {
     const fs::path file = "/usr/share/matplotlib/mpl-data/sample_data/grace_hopper.jpg";
-    return Workshop::original(file, "python-matplotlib-data");
+    return SampleMaker::original(file, "python-matplotlib-data");
 }
 
 // --- the table ------------------------------------------------------------------------------------------
 
 struct Sample {
     std::string_view name;
-    Words (*make)(const Workshop& workshop);
+    Words (*make)(const SampleMaker& maker);
 };
 
 const Sample table[] = {
     // Photos as they are.
-    { "photo", [](const Workshop& w) { return w.document("fruits.jpg"); } },
-    { "document", [](const Workshop& w) { return w.document("sudoku.png"); } },
-    { "sudoku", [](const Workshop& w) { return w.document("sudoku.png"); } },
-    { "building", [](const Workshop& w) { return w.document("building.jpg"); } },
+    { "photo", [](const SampleMaker& w) { return w.document("fruits.jpg"); } },
+    { "document", [](const SampleMaker& w) { return w.document("sudoku.png"); } },
+    { "sudoku", [](const SampleMaker& w) { return w.document("sudoku.png"); } },
+    { "building", [](const SampleMaker& w) { return w.document("building.jpg"); } },
     { "portrait", portrait },
-    { "graf1", [](const Workshop& w) { return w.document("graf1.png"); } },
-    { "graf3", [](const Workshop& w) { return w.document("graf3.png"); } },
-    { "coins", [](const Workshop& w) { return w.document("smarties.png"); } },
+    { "graf1", [](const SampleMaker& w) { return w.document("graf1.png"); } },
+    { "graf3", [](const SampleMaker& w) { return w.document("graf3.png"); } },
+    { "coins", [](const SampleMaker& w) { return w.document("smarties.png"); } },
     { "flow_pair",
-      [](const Workshop& w) {
+      [](const SampleMaker& w) {
           return Words { w.document("rubberwhale1.png").front(), w.document("rubberwhale2.png").front() };
       } },
     // Made from photos.
-    { "small", [](const Workshop& w) { return w.keep("small.png", smaller(w.picture("fruits.jpg"), 0.3)); } },
+    { "small",
+      [](const SampleMaker& w) { return w.keep("small.png", smaller(w.picture("fruits.jpg"), 0.3)); } },
     { "gray",
-      [](const Workshop& w) { return w.keep("gray.png", w.picture("home.jpg", cv::IMREAD_GRAYSCALE)); } },
-    { "bayer", [](const Workshop& w) { return w.keep("bayer.png", mosaic(w.picture("fruits.jpg"))); } },
+      [](const SampleMaker& w) { return w.keep("gray.png", w.picture("home.jpg", cv::IMREAD_GRAYSCALE)); } },
+    { "bayer", [](const SampleMaker& w) { return w.keep("bayer.png", mosaic(w.picture("fruits.jpg"))); } },
     { "noisy",
-      [](const Workshop& w) {
+      [](const SampleMaker& w) {
           return w.keep("noisy.png", withNoise(smaller(w.picture("fruits.jpg"), 0.6), noiseLevel, 1));
       } },
     { "noisy_gray",
-      [](const Workshop& w) {
+      [](const SampleMaker& w) {
           return w.keep("noisy-gray.png",
                         withNoise(smaller(w.picture("home.jpg", cv::IMREAD_GRAYSCALE), 0.6), noiseLevel, 1));
       } },
     { "noisy_sequence",
-      [](const Workshop& w) {
+      [](const SampleMaker& w) {
           return w.keepAll("noisy-frame", noisyFrames(smaller(w.picture("fruits.jpg"), 0.5)));
       } },
     { "noisy_gray_sequence",
-      [](const Workshop& w) {
+      [](const SampleMaker& w) {
           return w.keepAll("noisy-gray-frame",
                            noisyFrames(smaller(w.picture("home.jpg", cv::IMREAD_GRAYSCALE), 0.6)));
       } },
     { "shifted1",
-      [](const Workshop& w) {
+      [](const SampleMaker& w) {
           return w.keep("shifted1.png",
                         w.picture("home.jpg", cv::IMREAD_GRAYSCALE)(cv::Rect(40, 40, 256, 256)));
       } },
     { "shifted2",
-      [](const Workshop& w) {
+      [](const SampleMaker& w) {
           return w.keep("shifted2.png",
                         w.picture("home.jpg", cv::IMREAD_GRAYSCALE)(cv::Rect(52, 35, 256, 256)));
       } },
     { "template",
-      [](const Workshop& w) {
+      [](const SampleMaker& w) {
           return w.keep("template.png",
                         w.picture("home.jpg", cv::IMREAD_GRAYSCALE)(cv::Rect(200, 150, 60, 60)));
       } },
@@ -408,53 +409,54 @@ const Sample table[] = {
     { "edges", edges },
     { "shapes", shapes },
     { "film", film },
-    { "ripple_x", [](const Workshop& w) { return ripple(w, "ripple-x.npy", true); } },
-    { "ripple_y", [](const Workshop& w) { return ripple(w, "ripple-y.npy", false); } },
+    { "ripple_x", [](const SampleMaker& w) { return ripple(w, "ripple-x.npy", true); } },
+    { "ripple_y", [](const SampleMaker& w) { return ripple(w, "ripple-y.npy", false); } },
     { "sudoku_homography", sudokuHomography },
     { "exposures", exposures },
     { "exposure_values", exposureValues },
     { "hdr", highDynamicRange },
     // Results of operations.
     { "log_polar",
-      [](const Workshop& w) {
+      [](const SampleMaker& w) {
           return w.result("log-polar.png", "LogPolarRemap",
                           { "@photo", "--magnitude", "85", "--color", "0,0,0" });
       } },
-    { "graf1_described", [](const Workshop& w) { return described(w, "graf1"); } },
-    { "graf3_described", [](const Workshop& w) { return described(w, "graf3"); } },
+    { "graf1_described", [](const SampleMaker& w) { return described(w, "graf1"); } },
+    { "graf3_described", [](const SampleMaker& w) { return described(w, "graf3"); } },
     { "graf1_keypoints",
-      [](const Workshop& w) {
+      [](const SampleMaker& w) {
           return w.columns("graf1-keypoints.npy", "graf1_described", 0, keypointColumns);
       } },
     { "graf3_keypoints",
-      [](const Workshop& w) {
+      [](const SampleMaker& w) {
           return w.columns("graf3-keypoints.npy", "graf3_described", 0, keypointColumns);
       } },
     { "graf1_descriptors",
-      [](const Workshop& w) {
+      [](const SampleMaker& w) {
           return w.columns("graf1-descriptors.npy", "graf1_described", keypointColumns, allColumns);
       } },
     { "graf3_descriptors",
-      [](const Workshop& w) {
+      [](const SampleMaker& w) {
           return w.columns("graf3-descriptors.npy", "graf3_described", keypointColumns, allColumns);
       } },
     // A batch, as the batch loader takes it.
     { "batch_paths",
-      [](const Workshop&) { return Words { fmt::format("{}", fmt::join(batchFiles(), "")) }; } },
+      [](const SampleMaker&) { return Words { fmt::format("{}", fmt::join(batchFiles(), "")) }; } },
     { "batch_lengths",
-      [](const Workshop&) {
+      [](const SampleMaker&) {
           std::vector<std::size_t> lengths;
           for (const std::string& file : batchFiles()) lengths.push_back(file.size());
           return Words { fmt::format("{}", fmt::join(lengths, ",")) };
       } },
     // Files that the library itself reads.
     { "cascade",
-      [](const Workshop& w) {
+      [](const SampleMaker& w) {
           return w.original(cascadeFolder() / "haarcascade_frontalface_alt.xml", "opencv-data");
       } },
-    { "face_network_prototxt", [](const Workshop& w) { return w.further("face-network/deploy.prototxt"); } },
+    { "face_network_prototxt",
+      [](const SampleMaker& w) { return w.further("face-network/deploy.prototxt"); } },
     { "face_network_weights",
-      [](const Workshop& w) { return w.further("face-network/weights.caffemodel"); } },
+      [](const SampleMaker& w) { return w.further("face-network/weights.caffemodel"); } },
 };
 
 } // namespace
@@ -472,7 +474,7 @@ const std::vector<std::string>& Samples::words(const std::string& word)
     if (const auto made = made_.find(name); made != made_.end()) return made->second;
     const auto* sample = std::ranges::find(table, name, &Sample::name);
     if (sample == std::end(table)) throw MissingSample(fmt::format("there is no sample @{}", name));
-    return made_[name] = sample->make(Workshop(folder_, *this, run_));
+    return made_[name] = sample->make(SampleMaker(folder_, *this, run_));
 }
 
 std::vector<std::string> Samples::replaced(const std::vector<std::string>& words)
@@ -506,4 +508,4 @@ std::optional<fs::path> furtherDataFolder()
     return folder;
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 /// A sample can't be had on this machine; says what is missing and where it comes from.
 class MissingSample : public std::runtime_error {
@@ -49,4 +49,4 @@ std::filesystem::path samplePictureFolder();
 std::filesystem::path cascadeFolder();
 std::optional<std::filesystem::path> furtherDataFolder();
 
-} // namespace miravex::cli
+} // namespace miravex::tool

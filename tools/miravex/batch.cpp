@@ -2,12 +2,12 @@
 #include "draw/draw.h"
 #include "files/files.h"
 #include "files/pictures.h"
-#include "files/progress.h"
 #include "files/tensors.h"
 #include "host/json_text.h"
-#include "tools/miravex/call.h"
 #include "tools/miravex/commands.h"
 #include "tools/miravex/interrupt.h"
+#include "tools/miravex/perform.h"
+#include "tools/miravex/progress.h"
 #include "tools/miravex/text.h"
 
 #include <fmt/format.h>
@@ -16,7 +16,7 @@
 #include <algorithm>
 #include <set>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace fs = std::filesystem;
 
@@ -46,7 +46,7 @@ std::vector<std::string> expanded(const std::vector<std::string>& words)
         }
         std::vector<std::string> inside;
         for (const fs::directory_entry& entry : fs::directory_iterator(word))
-            if (entry.is_regular_file() && isPictureExtension(extensionOf(entry.path())))
+            if (entry.is_regular_file() && files::isPictureExtension(files::extensionOf(entry.path())))
                 inside.push_back(entry.path().string());
         std::ranges::sort(inside);
         files.insert(files.end(), inside.begin(), inside.end());
@@ -55,13 +55,13 @@ std::vector<std::string> expanded(const std::vector<std::string>& words)
 }
 
 /// The form of one result: as asked; else pictures keep their format where it can hold the result.
-std::string extensionFor(const CallWords& words, const Result& result, const std::string& input)
+std::string extensionFor(const ParsedCall& words, const Result& result, const std::string& input)
 {
     if (!words.format.empty()) return words.extension();
     if (!isPicture(result.kind)) return ".json";
     if (result.kind == ResultKind::Sequence) return ".tiff";
-    const std::string extension = extensionOf(input);
-    return isPictureExtension(extension) && extension != ".avi" ? extension : ".png";
+    const std::string extension = files::extensionOf(input);
+    return files::isPictureExtension(extension) && extension != ".avi" ? extension : ".png";
 }
 
 /// "photo.png", or "photo-2.png" where another file of the batch has that name already.
@@ -72,7 +72,7 @@ std::string uniqueName(const std::string& stem, const std::string& extension, st
     return name;
 }
 
-std::vector<Task> tasksOf(const CallWords& words, const Result& result)
+std::vector<Task> tasksOf(const ParsedCall& words, const Result& result)
 {
     const bool drawn = !words.overlay.empty();
     std::set<std::string> taken;
@@ -89,18 +89,19 @@ std::vector<Task> tasksOf(const CallWords& words, const Result& result)
     return tasks;
 }
 
-void checkBatch(const CallWords& words, const Result& result, const std::vector<Task>& tasks, bool force)
+void checkBatch(const ParsedCall& words, const Result& result, const std::vector<Task>& tasks, bool force)
 {
     const std::string operation = kebabCase(words.operation->name);
-    if (words.output.empty() || words.output == standardStream)
+    if (words.output.empty() || words.output == files::standardStream)
         throw Failure(ExitStatus::Usage, "a batch needs a folder for its results: -o FOLDER");
     if (tasks.empty()) throw Failure(ExitStatus::Usage, "a batch needs pictures, or folders that hold some");
     if (!words.overlay.empty() && (isPicture(result.kind) || !canDraw(result.layout)))
         throw Failure(ExitStatus::Usage,
                       fmt::format("the result of {} can't be drawn with --overlay", operation));
     for (const Task& task : tasks) {
-        const std::string extension = extensionOf(task.output);
-        if (isPicture(result.kind) ? !isPictureExtension(extension) : !isNumbersExtension(extension))
+        const std::string extension = files::extensionOf(task.output);
+        if (isPicture(result.kind) ? !files::isPictureExtension(extension)
+                                   : !files::isNumbersExtension(extension))
             throw Failure(ExitStatus::Usage,
                           fmt::format("cannot write the result of {} as \"{}\"", operation, extension));
         if (!force && fs::exists(task.output))
@@ -109,13 +110,15 @@ void checkBatch(const CallWords& words, const Result& result, const std::vector<
     }
 }
 
-void performTask(const Library& library, CallWords words, const Task& task, const Session& session)
-{
+void performTask(const Library& library, ParsedCall words, const Task& task, const Session& session)
+try {
     words.files = { task.input };
     Notes notes;
     const Performed performed = perform(library, words, notes);
-    writeResult(performed, task.output, extensionOf(task.output), session.settings.force, notes);
+    writeResult(performed, task.output, files::extensionOf(task.output), session.settings.force, notes);
     if (!task.overlay.empty()) writeOverlay(performed, words, task.overlay, session.settings.force, notes);
+} catch (const files::Error& error) {
+    throw Failure(error);
 }
 
 /// True when a picture is to blame for a refusal, so that another one may pass.
@@ -127,7 +130,7 @@ bool concernsPicture(const Operation& operation, const Failure& failure)
     });
 }
 
-Report performAll(const CallWords& words, const std::vector<Task>& tasks, const Session& session)
+Report performAll(const ParsedCall& words, const std::vector<Task>& tasks, const Session& session)
 {
     const Library library;
     const PoliteInterrupt interrupt;
@@ -151,7 +154,7 @@ Report performAll(const CallWords& words, const std::vector<Task>& tasks, const 
     return report;
 }
 
-nlohmann::ordered_json jsonOf(const CallWords& words, const Report& report)
+nlohmann::ordered_json jsonOf(const ParsedCall& words, const Report& report)
 {
     nlohmann::ordered_json json { { "operation", kebabCase(words.operation->name) },
                                   { "done", nlohmann::ordered_json::array() },
@@ -164,7 +167,7 @@ nlohmann::ordered_json jsonOf(const CallWords& words, const Report& report)
     return json;
 }
 
-void tellReport(const CallWords& words, const Report& report, std::size_t total, const Settings& settings)
+void tellReport(const ParsedCall& words, const Report& report, std::size_t total, const Settings& settings)
 {
     if (settings.json) {
         fmt::print("{}\n", jsonText(jsonOf(words, report)));
@@ -188,18 +191,18 @@ ExitStatus runBatch(Session& session, std::vector<std::string> words)
             "the operation");
     const Operation& operation = operationNamed(*name);
     words.erase(name);
-    const CallWords call = parseCall(operation, std::move(words), session.settings);
-    if (call.help) return helpOn(session, std::string(operation.name));
+    const ParsedCall parsed = parseCall(operation, std::move(words), session.settings);
+    if (parsed.help) return helpOn(session, std::string(operation.name));
     applyThreads(session.settings);
 
-    const Result& result = expectedResult(call);
-    const std::vector<Task> tasks = tasksOf(call, result);
-    checkBatch(call, result, tasks, session.settings.force);
-    fs::create_directories(call.output);
-    const Report report = performAll(call, tasks, session);
-    tellReport(call, report, tasks.size(), session.settings);
+    const Result& result = expectedResult(parsed);
+    const std::vector<Task> tasks = tasksOf(parsed, result);
+    checkBatch(parsed, result, tasks, session.settings.force);
+    fs::create_directories(parsed.output);
+    const Report report = performAll(parsed, tasks, session);
+    tellReport(parsed, report, tasks.size(), session.settings);
     if (report.interrupted) return ExitStatus::Interrupted;
     return report.failed.empty() ? ExitStatus::Done : ExitStatus::BatchPartlyFailed;
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -20,7 +20,7 @@
 #include <new>
 #include <utility>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace {
 
@@ -183,29 +183,29 @@ private:
     {
         auto* gallery = add("gallery", [this] {
             applyThreads(session_.settings);
-            return makeGallery(session_, wishes_);
+            return makeGallery(session_, galleryOptions_);
         });
-        gallery->add_option("folder", wishes_.folder);
-        gallery->add_option("operations", wishes_.operations);
+        gallery->add_option("folder", galleryOptions_.folder);
+        gallery->add_option("operations", galleryOptions_.operations);
     }
 
     void addLoad()
     {
         auto* load = app_.add_subcommand("load");
         load->set_help_flag();
-        addLoadOptions(*load, loadWords_);
+        addLoadOptions(*load, loadOptions_);
         load->callback([this] {
             if (std::exchange(help_, false)) return printLoadHelp();
             applyThreads(session_.settings);
-            status_ = runLoad(session_, loadWords_);
+            status_ = runLoad(session_, loadOptions_);
         });
     }
 
     CLI::App app_;
     Session session_;
     std::string name_;
-    GalleryWishes wishes_;
-    LoadWords loadWords_;
+    GalleryOptions galleryOptions_;
+    LoadOptions loadOptions_;
     ExitStatus status_ = ExitStatus::Done;
     bool help_ = false;
     bool version_ = false;
@@ -264,6 +264,8 @@ int runTool(int argc, const char* const* argv)
         return commandLine.run(words);
     } catch (const Failure& failure) {
         return fail(failure);
+    } catch (const files::Error& error) {
+        return fail(Failure(error));
     } catch (const std::bad_alloc&) {
         return fail({ ExitStatus::OperationFailed, "there is not enough memory" });
     } catch (const std::exception& error) {
@@ -271,4 +273,4 @@ int runTool(int argc, const char* const* argv)
     }
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "tools/miravex/call_words.h"
+#include "tools/miravex/parsed_call.h"
 
 #include <string>
 #include <vector>
 
 /// One function per command. Each prints its data on standard output and throws Failure.
-namespace miravex::cli {
+namespace miravex::tool {
 
 struct Session {
     Settings settings;
@@ -24,11 +24,11 @@ ExitStatus runDoctor(const Session& session);
 ExitStatus printCompletion(const std::string& shell);
 ExitStatus printManual();
 
-struct GalleryWishes {
+struct GalleryOptions {
     std::string folder;
     std::vector<std::string> operations; ///< all when empty
 };
-ExitStatus makeGallery(const Session& session, const GalleryWishes& wishes);
+ExitStatus makeGallery(const Session& session, const GalleryOptions& options);
 
 /// The operation of a name as the user writes it; throws a usage failure with suggestions.
 const Operation& operationNamed(const std::string& name);
@@ -47,4 +47,4 @@ struct Command {
 };
 std::span<const Command> commands();
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -7,7 +7,7 @@
 
 #include <array>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace {
 
@@ -188,4 +188,4 @@ ExitStatus printCompletion(const std::string& shell)
     return ExitStatus::Done;
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -20,7 +20,7 @@
 #include <set>
 #include <sstream>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace {
 
@@ -178,4 +178,4 @@ ExitStatus runDoctor(const Session& session)
     return broken ? ExitStatus::OperationFailed : ExitStatus::Done;
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

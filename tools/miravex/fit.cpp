@@ -10,7 +10,7 @@
 #include <array>
 #include <cstring>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace {
 
@@ -23,7 +23,7 @@ template <typename Change> ImagePointer withFrames(const Image& image, Change ch
     const ImagePointer source = convertImage(image, image.pixelType, image.shape.channels > 1);
     std::vector<cv::Mat> frames;
     for (const cv::Mat& frame : framesOf(*source)) frames.push_back(change(frame));
-    ImagePointer changed = imageOf(frames, image.rank() == 3);
+    ImagePointer changed = files::imageOf(frames, image.rank() == 3);
     changed->pixelType = image.pixelType;
     return changed;
 }
@@ -112,7 +112,7 @@ ImagePointer withRank(ImagePointer image, const Argument& argument, Notes& notes
     }
     if (argument.image.rank != 2 || image->rank() == 2) return image;
     notes.push_back(fmt::format("{}: only the first frame is used", argument.name));
-    return firstFrame(*image);
+    return files::firstFrame(*image);
 }
 
 } // namespace
@@ -138,4 +138,4 @@ ImagePointer fitted(ImagePointer image, const Argument& argument, Notes& notes)
     return withPixelType(std::move(image), argument, notes);
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "catalog/record.h"
-#include "files/failure.h"
 #include "host/objects.h"
+#include "tools/miravex/failure.h"
 
 #include <string>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 /// Makes a picture acceptable to an argument where that needs no decision of the user: colour becomes gray
 /// and gray colour, alpha is dropped, samples take an accepted type, a picture becomes a sequence of one
@@ -20,4 +20,4 @@ ImagePointer grayOf(ImagePointer image);
 /// The pixel type of a name ("byte"); throws a usage failure for an unknown one.
 PixelType pixelTypeOf(const std::string& name);
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -12,7 +12,7 @@
 #include <algorithm>
 #include <array>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace {
 
@@ -213,4 +213,4 @@ ExitStatus printSchema(const std::string& name)
     return ExitStatus::Done;
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

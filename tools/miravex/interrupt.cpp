@@ -1,13 +1,13 @@
 #include "tools/miravex/interrupt.h"
 
-#include "files/failure.h"
 #include "files/unfinished_file.h"
+#include "tools/miravex/failure.h"
 
 #include <unistd.h>
 
 #include <csignal>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace {
 
@@ -20,7 +20,7 @@ void onInterrupt(int)
         interrupted = 1;
         return;
     }
-    removeUnfinishedFile();
+    files::removeUnfinishedFile();
     _exit(static_cast<int>(ExitStatus::Interrupted));
 }
 
@@ -43,4 +43,4 @@ PoliteInterrupt::PoliteInterrupt()
 PoliteInterrupt::~PoliteInterrupt() { politeness = 0; }
 bool PoliteInterrupt::requested() const noexcept { return interrupted != 0; }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -1,6 +1,6 @@
 #pragma once
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 /// From now on Ctrl-C ends the process with status 130, and no half-written file stays behind.
 void exitOnInterrupt();
@@ -16,4 +16,4 @@ public:
     [[nodiscard]] bool requested() const noexcept;
 };
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -4,11 +4,11 @@
 #include "files/files.h"
 #include "files/mapped_npy.h"
 #include "files/pictures.h"
-#include "files/progress.h"
 #include "files/unfinished_file.h"
 #include "host/batch.h"
 #include "host/json_text.h"
 #include "tools/miravex/interrupt.h"
+#include "tools/miravex/progress.h"
 #include "tools/miravex/text.h"
 
 #include <fmt/format.h>
@@ -21,26 +21,26 @@
 #include <fstream>
 #include <iostream>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace fs = std::filesystem;
 
 namespace {
 
-struct LoadOption {
+struct OptionHelp {
     const char* name;
     const char* value;
     const char* text;
 };
 
-constexpr std::array options {
-    LoadOption { "--output", "FILE", "-o: the .npy file to write, files x channels x height x width floats" },
-    LoadOption { "--size", "WxH", "width and height of every picture; default 224x224" },
-    LoadOption { "--layout", "NAME", "channels-first (default) or channels-last" },
-    LoadOption { "--colour", "NAME", "RGB (default), XYZ, LAB, LUV or Grayscale, which has one channel" },
-    LoadOption { "--mean", "N,...", "subtracted: one number, or one per channel; samples are 0 to 1" },
-    LoadOption { "--std", "N,...", "divided by after that, likewise" },
-    LoadOption {
+constexpr std::array optionHelps {
+    OptionHelp { "--output", "FILE", "-o: the .npy file to write, files x channels x height x width floats" },
+    OptionHelp { "--size", "WxH", "width and height of every picture; default 224x224" },
+    OptionHelp { "--layout", "NAME", "channels-first (default) or channels-last" },
+    OptionHelp { "--colour", "NAME", "RGB (default), XYZ, LAB, LUV or Grayscale, which has one channel" },
+    OptionHelp { "--mean", "N,...", "subtracted: one number, or one per channel; samples are 0 to 1" },
+    OptionHelp { "--std", "N,...", "divided by after that, likewise" },
+    OptionHelp {
         "--on-error", "NAME",
         "files that can't be read or are truncated: fill (default) leaves noise, or what there was, in "
         "their places; skip leaves them out; fail stops" },
@@ -97,7 +97,7 @@ Value chosen(const std::string& argument, const std::string& word,
            near.empty() ? "" : near.front());
 }
 
-BatchOptions readOptions(const LoadWords& words)
+BatchOptions readOptions(const LoadOptions& words)
 {
     BatchOptions options;
     readSize(words.size, options);
@@ -118,8 +118,8 @@ BatchOptions readOptions(const LoadWords& words)
 
 bool isList(const std::string& word)
 {
-    const std::string extension = extensionOf(word);
-    return word == standardStream || extension == ".txt" || extension == ".list";
+    const std::string extension = files::extensionOf(word);
+    return word == files::standardStream || extension == ".txt" || extension == ".list";
 }
 
 /// A path per line; empty lines and what follows # at their start are passed over.
@@ -133,7 +133,7 @@ void addLines(std::istream& lines, std::vector<std::string>& files)
 
 void addList(const std::string& word, std::vector<std::string>& files)
 {
-    if (word == standardStream) return addLines(std::cin, files);
+    if (word == files::standardStream) return addLines(std::cin, files);
     std::ifstream list(word);
     if (!list || fs::is_directory(word))
         throw Failure(ExitStatus::InputUnreadable, fmt::format("cannot read the list {}", word));
@@ -146,8 +146,8 @@ void addFolder(const std::string& word, std::vector<std::string>& files)
     std::vector<std::string> inside;
     constexpr auto skipping = fs::directory_options::skip_permission_denied;
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(word, skipping)) {
-        const std::string extension = extensionOf(entry.path());
-        if (entry.is_regular_file() && isPictureExtension(extension) && extension != ".avi")
+        const std::string extension = files::extensionOf(entry.path());
+        if (entry.is_regular_file() && files::isPictureExtension(extension) && extension != ".avi")
             inside.push_back(entry.path().string());
     }
     if (inside.empty())
@@ -233,17 +233,15 @@ void tell(const Summary& summary, const Settings& settings)
 Summary load(const std::vector<std::string>& files, const BatchOptions& options, const std::string& output)
 {
     const Library library;
-    MappedNpy array(output, options.shape(static_cast<int64_t>(files.size())));
-    const UnfinishedFile unfinished(array.unfinishedPath());
+    files::MappedNpy array(output, options.shape(static_cast<int64_t>(files.size())));
+    const files::UnfinishedFile unfinished(array.unfinishedPath());
     const PoliteInterrupt interrupt;
     Progress progress("load", static_cast<int64_t>(files.size()));
-    int64_t shown = 0;
     Summary summary;
     summary.report = loadBatch(
         library, files, options, array.data(),
         [&](const BatchProgress& now) {
-            progress.advance(now.done - shown);
-            shown = now.done;
+            progress.reach(now.done, now.files);
             return !interrupt.requested();
         },
         [&](int64_t first, int64_t count) {
@@ -260,7 +258,7 @@ Summary load(const std::vector<std::string>& files, const BatchOptions& options,
 
 } // namespace
 
-void addLoadOptions(CLI::App& load, LoadWords& words)
+void addLoadOptions(CLI::App& load, LoadOptions& words)
 {
     load.add_option("inputs", words.inputs);
     load.add_option("-o,--output", words.output);
@@ -275,7 +273,7 @@ void addLoadOptions(CLI::App& load, LoadWords& words)
 std::vector<std::string> loadOptionNames()
 {
     std::vector<std::string> names;
-    for (const LoadOption& option : options) names.emplace_back(option.name);
+    for (const OptionHelp& option : optionHelps) names.emplace_back(option.name);
     return names;
 }
 
@@ -286,7 +284,7 @@ void printLoadHelp()
         "Loads pictures, of files, folders and lists (.txt, .list or - for standard input, a path per "
         "line),\n"
         "into one array of 32-bit floats: resized, scaled to 0..1, less the mean, over the deviation.\n\n");
-    for (const LoadOption& option : options)
+    for (const OptionHelp& option : optionHelps)
         printEntry(fmt::format("{} {}", option.name, option.value), option.text);
     fmt::print(
         "\n  miravex load photos/ -o batch.npy --size 224x224 --mean 0.485,0.456,0.406 --std "
@@ -294,17 +292,17 @@ void printLoadHelp()
         "--on-error fail,\none of them), 2 usage. With --json the report is JSON on standard output.\n");
 }
 
-ExitStatus runLoad(const Session& session, const LoadWords& words)
+ExitStatus runLoad(const Session& session, const LoadOptions& words)
 {
     const BatchOptions batch = readOptions(words);
     if (words.inputs.empty())
         throw Failure(ExitStatus::Usage, "usage: miravex load FILES... -o batch.npy [OPTIONS]");
-    if (extensionOf(words.output) != ".npy")
+    if (files::extensionOf(words.output) != ".npy")
         refuse("output", words.output, "a file that ends in .npy, given with -o", "batch.npy");
-    refuseExisting(words.output, session.settings.force);
+    files::refuseExisting(words.output, session.settings.force);
     const Summary summary = load(expanded(words.inputs), batch, words.output);
     tell(summary, session.settings);
     return summary.status;
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 /// The words of `miravex load`, not yet read.
-struct LoadWords {
+struct LoadOptions {
     std::vector<std::string> inputs; ///< pictures, folders, lists of paths (.txt, .list, "-")
     std::string output;
     std::string size = "224x224"; ///< width x height
@@ -21,11 +21,11 @@ struct LoadWords {
     std::string onError = "fill";
 };
 
-void addLoadOptions(CLI::App& load, LoadWords& words);
+void addLoadOptions(CLI::App& load, LoadOptions& words);
 std::vector<std::string> loadOptionNames();
 void printLoadHelp();
 
 /// Loads pictures into one .npy file, chunk by chunk, and reports those that failed.
-ExitStatus runLoad(const Session& session, const LoadWords& words);
+ExitStatus runLoad(const Session& session, const LoadOptions& words);
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -1,3 +1,3 @@
 #include "tools/miravex/command_line.h"
 
-int main(int argc, char** argv) { return miravex::cli::runTool(argc, argv); }
+int main(int argc, char** argv) { return miravex::tool::runTool(argc, argv); }

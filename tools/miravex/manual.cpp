@@ -5,7 +5,7 @@
 
 #include <array>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace {
 
@@ -124,4 +124,4 @@ ExitStatus printManual()
     return ExitStatus::Done;
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

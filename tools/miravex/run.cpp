@@ -4,8 +4,8 @@
 #include "files/tensors.h"
 #include "host/arguments.h"
 #include "host/json_text.h"
-#include "tools/miravex/call.h"
 #include "tools/miravex/commands.h"
+#include "tools/miravex/perform.h"
 #include "tools/miravex/text.h"
 
 #include <fmt/format.h>
@@ -14,20 +14,20 @@
 
 #include <cstdio>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace {
 
 /// The extension that decides the form of the result, with its dot.
-std::string extensionFor(const CallWords& words, const Result& result)
+std::string extensionFor(const ParsedCall& words, const Result& result)
 {
     if (!words.format.empty()) return words.extension();
-    if (words.output == standardStream || words.output.empty())
+    if (words.output == files::standardStream || words.output.empty())
         return result.kind == ResultKind::Sequence ? ".tiff" : isPicture(result.kind) ? ".png" : ".json";
-    return extensionOf(words.output);
+    return files::extensionOf(words.output);
 }
 
-std::string undrawable(const CallWords& words, const Result& result)
+std::string undrawable(const ParsedCall& words, const Result& result)
 {
     std::string text =
         fmt::format("the result of {} can't be drawn with --overlay", kebabCase(words.operation->name));
@@ -37,7 +37,7 @@ std::string undrawable(const CallWords& words, const Result& result)
 }
 
 /// Everything about the outputs that can be known to be wrong before the work starts.
-void checkOutputs(const CallWords& words, const Result& result, const std::string& extension,
+void checkOutputs(const ParsedCall& words, const Result& result, const std::string& extension,
                   const Settings& settings)
 {
     const std::string operation = kebabCase(words.operation->name);
@@ -47,10 +47,10 @@ void checkOutputs(const CallWords& words, const Result& result, const std::strin
                           fmt::format("the result of {} is a picture: name a file with -o FILE (or -o - for "
                                       "standard output)",
                                       operation));
-        if (words.output == standardStream && isatty(STDOUT_FILENO) != 0)
+        if (words.output == files::standardStream && isatty(STDOUT_FILENO) != 0)
             throw Failure(ExitStatus::Usage, "a picture is not for the terminal: redirect standard output");
-        refuseExtension(extension, result.kind == ResultKind::Sequence);
-    } else if (!isNumbersExtension(extension)) {
+        files::refuseExtension(extension, result.kind == ResultKind::Sequence);
+    } else if (!files::isNumbersExtension(extension)) {
         throw Failure(
             ExitStatus::Usage,
             fmt::format("the result of {} is numbers, expected .json, .csv or .npy instead of \"{}\"; "
@@ -59,15 +59,15 @@ void checkOutputs(const CallWords& words, const Result& result, const std::strin
     }
     if (!words.overlay.empty() && (isPicture(result.kind) || !isDrawable(words, result.layout)))
         throw Failure(ExitStatus::Usage, undrawable(words, result));
-    if (!words.overlay.empty() && words.overlay != standardStream
-        && !isPictureExtension(extensionOf(words.overlay)))
+    if (!words.overlay.empty() && words.overlay != files::standardStream
+        && !files::isPictureExtension(files::extensionOf(words.overlay)))
         throw Failure(ExitStatus::Usage,
-                      fmt::format("cannot write a picture as \"{}\"", extensionOf(words.overlay)));
-    refuseExisting(words.output, settings.force);
-    refuseExisting(words.overlay, settings.force);
+                      fmt::format("cannot write a picture as \"{}\"", files::extensionOf(words.overlay)));
+    files::refuseExisting(words.output, settings.force);
+    files::refuseExisting(words.overlay, settings.force);
 }
 
-nlohmann::ordered_json reportOf(const Performed& performed, const CallWords& words)
+nlohmann::ordered_json reportOf(const Performed& performed, const ParsedCall& words)
 {
     nlohmann::ordered_json report { { "operation", kebabCase(performed.operation->name) },
                                     { "milliseconds", performed.milliseconds },
@@ -90,29 +90,31 @@ ExitStatus runOperation(Session& session, std::vector<std::string> words)
     if (name == words.end()) throw Failure(ExitStatus::Usage, "which operation? miravex list shows them all");
     const Operation& operation = operationNamed(*name);
     words.erase(name);
-    const CallWords call = parseCall(operation, std::move(words), session.settings);
-    if (call.help) return helpOn(session, std::string(operation.name));
+    const ParsedCall parsed = parseCall(operation, std::move(words), session.settings);
+    if (parsed.help) return helpOn(session, std::string(operation.name));
     applyThreads(session.settings);
 
-    assignFiles(call); // too few or too many are told first
-    const Result& expected = expectedResult(call);
-    const std::string extension = extensionFor(call, expected);
-    checkOutputs(call, expected, extension, session.settings);
+    assignFiles(parsed); // too few or too many are told first
+    const Result& expected = expectedResult(parsed);
+    const std::string extension = extensionFor(parsed, expected);
+    checkOutputs(parsed, expected, extension, session.settings);
 
     const Library library;
     Notes notes;
-    const Performed performed = perform(library, call, notes);
-    const bool printed = call.output.empty() && call.overlay != standardStream && call.format.empty();
-    if (!call.overlay.empty()) writeOverlay(performed, call, call.overlay, session.settings.force, notes);
-    if (printed && (call.overlay.empty() || session.settings.json))
+    const Performed performed = perform(library, parsed, notes);
+    const bool printed =
+        parsed.output.empty() && parsed.overlay != files::standardStream && parsed.format.empty();
+    if (!parsed.overlay.empty())
+        writeOverlay(performed, parsed, parsed.overlay, session.settings.force, notes);
+    if (printed && (parsed.overlay.empty() || session.settings.json))
         printResult(performed);
-    else if (!call.output.empty() || !call.format.empty())
-        writeResult(performed, call.output.empty() ? standardStream : call.output, extension,
+    else if (!parsed.output.empty() || !parsed.format.empty())
+        writeResult(performed, parsed.output.empty() ? files::standardStream : parsed.output, extension,
                     session.settings.force, notes);
     session.tell(notes);
-    if (session.settings.json && !call.output.empty() && call.output != standardStream)
-        fmt::print("{}\n", jsonText(reportOf(performed, call)));
+    if (session.settings.json && !parsed.output.empty() && parsed.output != files::standardStream)
+        fmt::print("{}\n", jsonText(reportOf(performed, parsed)));
     return ExitStatus::Done;
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <sstream>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace {
 
@@ -65,4 +65,4 @@ void printIndented(std::string_view text)
         fmt::print("{:{}}{}\n", "", indent, line);
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

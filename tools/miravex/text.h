@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 /// The text in lines of at most `width` characters; line breaks in it are kept.
 std::vector<std::string> wrapped(std::string_view text, std::size_t width);
@@ -16,4 +16,4 @@ void printEntry(std::string_view left, std::string_view right);
 /// A paragraph, indented by two, on standard output.
 void printIndented(std::string_view text);
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -1,4 +1,3 @@
-#include "files/mapped_npy.h"
 #include "host/batch.h"
 #include "tests/ops/loading/picture_files.h"
 #include "tests/ops/loading/plain_steps.h"
@@ -241,6 +240,9 @@ TEST(Batch, ExplainsWhatItRefuses)
     EXPECT_EQ(refused({ .height = 0 }), "height");
     EXPECT_EQ(refused({ .width = -4 }), "width");
     EXPECT_EQ(refused({ .height = 1 << 20, .width = 1 << 20 }), "size");
+    EXPECT_EQ(refused({ .height = INT64_MAX, .width = INT64_MAX }),
+              "size"); // of which the loader's record has the word
+    EXPECT_EQ(check({ .width = int64_t { 1 } << 31 }).front().expected, "at most 2^30 rows and columns");
     EXPECT_EQ(refused({ .colorSpace = "rgb" }), "colour");
     EXPECT_EQ(refused({ .channelsLast = true, .colorSpace = "LAB" }), "colour");
     EXPECT_EQ(refused({ .channelsLast = true, .colorSpace = "Grayscale" }), "");
@@ -251,34 +253,6 @@ TEST(Batch, ExplainsWhatItRefuses)
     EXPECT_EQ(check({ .colorSpace = "rgb" }).front().suggestion, "RGB");
     EXPECT_THROW(loadBatch(library(), {}, { .height = 0 }, nullptr), std::invalid_argument);
     EXPECT_EQ(loadBatch(library(), {}, {}, nullptr).files, 0);
-}
-
-TEST(MappedNpy, LeavesNothingUnlessFinished)
-{
-    const TemporaryFolder folder;
-    const std::string path = folder.file("a.npy");
-    {
-        MappedNpy array(path, { 5, 2, 3 });
-        array.data()[0] = 1;
-        EXPECT_FALSE(std::filesystem::exists(path));
-    }
-    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
-    {
-        MappedNpy array(path, { 5, 2, 3 });
-        for (int i = 0; i < 30; ++i) array.data()[i] = static_cast<float>(i);
-        array.settle(0, 30);
-        array.finish(4);
-    }
-    const std::string bytes = readFile(path);
-    EXPECT_EQ(bytes.substr(0, 8), std::string("\x93NUMPY\x01\x00", 8));
-    EXPECT_NE(bytes.find("'shape': (4, 2, 3)"), std::string::npos) << bytes.substr(10, 100);
-    ASSERT_EQ(bytes.size(), 256 + 24 * sizeof(float));
-    float last = 0;
-    std::memcpy(&last, bytes.data() + bytes.size() - sizeof(float), sizeof(float));
-    EXPECT_EQ(last, 23);
-    EXPECT_THROW(MappedNpy(folder.file("none/a.npy"), { 1 }), std::runtime_error);
-    EXPECT_THROW(MappedNpy(folder.file("b.npy"), { INT64_MAX, 4 }), std::runtime_error);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
 }
 
 } // namespace miravex::test

@@ -1,4 +1,4 @@
-#include "ops/loading/load_images.h"
+#include "ops/loading/parallel_load.h"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,13 @@
 #pragma once
 
-#include "catalog/arguments.h"
+#include "files/error.h"
+#include "files/pictures.h"
 
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 enum class ExitStatus {
     Done = 0,
@@ -26,6 +27,9 @@ public:
         , refusals_(std::move(refusals))
     {
     }
+    /// A request that can't be is wrong usage.
+    explicit Failure(const files::Error& error);
+
     [[nodiscard]] ExitStatus status() const noexcept { return status_; }
     [[nodiscard]] const std::vector<Refusal>& refusals() const noexcept { return refusals_; }
 
@@ -34,7 +38,6 @@ private:
     std::vector<Refusal> refusals_;
 };
 
-/// Things worth telling that are no failure ("converted to gray"), for standard error or a page.
-using Notes = std::vector<std::string>;
+using files::Notes;
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 /// A bar on standard error, shown only on a terminal and only when the work takes a while.
 class Progress {
@@ -15,7 +15,8 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    void advance(int64_t steps = 1);
+    void advance() { reach(done_ + 1, total_); }
+    void reach(int64_t done, int64_t total);
 
 private:
     void show();
@@ -28,4 +29,4 @@ private:
     std::chrono::steady_clock::time_point next_;
 };
 
-} // namespace miravex::cli
+} // namespace miravex::tool

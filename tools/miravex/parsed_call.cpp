@@ -1,4 +1,4 @@
-#include "tools/miravex/call_words.h"
+#include "tools/miravex/parsed_call.h"
 
 #include "catalog/catalog.h"
 #include "catalog/schema.h"
@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <deque>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace {
 
@@ -54,7 +54,7 @@ std::vector<std::string> joined(const std::vector<std::string>& words, const CLI
     return result;
 }
 
-/// The options of one call; they keep what they parse until it is moved into CallWords.
+/// The options of one call; they keep what they parse until it is moved into ParsedCall.
 class CallParser {
 public:
     explicit CallParser(const Operation& operation)
@@ -79,7 +79,7 @@ public:
 
     CLI::App& app() { return app_; }
 
-    CallWords parse(const std::vector<std::string>& words)
+    ParsedCall parse(const std::vector<std::string>& words)
     {
         parseWords(app_, words, optionsOf(*words_.operation));
         for (const auto& [name, value] : values_)
@@ -122,7 +122,7 @@ private:
     }
 
     CLI::App app_;
-    CallWords words_;
+    ParsedCall words_;
     std::deque<std::pair<std::string, std::string>> values_; // addresses stay
     std::deque<std::pair<std::string, bool>> flags_;
 };
@@ -178,7 +178,7 @@ void parseWords(CLI::App& app, std::vector<std::string> words, const std::vector
     }
 }
 
-CallWords parseCall(const Operation& operation, std::vector<std::string> words, Settings& settings)
+ParsedCall parseCall(const Operation& operation, std::vector<std::string> words, Settings& settings)
 {
     CallParser parser(operation);
     parser.app().name("miravex " + kebabCase(operation.name));
@@ -186,4 +186,4 @@ CallWords parseCall(const Operation& operation, std::vector<std::string> words, 
     return parser.parse(words);
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -1,4 +1,4 @@
-#include "tools/miravex/call.h"
+#include "tools/miravex/perform.h"
 
 #include "catalog/catalog.h"
 #include "catalog/explain.h"
@@ -9,6 +9,7 @@
 #include "files/tensors.h"
 #include "host/arguments.h"
 #include "tools/miravex/fit.h"
+#include "tools/miravex/progress.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -17,7 +18,7 @@
 #include <charconv>
 #include <chrono>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 namespace {
 
@@ -67,19 +68,19 @@ Value plainValue(const Argument& argument, const std::string& word)
     case Kind::Real: return numberFrom<double>(argument, word);
     case Kind::String: return choiceFrom(argument, word);
     case Kind::RealTensor:
-    case Kind::IntegerTensor: return readTensor(argument, word);
-    case Kind::NumericArray: return readArray(argument, word);
+    case Kind::IntegerTensor: return files::readTensor(argument, word);
+    case Kind::NumericArray: return files::readArray(argument, word);
     default: return {};
     }
 }
 
-bool givenByName(const CallWords& words, const Argument& argument)
+bool givenByName(const ParsedCall& words, const Argument& argument)
 {
     return words.options.contains(argument.name);
 }
 
 /// Arguments that take the words without a name: images first, then files that the library itself reads.
-std::vector<const Argument*> takersOf(const CallWords& words)
+std::vector<const Argument*> takersOf(const ParsedCall& words)
 {
     std::vector<const Argument*> takers;
     for (const Argument& argument : words.operation->arguments)
@@ -102,7 +103,7 @@ std::string takerNames(const std::vector<const Argument*>& takers)
     return fmt::format("{}", fmt::join(names, ", "));
 }
 
-[[noreturn]] void refuseCount(const CallWords& words, const std::vector<const Argument*>& takers)
+[[noreturn]] void refuseCount(const ParsedCall& words, const std::vector<const Argument*>& takers)
 {
     const std::string operation = kebabCase(words.operation->name);
     const std::size_t given = words.files.size();
@@ -119,16 +120,18 @@ std::string takerNames(const std::vector<const Argument*>& takers)
                                                takers.size() == 1 ? "" : "s", takerNames(takers), given));
 }
 
-ImagePointer readImage(const CallWords& words, const Argument& argument,
+ImagePointer readImage(const ParsedCall& words, const Argument& argument,
                        const std::vector<std::string>& files)
 {
     // A single picture needs two frames only to tell that there are more.
-    const int64_t wanted = argument.image.rank == 2 ? 2 : words.frames > 0 ? words.frames : allFrames;
-    return argument.image.rank == 3 || files.size() > 1 ? readSequence(files, wanted)
-                                                        : readPicture(files.front(), wanted);
+    const int64_t wanted = argument.image.rank == 2 ? 2 : words.frames > 0 ? words.frames : files::allFrames;
+    Progress bar(files.size() == 1 ? "reading frames" : "reading pictures", 0);
+    const files::Progress show = [&](int64_t done, int64_t total) { bar.reach(done, total); };
+    return argument.image.rank == 3 || files.size() > 1 ? files::readSequence(files, wanted, show)
+                                                        : files::readPicture(files.front(), wanted, show);
 }
 
-ImagePointer asAsked(const CallWords& words, ImagePointer image)
+ImagePointer asAsked(const ParsedCall& words, ImagePointer image)
 {
     if (words.gray) image = grayOf(std::move(image));
     if (words.pixelType.empty()) return image;
@@ -141,7 +144,7 @@ struct Given {
     ImagePointer picture;
 };
 
-void addImages(const CallWords& words, Given& given, Notes& notes)
+void addImages(const ParsedCall& words, Given& given, Notes& notes)
 {
     for (const auto& [name, files] : assignFiles(words)) {
         const Argument& argument =
@@ -160,7 +163,7 @@ void addImages(const CallWords& words, Given& given, Notes& notes)
     }
 }
 
-Given readGiven(const CallWords& words, Notes& notes)
+Given readGiven(const ParsedCall& words, Notes& notes)
 {
     Given given;
     for (const Argument& argument : words.operation->arguments) {
@@ -193,7 +196,7 @@ void refuseBreaches(const Operation& operation, const Outcome& outcome)
 
 } // namespace
 
-FilesByArgument assignFiles(const CallWords& words)
+FilesByArgument assignFiles(const ParsedCall& words)
 {
     FilesByArgument assigned;
     for (const Argument& argument : words.operation->arguments) {
@@ -216,7 +219,7 @@ FilesByArgument assignFiles(const CallWords& words)
     return assigned;
 }
 
-Performed perform(const Library& library, const CallWords& words, Notes& notes)
+Performed perform(const Library& library, const ParsedCall& words, Notes& notes)
 {
     const Operation& operation = *words.operation;
     Given given = readGiven(words, notes);
@@ -241,7 +244,7 @@ Performed perform(const Library& library, const CallWords& words, Notes& notes)
     return performed;
 }
 
-const Result& expectedResult(const CallWords& words)
+const Result& expectedResult(const ParsedCall& words)
 {
     NamedValues given;
     for (const auto& [name, word] : words.options) {
@@ -257,20 +260,20 @@ void writeResult(const Performed& performed, const std::string& file, const std:
                  bool force, Notes& notes)
 {
     const auto* image = std::get_if<ImagePointer>(&performed.value);
-    deliver(file, extension, force, [&](const std::filesystem::path& path) {
+    files::deliver(file, extension, force, [&](const std::filesystem::path& path) {
         if (image)
-            writePicture(**image, path, extension, notes);
+            files::writePicture(**image, path, extension, notes);
         else
-            writeNumbers(*performed.operation, performed.result, performed.value, path, extension);
+            files::writeNumbers(*performed.operation, performed.result, performed.value, path, extension);
     });
 }
 
-bool isDrawable(const CallWords& words, Layout layout)
+bool isDrawable(const ParsedCall& words, Layout layout)
 {
     return layout == Layout::Matches ? words.scene.complete() : canDraw(layout);
 }
 
-ImagePointer drawnResult(const Performed& performed, const CallWords& words)
+ImagePointer drawnResult(const Performed& performed, const ParsedCall& words)
 {
     const auto* tensor = std::get_if<TensorPointer>(&performed.value);
     if (!tensor || !isDrawable(words, performed.result.layout)) return nullptr;
@@ -278,13 +281,14 @@ ImagePointer drawnResult(const Performed& performed, const CallWords& words)
         return performed.picture ? draw(*performed.picture, performed.result.layout, **tensor) : nullptr;
     constexpr Argument keypoints =
         records::reals("keypoints", "rows of x, y and more").shaped({ atLeast(0), atLeast(2) });
-    const MatchSceneWords& scene = words.scene;
-    return drawMatches(*readPicture(scene.queryPicture), *readTensor(keypoints, scene.queryKeypoints),
-                       *readPicture(scene.trainPicture), *readTensor(keypoints, scene.trainKeypoints),
-                       **tensor);
+    const MatchScene& scene = words.scene;
+    return drawMatches(*files::readPicture(scene.queryPicture),
+                       *files::readTensor(keypoints, scene.queryKeypoints),
+                       *files::readPicture(scene.trainPicture),
+                       *files::readTensor(keypoints, scene.trainKeypoints), **tensor);
 }
 
-void writeOverlay(const Performed& performed, const CallWords& words, const std::string& file, bool force,
+void writeOverlay(const Performed& performed, const ParsedCall& words, const std::string& file, bool force,
                   Notes& notes)
 {
     const ImagePointer drawn = drawnResult(performed, words);
@@ -292,9 +296,10 @@ void writeOverlay(const Performed& performed, const CallWords& words, const std:
         throw Failure(ExitStatus::Usage,
                       fmt::format("the result of {} can't be drawn over a picture",
                                   kebabCase(performed.operation->name)));
-    const std::string extension = file == standardStream ? ".png" : extensionOf(file);
-    deliver(file, extension, force,
-            [&](const std::filesystem::path& path) { writePicture(*drawn, path, extension, notes); });
+    const std::string extension = file == files::standardStream ? ".png" : files::extensionOf(file);
+    files::deliver(file, extension, force, [&](const std::filesystem::path& path) {
+        files::writePicture(*drawn, path, extension, notes);
+    });
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "catalog/record.h"
-#include "files/failure.h"
+#include "tools/miravex/failure.h"
 
 #include <CLI/CLI.hpp>
 
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 /// What holds for every command; accepted before and after the command's name.
 struct Settings {
@@ -21,7 +21,7 @@ struct Settings {
 void addSettings(CLI::App& app, Settings& settings);
 
 /// The pictures and keypoint tables that matches are drawn between; files.
-struct MatchSceneWords {
+struct MatchScene {
     std::string queryPicture;
     std::string trainPicture;
     std::string queryKeypoints;
@@ -35,7 +35,7 @@ struct MatchSceneWords {
 };
 
 /// A call of an operation as the user wrote it, its words sorted by what they mean but not yet read.
-struct CallWords {
+struct ParsedCall {
     const Operation* operation = nullptr;
     std::vector<std::string> files; ///< pictures, and files that path arguments name, in the record's order
     std::map<std::string, std::string, std::less<>> options; ///< argument name -> word
@@ -44,7 +44,7 @@ struct CallWords {
     std::string output; ///< file, or folder of a batch; "-" for standard output
     std::string format; ///< extension without the dot, for "-" and batches
     std::string overlay;
-    MatchSceneWords scene; ///< for the overlay of an operation that matches descriptors
+    MatchScene scene; ///< for the overlay of an operation that matches descriptors
     std::string pixelType;
     bool gray = false;
     int64_t frames = 0; ///< read at most; 0 for all
@@ -58,7 +58,7 @@ struct CallWords {
 };
 
 /// Sorts the words that follow the operation's name. Throws a usage failure, with what may have been meant.
-CallWords parseCall(const Operation& operation, std::vector<std::string> words, Settings& settings);
+ParsedCall parseCall(const Operation& operation, std::vector<std::string> words, Settings& settings);
 
 /// Names of all options that a call of the operation accepts, with their dashes.
 std::vector<std::string> optionsOf(const Operation& operation);
@@ -75,4 +75,4 @@ inline bool isImplied(const Argument& argument) { return !argument.impliedBy.emp
 /// Runs CLI11's parser and turns its complaints into usage failures with suggestions among `known`.
 void parseWords(CLI::App& app, std::vector<std::string> words, const std::vector<std::string>& known);
 
-} // namespace miravex::cli
+} // namespace miravex::tool

@@ -1,13 +1,15 @@
+#include "files/error.h"
+#include "files/files.h"
 #include "files/npy.h"
 #include "files/tensors.h"
 #include "tests/support/host_check.h"
-#include "tests/tools/tool.h"
+#include "tests/support/temporary_folder.h"
 
 #include <fstream>
 
 namespace miravex::test {
 
-using cli::readTensor;
+using files::readTensor;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -28,7 +30,13 @@ std::vector<double> realsOf(const TensorPointer& tensor)
 
 } // namespace
 
-class Numbers : public ToolTest { };
+class Numbers : public ::testing::Test {
+protected:
+    [[nodiscard]] std::string path(const std::string& name) const { return folder_.file(name); }
+
+private:
+    TemporaryFolder folder_;
+};
 
 TEST_F(Numbers, AreReadFromWords)
 {
@@ -48,13 +56,13 @@ TEST_F(Numbers, AreReadFromWords)
 TEST_F(Numbers, AreRefusedWhenTheyAreNone)
 {
     for (const char* word : { "1,x", "1,,2", "1,2;3", "[1,", "[[1,2],[3]]", "[\"a\"]", "1 2" })
-        EXPECT_THROW(readTensor(flat, word), cli::Failure) << word;
+        EXPECT_THROW(readTensor(flat, word), files::Error) << word;
     const std::string nested = std::string(200'000, '[') + "1" + std::string(200'000, ']');
-    EXPECT_THROW(readTensor(flat, nested), cli::Failure) << "deeper than any tensor, and than the stack";
-    EXPECT_THROW(readTensor(counts, "1.5"), cli::Failure);
-    EXPECT_THROW(readTensor(counts, "1e300"), cli::Failure);
-    EXPECT_THROW(readTensor(flat, path("missing.npy")), cli::Failure);
-    EXPECT_THROW(readTensor(flat, path("missing.csv")), cli::Failure);
+    EXPECT_THROW(readTensor(flat, nested), files::Error) << "deeper than any tensor, and than the stack";
+    EXPECT_THROW(readTensor(counts, "1.5"), files::Error);
+    EXPECT_THROW(readTensor(counts, "1e300"), files::Error);
+    EXPECT_THROW(readTensor(flat, path("missing.npy")), files::Error);
+    EXPECT_THROW(readTensor(flat, path("missing.csv")), files::Error);
 }
 
 TEST_F(Numbers, AreReadFromTables)
@@ -64,13 +72,13 @@ TEST_F(Numbers, AreReadFromTables)
     std::ofstream(path("named.csv")) << "x,y\n5,6\n";
     EXPECT_EQ(readTensor(points, path("named.csv"))->dimensions, (std::vector<int64_t> { 1, 2 }));
     std::ofstream(path("ragged.csv")) << "1,2\n3\n";
-    EXPECT_THROW(readTensor(points, path("ragged.csv")), cli::Failure);
+    EXPECT_THROW(readTensor(points, path("ragged.csv")), files::Error);
     std::ofstream(path("array.json")) << "[[1,2],[3,4]]";
     EXPECT_THAT(realsOf(readTensor(points, path("array.json"))), ElementsAre(1, 2, 3, 4));
     std::ofstream(path("ours.json")) << R"({"operation": "x", "columns": ["x", "y"], "rows": [[7, 8]]})";
     EXPECT_THAT(realsOf(readTensor(points, path("ours.json"))), ElementsAre(7, 8));
     std::ofstream(path("bad.json")) << "[1, 2";
-    EXPECT_THROW(readTensor(points, path("bad.json")), cli::Failure);
+    EXPECT_THROW(readTensor(points, path("bad.json")), files::Error);
 }
 
 TEST_F(Numbers, KeepTheirBitsInNpy)
@@ -78,15 +86,16 @@ TEST_F(Numbers, KeepTheirBitsInNpy)
     const TensorPointer tensor = makeRealTensor({ 2, 3 });
     tensor->reals()[1] = 0.1;
     tensor->reals()[5] = -1e-310;
-    cli::writeNpy(path("t.npy"), cli::npyOf(*tensor));
+    files::writeNpy(path("t.npy"), files::npyOf(*tensor));
     const TensorPointer back = readTensor(flat, path("t.npy"));
     EXPECT_EQ(back->dimensions, tensor->dimensions);
     EXPECT_EQ(realsOf(back), realsOf(tensor));
 
     const TensorPointer integers = makeIntegerTensor({ 2 }, std::vector<int64_t> { -3, 1LL << 52 });
-    cli::writeNpy(path("i.npy"), cli::npyOf(*integers));
+    files::writeNpy(path("i.npy"), files::npyOf(*integers));
     EXPECT_THAT(readTensor(counts, path("i.npy"))->integers(), ElementsAre(-3, 1LL << 52));
-    EXPECT_EQ(contentsOf(path("t.npy")).size() % 64, 48U); // 64-byte header blocks, then 48 bytes of data
+    EXPECT_EQ(files::readWhole(path("t.npy")).size() % 64,
+              48U); // 64-byte header blocks, then 48 bytes of data
 }
 
 TEST_F(Numbers, UnderstandOtherOrdersOfNpy)
@@ -105,29 +114,29 @@ TEST_F(Numbers, UnderstandOtherOrdersOfNpy)
 TEST_F(Numbers, RefuseDamagedNpy)
 {
     const TensorPointer tensor = makeRealTensor({ 4 });
-    cli::writeNpy(path("whole.npy"), cli::npyOf(*tensor));
-    const std::string whole = contentsOf(path("whole.npy"));
+    files::writeNpy(path("whole.npy"), files::npyOf(*tensor));
+    const std::string whole = files::readWhole(path("whole.npy"));
     for (const std::size_t size :
          { std::size_t { 0 }, std::size_t { 9 }, std::size_t { 40 }, whole.size() - 1 }) {
         std::ofstream(path("cut.npy"), std::ios::binary) << whole.substr(0, size);
-        EXPECT_THROW(cli::readNpy(path("cut.npy")), cli::Failure) << size;
+        EXPECT_THROW(files::readNpy(path("cut.npy")), files::Error) << size;
     }
     std::string huge = whole;
     huge.replace(huge.find("(4,)"), 4, "(9999999999999999,9999999999999999)");
     std::ofstream(path("huge.npy"), std::ios::binary) << huge;
-    EXPECT_THROW(cli::readNpy(path("huge.npy")), cli::Failure);
+    EXPECT_THROW(files::readNpy(path("huge.npy")), files::Error);
     std::string objects = whole;
     objects.replace(objects.find("<f8"), 3, "|O8");
     std::ofstream(path("objects.npy"), std::ios::binary) << objects;
-    EXPECT_THROW(cli::readNpy(path("objects.npy")), cli::Failure);
+    EXPECT_THROW(files::readNpy(path("objects.npy")), files::Error);
 }
 
 TEST_F(Numbers, BecomeArraysForTheBatchLoader)
 {
     constexpr Argument destination = array("destination", "");
-    EXPECT_EQ(cli::readArray(destination, "2x3x4x1")->dimensions, (std::vector<int64_t> { 2, 3, 4, 1 }));
-    EXPECT_THROW(cli::readArray(destination, "2x-3"), cli::Failure);
-    EXPECT_THROW(cli::readArray(destination, "twox3"), cli::Failure);
+    EXPECT_EQ(files::readArray(destination, "2x3x4x1")->dimensions, (std::vector<int64_t> { 2, 3, 4, 1 }));
+    EXPECT_THROW(files::readArray(destination, "2x-3"), files::Error);
+    EXPECT_THROW(files::readArray(destination, "twox3"), files::Error);
 }
 
 } // namespace miravex::test

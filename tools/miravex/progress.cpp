@@ -1,4 +1,4 @@
-#include "files/progress.h"
+#include "tools/miravex/progress.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 
-namespace miravex::cli {
+namespace miravex::tool {
 
 using namespace std::chrono_literals;
 
@@ -23,9 +23,10 @@ Progress::~Progress()
     if (drawn_) fmt::print(stderr, "\r\033[K");
 }
 
-void Progress::advance(int64_t steps)
+void Progress::reach(int64_t done, int64_t total)
 {
-    done_ += steps;
+    done_ = done;
+    total_ = total;
     if (!visible_ || std::chrono::steady_clock::now() < next_) return;
     next_ = std::chrono::steady_clock::now() + 100ms;
     show();
@@ -45,4 +46,4 @@ void Progress::show()
     std::fflush(stderr);
 }
 
-} // namespace miravex::cli
+} // namespace miravex::tool
