@@ -51,10 +51,11 @@ std::string boundsText(const Bound& minimum, const Bound& maximum)
     return fmt::format("{}", fmt::join(parts, " and "));
 }
 
-/// NaN is outside of no bound: a bound says what is too small or too large.
+/// NaN is above nothing, and so outside of an exclusive lower bound alone: the library asks whether a value
+/// is above such a bound, and otherwise whether it is too small or too large.
 bool tooSmall(double value, const Bound& bound)
 {
-    return bound.present && (bound.inclusive ? value < bound.value : value <= bound.value);
+    return bound.present && (bound.inclusive ? value < bound.value : !(value > bound.value));
 }
 bool tooLarge(double value, const Bound& bound)
 {

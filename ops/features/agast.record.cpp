@@ -2,13 +2,11 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr Argument agastArguments[] = { pictureArgument, useMaskArgument, maskArgument, thresholdArgument,
                                         suppressionArgument };
+constexpr Constraint agastConstraints[] = { pixelsConstraint };
+constexpr Text agastLimits[] = { pixelsLimit };
 constexpr Example agastExamples[] = { { "Corners of a building", cornerWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(agast) {
     .summary = "Finds corners by the adaptive accelerated segment test",
@@ -16,6 +14,8 @@ MIRAVEX_RECORD(agast) {
     .results = cornerResults,
     .source = "E. Mair et al., \"Adaptive and generic corner detection based on the accelerated segment "
               "test\", 2010",
+    .constraints = agastConstraints,
+    .limits = agastLimits,
     .examples = agastExamples
 };
 

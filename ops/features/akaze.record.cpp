@@ -2,8 +2,6 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr auto descriptorNames = namesOf(akazeDescriptors);
 
 constexpr Argument akazeArguments[] = {
@@ -29,43 +27,39 @@ constexpr Argument akazeArguments[] = {
         .byDefault(3),
     keypointsArgument,
 };
-bool isBinary(const CallView& call)
+static bool isBinary(const CallView& call)
 {
     return miravex::isBinary(valueOf(akazeDescriptors, call.text("descriptor_type"), unknownName));
 }
-bool channelsFit(const CallView& call)
-{
-    return !isBinary(call)
-        || bounds::akazeChannelsFit(call.text("mode") != "detect", call.integer("descriptor_size"),
-                                    call.integer("descriptor_channels"));
-}
 constexpr Constraint akazeConstraints[] = {
-    { "descriptor_channels",
-      "at least 2 for binary descriptors of a size above 0, and 3 for those of size 0 unless keypoints are "
-      "only detected",
-      channelsFit },
-    { "descriptor_size", "at most 162 bits for each channel",
+    pixelsConstraint,
+    { "descriptor_channels", "3 for binary descriptors, unless keypoints are only detected",
       [](const CallView& call) {
           return !isBinary(call)
-              || call.integer("descriptor_size") <= 162 * call.integer("descriptor_channels");
+              || bounds::akazeChannelsFit(call.text("mode") != "detect", call.integer("descriptor_channels"));
+      } },
+    { "descriptor_size",
+      { "at most {} bits for each channel", bounds::akazeBitsPerChannel },
+      [](const CallView& call) {
+          return !isBinary(call)
+              || call.integer("descriptor_size")
+              <= bounds::akazeBitsPerChannel * call.integer("descriptor_channels");
       } },
     { "keypoints",
-      { "positions inside the picture, sizes above 0 and up to its diagonal, octaves from 0 to {}",
-        bounds::shiftedOctave },
+      { "positions inside the picture, sizes above 0 and up to {} of its diagonals, octaves from 0 to {}",
+        bounds::keypointDiagonals, bounds::shiftedOctave },
       [](const CallView& call) { return keypointsFit(call, bounds::shiftedOctave); } },
 };
 constexpr Text akazeLimits[] = {
-    "Binary descriptors of a size above 0 with one channel are refused: OpenCV overflows its table of "
-    "comparisons.",
-    "Binary descriptors of size 0 with fewer than three channels are refused: OpenCV writes beyond them.",
+    "Binary descriptors of fewer than three channels are refused: OpenCV writes beyond its table of "
+    "comparisons. Where keypoints are only detected, any number will do.",
     { "Octaves of keypoints to describe are refused above {}: OpenCV shifts a 32-bit one by them.",
       bounds::shiftedOctave },
     keypointLimit,
+    pixelsLimit,
 };
 constexpr Word akazeWords[] = { "@graf1" };
 constexpr Example akazeExamples[] = { { "Keypoints of a wall with graffiti", akazeWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(akaze) {
     .summary = "Finds and describes keypoints in an accelerated nonlinear scale space",

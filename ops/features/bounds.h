@@ -9,7 +9,15 @@
 
 namespace miravex::bounds {
 
-// --- keypoints ------------------------------------------------------------------------------------------
+/// Pixels of an image that OpenCV indexes by int: AGAST (which BRISK begins with), the Hough transforms, MSER
+/// and the segment detector crash beyond, AKAZE and the cascade count further in ints. FAST, contours and the
+/// network take more; KAZE and ORB have narrower bounds.
+inline constexpr int64_t indexedPixels = 2147483647;
+
+constexpr bool isIndexable(int64_t rows, int64_t columns)
+{
+    return product({ rows, columns }) <= indexedPixels;
+}
 
 /// Pixels on a side of the picture that FAST takes at least: its circle is seven wide.
 inline constexpr int64_t fastSide = 7;
@@ -21,9 +29,12 @@ inline constexpr int64_t kazeSide = 2;
 inline constexpr int64_t intOctave = 2147483647;
 inline constexpr int64_t shiftedOctave = 30;
 
+/// Sizes of keypoints to describe, in diagonals of the image: no detector finds larger ones (BRISK's largest
+/// is 1.8), and OpenCV computes positions around them in ints, which sizes far beyond overflow.
+inline constexpr double keypointDiagonals = 2;
+
 /// A keypoint to describe (x, y, size, angle, response, octave, class_id, in the host's frame) that lies in
-/// the picture, has a size and an octave, and does not crash OpenCV: numbers that no float or int holds do,
-/// and so do sizes beyond the picture's diagonal.
+/// the image, has a size and an octave, and does not crash OpenCV, as numbers that no float or int holds do.
 inline bool keypointFits(std::span<const double, 7> row, int64_t rows, int64_t columns, int64_t highestOctave)
 {
     for (const double value : row.first<5>())
@@ -34,9 +45,9 @@ inline bool keypointFits(std::span<const double, 7> row, int64_t rows, int64_t c
     const double y = static_cast<double>(static_cast<float>(row[1]));
     const double size = static_cast<double>(static_cast<float>(row[2]));
     constexpr double beyond = 2147483648.0;
-    return x >= 0 && x <= width && y >= 0 && y <= height && size > 0 && size <= std::hypot(width, height)
-        && row[5] > -1 && row[5] < static_cast<double>(highestOctave) + 1 && row[6] > -beyond - 1
-        && row[6] < beyond;
+    return x >= 0 && x <= width && y >= 0 && y <= height && size > 0
+        && size <= keypointDiagonals * std::hypot(width, height) && row[5] > -1
+        && row[5] < static_cast<double>(highestOctave) + 1 && row[6] > -beyond - 1 && row[6] < beyond;
 }
 
 /// Levels of an octave, octaves of KAZE and bits of a binary descriptor that OpenCV knows.
@@ -44,13 +55,13 @@ inline constexpr int64_t kazeLayers = 11;
 inline constexpr int64_t kazeOctaves = 15;
 inline constexpr int64_t akazeBits = 486;
 
-/// AKAZE's channels of binary descriptors: OpenCV writes past its table of comparisons when it picks bits of
-/// one channel, and past the descriptors, before it notices and throws, when it wants all bits (a size of 0)
-/// of fewer than three.
-constexpr bool akazeChannelsFit(bool describes, int64_t descriptorSize, int64_t channels)
-{
-    return descriptorSize > 0 ? channels > 1 : !describes || channels == 3;
-}
+/// Bits of AKAZE's binary descriptors: so many comparisons for each channel.
+inline constexpr int64_t akazeBitsPerChannel = akazeBits / 3;
+
+/// AKAZE makes binary descriptors of all three channels alone. It writes three rows into its table of
+/// comparisons for each that it picks, beyond the end with fewer channels, and beyond the descriptors when it
+/// wants all bits (a size of 0) of fewer.
+constexpr bool akazeChannelsFit(bool describes, int64_t channels) { return !describes || channels == 3; }
 
 /// Levels that a picture can be halved at most; BRISK's detector throws where a level would vanish.
 inline constexpr int64_t halvings = 31;
@@ -62,23 +73,24 @@ inline constexpr double briskPatternScale = 1e6;
 /// Octaves of KAZE that can matter. Keypoints lie at least three sigma from every border, and an octave
 /// starts at sigma 1.6 times its power of two, so an octave whose sixfold sigma exceeds the smaller side
 /// finds none; the first such octave still serves its neighbour as the next level. Those beyond only cost
-/// time, half of it each.
-constexpr int64_t usefulKazeOctaves(int64_t octaves, int64_t rows, int64_t columns)
+/// time, half of it each, unless a keypoint to describe names one of their levels by its class_id.
+constexpr int64_t usefulKazeOctaves(int64_t octaves, int64_t layers, int64_t rows, int64_t columns,
+                                    int64_t highestClass)
 {
     const double side = static_cast<double>(std::min(rows, columns)) + 2;
-    int64_t useful = 1;
-    for (double reach = 6 * 1.6; reach < side; reach *= 2) ++useful;
-    return std::min(octaves, useful);
+    int64_t useful = std::max<int64_t>(1, highestClass / layers + 1);
+    int64_t found = 1;
+    for (double reach = 6 * 1.6; reach < side; reach *= 2) ++found;
+    return std::min(octaves, std::max(useful, found));
 }
 
 /// Samples of the nonlinear scale space of KAZE, which keeps ten float pictures per level and never shrinks
 /// them: 8 GiB, just enough for 16 levels of 12 megapixels.
 inline constexpr int64_t scaleSpaceSamples = int64_t { 1 } << 31;
 
-constexpr bool scaleSpaceFits(int64_t rows, int64_t columns, int64_t octaves, int64_t layers)
+constexpr bool scaleSpaceFits(int64_t rows, int64_t columns, int64_t usefulOctaves, int64_t layers)
 {
-    const int64_t useful = usefulKazeOctaves(octaves, rows, columns);
-    return product({ rows, columns, useful, layers, 10 }) <= scaleSpaceSamples;
+    return product({ rows, columns, usefulOctaves, layers, 10 }) <= scaleSpaceSamples;
 }
 
 /// ORB's factor from level to level as the float that OpenCV takes, but above 1, so that no division by zero
@@ -115,23 +127,28 @@ inline bool pyramidFits(int64_t rows, int64_t columns, double scaleFactor, int64
     return samples <= resultSamples;
 }
 
-// --- regions and shapes ---------------------------------------------------------------------------------
-
 /// Steps of the colour MSER: at 15 ns each, with nothing left to do in them, a second and a half.
 inline constexpr int64_t mserEvolution = 100'000'000;
 
 /// Taps of the blur of the colour MSER, applied to every pixel in both directions.
 inline constexpr int64_t mserEdgeBlur = 9999;
 
+/// Grey pictures are neither merged nor blurred.
+constexpr bool mserFits(int64_t channels, int64_t evolution, int64_t edgeBlur)
+{
+    return channels == 1 || (evolution <= mserEvolution && edgeBlur <= mserEdgeBlur);
+}
+
 /// Coordinates of contours: a little more would round up to a float that no int holds.
 inline constexpr double leastCoordinate = -2147483648.0;
 inline constexpr double greatestCoordinate = 2147483520.0;
 
-// --- matching -------------------------------------------------------------------------------------------
-
-/// Pairs of descriptors that the matcher keeps at most (k per query, or all of a radius search): at up to 32
+/// Pairs of descriptors that the matcher keeps at most (k per query, or those within a radius): at up to 32
 /// bytes each, 2 GiB.
 inline constexpr int64_t matchedPairs = int64_t { 1 } << 26;
+
+/// Pairs that a radius search compares at a time: OpenCV holds all their distances.
+inline constexpr int64_t comparedPairs = int64_t { 1 } << 22;
 
 constexpr bool matchesFit(int64_t queries, int64_t perQuery)
 {
@@ -160,8 +177,6 @@ constexpr bool signatureFits(int64_t rows, int64_t dimension)
     return product({ rows, sum({ dimension, 1 }) }) <= resultSamples;
 }
 
-// --- Hough lines ----------------------------------------------------------------------------------------
-
 /// Counters of a Hough accumulator, and entries of the tables of the multi-scale transform: 1 GiB.
 inline constexpr int64_t houghCounters = int64_t { 1 } << 28;
 
@@ -184,6 +199,10 @@ constexpr bool accumulatorFits(int64_t rows, int64_t columns, double rho, double
     return distances * angles <= static_cast<double>(houghCounters)
         && pixels * angles <= static_cast<double>(work);
 }
+
+/// Side of an image in which the probabilistic transform follows lines: in 16 bits, with 16 more behind the
+/// point.
+inline constexpr int64_t houghSide = 32767;
 
 /// The multi-scale transform reads and writes outside its tables with less than two steps of distance...
 inline bool multiScaleRhoFits(int64_t rows, int64_t columns, double rho)
@@ -208,14 +227,12 @@ inline bool multiScaleFits(int64_t rows, int64_t columns, double rho, double the
     return distances * angles / 100 * (cell + pixels * stn) <= static_cast<double>(work);
 }
 
-// --- faces ----------------------------------------------------------------------------------------------
-
 /// Pixels on a side of the picture that faces are looked for in at least.
 inline constexpr int64_t faceSide = 2;
 
 /// Samples of all the sizes at which a cascade looks at a picture, which OpenCV holds at once: 10 bytes and
 /// 0.13 microseconds each. Large pictures may take this many times their own samples instead, which scale
-/// factors from 1.008 on never do.
+/// factors from 1.008 on never do, up to bounds::resultSamples, which OpenCV indexes by int.
 inline constexpr int64_t cascadeSamples = int64_t { 1 } << 26;
 inline constexpr int64_t cascadeSamplesPerPixel = 64;
 
@@ -238,8 +255,8 @@ constexpr bool searchFits(int64_t rows, int64_t columns, int64_t targetSize, dou
 {
     const double shrink = shrinkFactor(rows, columns, targetSize);
     const double pixels = static_cast<double>(rows) * static_cast<double>(columns) / (shrink * shrink);
-    const double budget =
-        std::max(static_cast<double>(cascadeSamples), static_cast<double>(cascadeSamplesPerPixel) * pixels);
+    const double budget = std::clamp(static_cast<double>(cascadeSamplesPerPixel) * pixels,
+                                     static_cast<double>(cascadeSamples), static_cast<double>(resultSamples));
     const double smaller = static_cast<double>(std::min(rows, columns)) / shrink;
     double samples = 0;
     int64_t steps = 0;

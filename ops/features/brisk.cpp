@@ -14,8 +14,8 @@ namespace miravex {
 /// keypoints may lie. Threshold: at least 1; octaves: at least 0 (detection fails where a level would have no
 /// pixels); pattern scale: above 0. Keypoints: n x 7 in the host's frame, read only by "compute", refused
 /// where bounds::keypointFits excludes them. Result: n x 7, n x d or n x (7 + d) with descriptors of 64
-/// bytes. Source: S. Leutenegger, M. Chli, R. Siegwart, "BRISK: binary robust invariant scalable keypoints",
-/// 2011.
+/// bytes. Images beyond bounds::indexedPixels are refused. Source: S. Leutenegger, M. Chli, R. Siegwart,
+/// "BRISK: binary robust invariant scalable keypoints", 2011.
 HostErrorCode brisk(LibraryData data, KImage image, HostBoolean useMask, KImage mask, const char* modeName,
                     int64_t threshold, int64_t octaves, double patternScale, KTensor keypointRows,
                     KTensor* result)
@@ -25,6 +25,7 @@ HostErrorCode brisk(LibraryData data, KImage image, HostBoolean useMask, KImage 
     const KeypointMode mode = valueOf(keypointModes, modeName, KeypointMode::Unknown);
     if (mode == KeypointMode::Unknown) return StatusFunctionError;
     if (threshold < 1 || octaves < 0 || !(patternScale > 0.0)) return StatusFunctionError;
+    if (!bounds::isIndexable(input.rows, input.columns)) return StatusFunctionError;
 
     if (!readInput(data, image, useMask, mask, mode, keypointRows, bounds::intOctave, input))
         return StatusFunctionError;

@@ -2,8 +2,6 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr Argument briskArguments[] = {
     pictureArgument,
     useMaskArgument,
@@ -19,12 +17,10 @@ constexpr Argument briskArguments[] = {
     real("pattern_scale", "size of the pattern of samples around a keypoint").above(0).byDefault(1.0),
     keypointsArgument,
 };
-constexpr Constraint briskConstraints[] = { keypointsConstraint };
-constexpr Text briskLimits[] = { keypointLimit };
+constexpr Constraint briskConstraints[] = { pixelsConstraint, keypointsConstraint };
+constexpr Text briskLimits[] = { keypointLimit, pixelsLimit };
 constexpr Word briskWords[] = { "@graf1", "--threshold", "50" };
 constexpr Example briskExamples[] = { { "Keypoints of a wall with graffiti", briskWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(brisk) {
     .summary = "Finds and describes keypoints by rings of brightness comparisons",

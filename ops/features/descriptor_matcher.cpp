@@ -8,6 +8,7 @@
 #include <opencv2/features2d.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <vector>
 
@@ -48,6 +49,29 @@ bool copyMask(LibraryData data, KTensor tensor, const cv::Mat& query, const cv::
 
 using Matches = std::vector<std::vector<cv::DMatch>>;
 
+/// All train descriptors within a radius of each query, some queries at a time; a matcher is trained once.
+Matches matchesWithin(cv::DescriptorMatcher& matcher, const cv::Mat& queries, const cv::Mat& trained,
+                      const cv::Mat& allowed, float radius)
+{
+    Matches matches, found;
+    const auto step =
+        static_cast<int>(std::max<int64_t>(1, bounds::comparedPairs / std::max(1, trained.rows)));
+    int64_t kept = 0;
+    matcher.add(std::vector<cv::Mat> { trained });
+    for (int first = 0; first < queries.rows; first += step) {
+        const cv::Range some(first, std::min(queries.rows, first + step));
+        const cv::Mat mask = allowed.empty() ? cv::Mat() : allowed.rowRange(some);
+        matcher.radiusMatch(queries.rowRange(some), found, radius, { mask }, false);
+        for (auto& list : found) kept += countOf(list);
+        // Only the comparison tells how many there are, so that this alone is told as OpenCV tells its
+        // errors.
+        if (!bounds::matchesFit(kept, 1))
+            CV_Error(cv::Error::StsOutOfRange, "too many descriptors lie within the radius");
+        std::ranges::move(found, std::back_inserter(matches));
+    }
+    return matches;
+}
+
 /// q, the number of matches of each query, then their train indices from 1.
 HostErrorCode writeMatches(LibraryData data, const Matches& matches, KTensor* result)
 {
@@ -70,7 +94,7 @@ HostErrorCode writeMatches(LibraryData data, const Matches& matches, KTensor* re
 /// from 1 to t, cut to an integer; or the largest distance. Mask, when used: q x t integers whose lowest byte
 /// is nonzero for allowed pairs. Result: q, the number of matches of each query, then the train indices from
 /// 1, best first. Descriptors without elements are refused, and so are more than bounds::matchedPairs pairs
-/// to keep (k q, or q t in a radius).
+/// to keep (k q, or those within the radius).
 HostErrorCode descriptorMatcher(LibraryData data, KTensor query, HostBoolean useMask, KTensor mask,
                                 KTensor train, const char* matcherName, const char* modeName,
                                 double parameter, KTensor* result)
@@ -88,7 +112,7 @@ HostErrorCode descriptorMatcher(LibraryData data, KTensor query, HostBoolean use
     const bool best = mode == MatchMode::Best;
     if (best && !(parameter >= 1.0 && parameter <= static_cast<double>(known.count)))
         return StatusFunctionError;
-    const int64_t perQuery = best ? static_cast<int64_t>(parameter) : known.count;
+    const int64_t perQuery = best ? static_cast<int64_t>(parameter) : 0;
     if (!bounds::matchesFit(asked.count, perQuery)) return StatusFunctionError;
     if (!bounds::comparisonFits(asked.count, known.count, asked.length)) return StatusFunctionError;
 
@@ -101,7 +125,7 @@ HostErrorCode descriptorMatcher(LibraryData data, KTensor query, HostBoolean use
     if (best)
         matcher->knnMatch(queries, trained, matches, static_cast<int>(perQuery), allowed, false);
     else
-        matcher->radiusMatch(queries, trained, matches, static_cast<float>(parameter), allowed, false);
+        matches = matchesWithin(*matcher, queries, trained, allowed, static_cast<float>(parameter));
     // OpenCV gives no lists at all when nothing was trained: every query then has no match. Descriptors
     // without elements can't be compared.
     if (known.count == 0) matches.resize(static_cast<std::size_t>(asked.count));

@@ -4,8 +4,6 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr auto matcherChoices = namesOf(matcherNames);
 constexpr auto matchModeNames = namesOf(matchModes);
 
@@ -22,7 +20,7 @@ constexpr Argument matcherArguments[] = {
     text("mode", "the nearest few, or all within a distance").oneOf(matchModeNames).byDefault("Best Match"),
     real("parameter", "how many matches of each query, or the largest distance").byDefault(1.0),
 };
-bool isBest(const CallView& call) { return call.text("mode") == "Best Match"; }
+static bool isBest(const CallView& call) { return call.text("mode") == "Best Match"; }
 constexpr Constraint matcherConstraints[] = {
     { "matcher", "a matcher for numbers: the Hamming ones take only bits",
       [](const CallView& call) {
@@ -43,13 +41,12 @@ constexpr Constraint matcherConstraints[] = {
           return isBest(call)
               || call.real("parameter") > static_cast<double>(std::numeric_limits<float>::epsilon());
       } },
-    { "query",
-      { "at most {} pairs to keep (k for each, or all within a radius)", bounds::matchedPairs },
+    { "parameter",
+      { "at most {} matches of all queries together", bounds::matchedPairs },
       [](const CallView& call) {
-          const int64_t trained = call.dimension("train", 0);
-          const double k = isBest(call) ? call.real("parameter") : static_cast<double>(trained);
-          // The mode's own constraint speaks of a k beyond them.
-          return !(k >= 1 && k <= static_cast<double>(trained))
+          const double k = call.real("parameter");
+          // The mode's own constraint speaks of a k beyond the train descriptors.
+          return !isBest(call) || !(k >= 1 && k <= static_cast<double>(call.dimension("train", 0)))
               || bounds::matchesFit(call.dimension("query", 0), static_cast<int64_t>(k));
       } },
     { "query",
@@ -67,7 +64,7 @@ constexpr Result matcherResults[] = {
 constexpr Text matcherLimits[] = {
     "Descriptors are compared as 32-bit floats, which the Hamming matchers refuse.",
     "OpenCV refuses radii of at most 1.19e-7.",
-    { "More than {} pairs to keep (k for each query, or every pair of a radius search) are refused, and "
+    { "More than {} pairs to keep (k for each query, or those within the radius) are refused, and "
       "descriptors without elements.",
       bounds::matchedPairs },
 };
@@ -81,8 +78,6 @@ constexpr Word matcherWords[] = {
 };
 constexpr Example matcherExamples[] = { { "Which keypoints of one view are which of another",
                                           matcherWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(descriptorMatcher) {
     .summary = "Matches descriptors of one set with those of another",

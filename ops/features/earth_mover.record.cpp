@@ -2,8 +2,6 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr auto distanceNames = namesOf(groundDistances);
 
 constexpr Argument distanceArguments[] = {
@@ -26,7 +24,7 @@ constexpr Argument weightsArguments[] = {
         .shaped({ lengthOf("weights1"), lengthOf("weights2") }),
 };
 
-bool hasMass(const CallView& call, Word weights)
+static bool hasMass(const CallView& call, Word weights)
 {
     return std::ranges::any_of(call.reals(weights), [](double mass) { return static_cast<float>(mass) > 0; });
 }
@@ -41,7 +39,7 @@ constexpr Constraint sizeConstraint {
         return bounds::transportFits(call.length("weights1"), call.length("weights2"));
     }
 };
-bool signatureFits(const CallView& call, Word points)
+static bool signatureFits(const CallView& call, Word points)
 {
     return bounds::signatureFits(call.dimension(points, 0), call.dimension(points, 1));
 }
@@ -73,8 +71,6 @@ constexpr Example flowExamples[] = { { "Which mass goes where", distanceWords } 
 constexpr Example weightsExamples[] = { { "Which mass goes where at given costs", weightsWords } };
 constexpr Word transportSource =
     "Y. Rubner, C. Tomasi, L. Guibas, \"The earth mover's distance as a metric for image retrieval\", 2000";
-
-} // namespace
 
 MIRAVEX_RECORD(earthMoverDistance) {
     .summary = "The least cost of turning one weighted set of points into another",

@@ -40,9 +40,9 @@ std::vector<Face> sortedFaces(const std::vector<cv::Rect>& boxes, const std::vec
 /// smallest. Scale factor: above 1. Equalize: 1 to equalise the histogram first. Target size: -1, or at least
 /// 1 to search the picture shrunk by the integer quotient of its smaller side by it. Result: n, n boxes
 /// (left, bottom, right, top) from the top of the picture down, then n counts of neighbours. Refused besides:
-/// a target size of 0, and scale factors so near to 1 that the sizes searched exceed bounds::cascadeSamples.
-/// The file must be trusted: OpenCV does not check its indices. Source: P. Viola, M. Jones, "Rapid object
-/// detection using a boosted cascade of simple features", 2001.
+/// images beyond bounds::indexedPixels, a target size of 0, and scale factors so near to 1 that the sizes
+/// searched exceed bounds::cascadeSamples. The file must be trusted: OpenCV does not check its indices.
+/// Source: P. Viola, M. Jones, "Rapid object detection using a boosted cascade of simple features", 2001.
 HostErrorCode faceDetection(LibraryData data, KImage image, int64_t minWidth, int64_t minHeight,
                             int64_t maxWidth, int64_t maxHeight, const char* cascadePath,
                             int64_t minNeighbors, double scaleFactor, int64_t equalize, int64_t targetSize,
@@ -58,7 +58,8 @@ HostErrorCode faceDetection(LibraryData data, KImage image, int64_t minWidth, in
     const int64_t columns = images.imageGetColumnCount(image);
     if (rows < bounds::faceSide || columns < bounds::faceSide) return StatusFunctionError;
     if (!(scaleFactor > 1.0) || targetSize < bounds::keepSize || targetSize == 0) return StatusFunctionError;
-    if (!bounds::searchFits(rows, columns, targetSize, scaleFactor)) return StatusFunctionError;
+    if (!bounds::isIndexable(rows, columns) || !bounds::searchFits(rows, columns, targetSize, scaleFactor))
+        return StatusFunctionError;
 
     cv::Mat picture;
     if (!imageToMat(images, image, picture, anyType)) return StatusFunctionError;

@@ -2,8 +2,6 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr Argument cascadeArguments[] = {
     image("image", "gray picture to search")
         .channels({ 1 })
@@ -31,6 +29,7 @@ constexpr Argument cascadeArguments[] = {
         .byDefault(Default { bounds::keepSize }),
 };
 constexpr Constraint cascadeConstraints[] = {
+    pixelsConstraint,
     { "max_width", "at least the narrowest face",
       [](const CallView& call) { return call.integer("max_width") >= call.integer("min_width"); } },
     { "max_height", "at least the lowest face",
@@ -46,6 +45,7 @@ constexpr Constraint cascadeConstraints[] = {
       } },
 };
 constexpr Text cascadeLimits[] = {
+    pixelsLimit,
     "A target size of 0 is refused.",
     { "Scale factors are refused that are so near to 1 that all searched sizes together have more than {} "
       "samples and more than {} times the picture's: below 1.008 for large pictures, less for small ones.",
@@ -57,8 +57,6 @@ constexpr Text cascadeLimits[] = {
 constexpr Word cascadeWords[] = { "@portrait", "--cascade",    "@cascade", "--min-width",
                                   "60",        "--min-height", "60" };
 constexpr Example cascadeExamples[] = { { "The face of a portrait", cascadeWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(faceDetection) {
     .summary = "Finds faces with a boosted cascade",

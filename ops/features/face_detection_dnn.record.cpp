@@ -2,8 +2,6 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr Argument networkArguments[] = {
     image("image", "colour picture to search")
         .channels({ 3, 4 })
@@ -26,8 +24,6 @@ constexpr Text networkLimits[] = {
 constexpr Word networkWords[] = { "@portrait", "--description", "@face_network_prototxt", "--weights",
                                   "@face_network_weights" };
 constexpr Example networkExamples[] = { { "The face of a portrait, by a network", networkWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(faceDetectionDnn) { .summary = "Finds faces with a single-shot detector network",
                                    .arguments = networkArguments,

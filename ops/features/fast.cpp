@@ -1,10 +1,9 @@
 #include "ops/features/operations.h"
 
+#include "convert/integers.h"
 #include "ops/features/bounds.h"
 #include "ops/features/compat.h"
 #include "ops/features/keypoints.h"
-
-#include <algorithm>
 
 namespace miravex {
 
@@ -12,7 +11,8 @@ namespace miravex {
 ///
 /// Image: 2D, one byte channel, both sides at least 7. Mask, when used: one channel of bits of the same size,
 /// nonzero where keypoints may lie; one must be passed even when it is not used. Threshold: at least 0, in
-/// grey levels. Result: n x 7. Source: E. Rosten, T. Drummond, "Machine learning for high-speed corner
+/// grey levels; of its low 32 bits OpenCV compares the lowest eight as well, so that values above 255 wrap.
+/// Result: n x 7. Source: E. Rosten, T. Drummond, "Machine learning for high-speed corner
 /// detection", 2006.
 HostErrorCode fast(LibraryData data, KImage image, HostBoolean useMask, KImage mask, int64_t threshold,
                    HostBoolean nonmaxSuppression, KTensor* result)
@@ -24,8 +24,8 @@ HostErrorCode fast(LibraryData data, KImage image, HostBoolean useMask, KImage m
     if (!readInput(data, image, useMask, mask, KeypointMode::Detect, nullptr, 0, input))
         return StatusFunctionError;
     // Type 2 is TYPE_9_16.
-    const auto detector = cv::FastFeatureDetector::create(static_cast<int>(std::min<int64_t>(threshold, 255)),
-                                                          nonmaxSuppression != 0, compat::Option(2));
+    const auto detector =
+        cv::FastFeatureDetector::create(lowInt32(threshold), nonmaxSuppression != 0, compat::Option(2));
     detector->detect(input.picture, input.keypoints, input.allowed);
     return writeKeypoints(data, KeypointMode::Detect, input, cv::Mat(), result);
 }

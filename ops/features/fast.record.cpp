@@ -2,22 +2,22 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr Argument fastArguments[] = { pictureArgument.sides(bounds::fastSide, bounds::fastSide),
-                                       useMaskArgument, maskArgument, thresholdArgument,
+                                       useMaskArgument, maskArgument, thresholdArgument.low32Bits(),
                                        suppressionArgument };
+constexpr Text fastLimits[] = {
+    "Thresholds above 255 wrap: OpenCV compares their lowest eight bits.",
+};
 constexpr Word maskedWords[] = { "@photo", "--mask", "@mask", "--threshold", "30" };
 constexpr Example fastExamples[] = { { "Corners of a building", cornerWords },
                                      { "Corners inside a mask", maskedWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(fast) {
     .summary = "Finds corners by the segment test",
     .arguments = fastArguments,
     .results = cornerResults,
     .source = "E. Rosten, T. Drummond, \"Machine learning for high-speed corner detection\", 2006",
+    .limits = fastLimits,
     .examples = fastExamples
 };
 

@@ -2,8 +2,6 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr auto contourModeNames = namesOf(contourModes);
 constexpr auto contourMethodNames = namesOf(contourMethods);
 
@@ -35,8 +33,6 @@ constexpr Word contoursWords[] = { "@shapes" };
 constexpr Word chainWords[] = { "@shapes", "--mode", "External", "--chain-code", "true" };
 constexpr Example contoursExamples[] = { { "Outlines and holes of shapes", contoursWords },
                                          { "Outlines as steps from pixel to pixel", chainWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(findContours) {
     .summary = "Traces the borders of regions of nonzero pixels",

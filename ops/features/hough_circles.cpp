@@ -3,6 +3,7 @@
 #include "convert/flat_result.h"
 #include "convert/image_to_mat.h"
 #include "convert/integers.h"
+#include "ops/features/bounds.h"
 #include "ops/features/host_frame.h"
 
 #include <opencv2/imgproc.hpp>
@@ -15,8 +16,9 @@ namespace miravex {
 /// Finds circles by the gradients of their edges.
 ///
 /// Image: 2D, one byte channel. dp, minDist, param1 (upper edge threshold), param2 (votes): above 0. Radii:
-/// at least 0, the smaller not above the larger unless one is 0. Result: x, y, radius per circle. Source: H.
-/// Yuen et al., "Comparative study of Hough transform methods for circle finding", 1990.
+/// at least 0, the smaller not above the larger unless one is 0. Result: x, y, radius per circle. Images
+/// beyond bounds::indexedPixels are refused. Source: H. Yuen et al., "Comparative study of Hough transform
+/// methods for circle finding", 1990.
 HostErrorCode houghCircles(LibraryData data, KImage image, double dp, double minDist, double param1,
                            double param2, int64_t minRadius, int64_t maxRadius, KTensor* result)
 {
@@ -31,6 +33,7 @@ HostErrorCode houghCircles(LibraryData data, KImage image, double dp, double min
     if (minRadius != 0 && maxRadius != 0 && minRadius > maxRadius) return StatusFunctionError;
     if (images.imageGetRank(image) == 3 || channels != 1 || pixelType != PixelTypeByte)
         return StatusFunctionError;
+    if (!bounds::isIndexable(rows, columns)) return StatusFunctionError;
 
     cv::Mat picture;
     if (!imageToMat(images, image, picture, CV_8U)) return StatusFunctionError;

@@ -2,8 +2,6 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr Argument circlesArguments[] = {
     image("image", "gray picture").channels({ 1 }).pixels({ PixelTypeByte }),
     real("dp", "how much coarser than the picture centres are counted").above(0).byDefault(1.0),
@@ -18,6 +16,7 @@ constexpr Argument circlesArguments[] = {
     integer("max_radius", "largest radius; 0 for that of the picture").in("pixels").from(0).byDefault(0),
 };
 constexpr Constraint circlesConstraints[] = {
+    pixelsConstraint,
     { "max_radius", "0, or at least the smallest radius",
       [](const CallView& call) {
           const int64_t least = call.integer("min_radius");
@@ -27,11 +26,16 @@ constexpr Constraint circlesConstraints[] = {
 };
 constexpr Result circlesResults[] = { { ResultKind::RealTensor, "flat x, y, radius per circle",
                                         Layout::Circles } };
+constexpr Text circlesLimits[] = {
+    pixelsLimit,
+    "Nothing bounds the time: every edge pixel votes for centres at all radii, and every candidate is "
+    "compared "
+    "with all edges. Noisy pictures of a few megapixels take minutes; smooth them first, raise param1 and "
+    "param2, and give a min_dist and a max_radius.",
+};
 constexpr Word circlesWords[] = { "@coins",       "--min-dist", "20",           "--param2", "22",
                                   "--min-radius", "10",         "--max-radius", "40" };
 constexpr Example circlesExamples[] = { { "Round sweets", circlesWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(houghCircles) {
     .summary = "Finds circles by the gradients of their edges",
@@ -40,6 +44,7 @@ MIRAVEX_RECORD(houghCircles) {
     .source = "H. Yuen, J. Princen, J. Illingworth, J. Kittler, \"Comparative study of Hough transform "
               "methods for circle finding\", 1990",
     .constraints = circlesConstraints,
+    .limits = circlesLimits,
     .examples = circlesExamples
 };
 

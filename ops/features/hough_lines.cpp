@@ -87,8 +87,9 @@ HostErrorCode writeBorderLines(LibraryData data, const std::vector<cv::Vec2f>& l
 /// in the matrix frame; "Coordinates" gives x1, y1, x2, y2 on the picture's border, y counted from the bottom
 /// edge without half pixels, lines that cross it in other than two points leaving zeros at the end. Refused:
 /// accumulators and tables beyond bounds::houghCounters, and in the multi-scale transform negative divisors,
-/// a rho above half the diagonal or a theta above a whole turn, on which OpenCV crashes. Source: R. Duda, P.
-/// Hart, "Use of the Hough transformation to detect lines and curves in pictures", 1972.
+/// a rho above half the diagonal or a theta above a whole turn, on which OpenCV crashes. Images beyond
+/// bounds::indexedPixels are refused. Source: R. Duda, P. Hart, "Use of the Hough transformation to detect
+/// lines and curves in pictures", 1972.
 HostErrorCode houghLines(LibraryData data, KImage image, double rho, double theta, int64_t threshold,
                          double srn, double stn, const char* formName, KTensor* result)
 {
@@ -107,6 +108,7 @@ HostErrorCode houghLines(LibraryData data, KImage image, double rho, double thet
         && (!bounds::multiScaleRhoFits(rows, columns, rho) || theta > bounds::multiScaleTheta
             || !bounds::multiScaleFits(rows, columns, rho, theta, srn, stn)))
         return StatusFunctionError;
+    if (!bounds::isIndexable(rows, columns)) return StatusFunctionError;
 
     cv::Mat picture;
     if (!imageToMat(images, image, picture, CV_8U)) return StatusFunctionError;

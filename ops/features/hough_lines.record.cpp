@@ -2,8 +2,6 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr auto formNames = namesOf(lineForms);
 
 constexpr Argument linesArguments[] = {
@@ -17,8 +15,9 @@ constexpr Argument linesArguments[] = {
         .oneOf(formNames)
         .byDefault("Coordinates"),
 };
-bool isMultiScale(const CallView& call) { return call.real("srn") != 0 || call.real("stn") != 0; }
+static bool isMultiScale(const CallView& call) { return call.real("srn") != 0 || call.real("stn") != 0; }
 constexpr Constraint linesConstraints[] = {
+    pixelsConstraint,
     { "stn", "a value other than 0 when srn is not 0",
       [](const CallView& call) { return call.real("srn") == 0 || call.real("stn") != 0; } },
     distancesConstraint,
@@ -52,6 +51,7 @@ constexpr Result linesResults[] = {
       { "form", "Equation" } },
 };
 constexpr Text linesLimits[] = {
+    pixelsLimit,
     accumulatorLimit,
     { "The multi-scale transform refuses negative divisors, a rho above half the diagonal, a theta above a "
       "whole turn and tables of more than {} entries: OpenCV crashes on them. It also refuses by itself some "
@@ -60,8 +60,6 @@ constexpr Text linesLimits[] = {
 };
 constexpr Word linesWords[] = { "@edges", "--threshold", "130" };
 constexpr Example linesExamples[] = { { "The long lines of a building", linesWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(houghLines) {
     .summary = "Finds straight lines among the nonzero pixels",

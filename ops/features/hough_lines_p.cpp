@@ -8,6 +8,7 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <vector>
 
 namespace miravex {
@@ -15,9 +16,9 @@ namespace miravex {
 /// Finds line segments among the nonzero pixels by random sampling (with a fixed seed).
 ///
 /// Image: 2D, one channel of bits or bytes. Rho and theta: resolutions, above 0. Result: x1, y1, x2, y2 per
-/// segment. Accumulators beyond bounds::houghCounters are refused, and a rho beyond bounds::houghDistances,
-/// on which OpenCV crashes. Source: J. Matas, C. Galambos, J. Kittler, "Robust detection of lines using the
-/// progressive probabilistic Hough transform", 2000.
+/// segment. Accumulators beyond bounds::houghCounters are refused, and what OpenCV crashes on: a rho beyond
+/// bounds::houghDistances and sides beyond bounds::houghSide. Source: J. Matas, C. Galambos, J. Kittler,
+/// "Robust detection of lines using the progressive probabilistic Hough transform", 2000.
 HostErrorCode houghLinesP(LibraryData data, KImage image, double rho, double theta, int64_t threshold,
                           double minLineLength, double maxLineGap, KTensor* result)
 {
@@ -30,6 +31,7 @@ HostErrorCode houghLinesP(LibraryData data, KImage image, double rho, double the
     const int64_t columns = images.imageGetColumnCount(image);
     if (!bounds::accumulatorFits(rows, columns, rho, theta)) return StatusFunctionError;
     if (rho > bounds::houghDistances(rows, columns)) return StatusFunctionError;
+    if (std::max(rows, columns) > bounds::houghSide) return StatusFunctionError;
 
     cv::Mat picture;
     if (!imageToMat(images, image, picture, CV_8U)) return StatusFunctionError;

@@ -2,8 +2,6 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr Argument segmentsArguments[] = {
     edgesArgument,
     rhoArgument,
@@ -13,6 +11,11 @@ constexpr Argument segmentsArguments[] = {
     real("max_line_gap", "widest gap to bridge inside a segment").in("pixels").byDefault(5.0),
 };
 constexpr Constraint segmentsConstraints[] = {
+    { "image",
+      { "at most {} pixels on a side", bounds::houghSide },
+      [](const CallView& call) {
+          return std::max(call.rows("image"), call.columns("image")) <= bounds::houghSide;
+      } },
     distancesConstraint,
     accumulatorConstraint,
     { "rho", "at most 2 (rows + columns) + 1",
@@ -23,13 +26,13 @@ constexpr Constraint segmentsConstraints[] = {
 constexpr Result segmentsResults[] = { { ResultKind::RealTensor, "flat x1, y1, x2, y2 per segment",
                                          Layout::Segments } };
 constexpr Text segmentsLimits[] = {
+    { "Pictures of more than {} pixels on a side are refused: OpenCV follows lines in 16 bits.",
+      bounds::houghSide },
     accumulatorLimit,
     "A rho above 2 (rows + columns) + 1 is refused: OpenCV counts outside its accumulator.",
 };
 constexpr Word segmentsWords[] = { "@edges", "--threshold", "60", "--min-line-length", "40" };
 constexpr Example segmentsExamples[] = { { "Segments on the edges of a building", segmentsWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(houghLinesP) {
     .summary = "Finds line segments among the nonzero pixels by random sampling",

@@ -4,6 +4,8 @@
 #include "ops/features/compat.h"
 #include "ops/features/keypoints.h"
 
+#include <algorithm>
+
 namespace miravex {
 
 /// Finds ("detect") or describes ("compute") keypoints in a nonlinear scale space, or both
@@ -12,8 +14,8 @@ namespace miravex {
 /// Image: 2D, one byte channel, both sides at least 2. Mask, when used: one channel of bits of the same size,
 /// nonzero where keypoints may lie. Octaves: 1 to 15, those that can't find anything in an image of this size
 /// skipped; layers: 1 to 11. Keypoints: n x 7 in the host's frame, read only by "compute", refused where
-/// bounds::keypointFits excludes them or their class_id names a level of a skipped octave. Result: n x 7, n x
-/// d or n x (7 + d) with descriptors of 64 or, extended, 128 floats. Scale spaces beyond
+/// bounds::keypointFits excludes them; their class_id is the level, counted over all octaves. Result: n x 7,
+/// n x d or n x (7 + d) with descriptors of 64 or, extended, 128 floats. Scale spaces beyond
 /// bounds::scaleSpaceSamples are refused. Source: P. Alcantarilla, A. Bartoli, A. Davison, "KAZE features",
 /// 2012.
 HostErrorCode kaze(LibraryData data, KImage image, HostBoolean useMask, KImage mask, const char* modeName,
@@ -28,15 +30,19 @@ HostErrorCode kaze(LibraryData data, KImage image, HostBoolean useMask, KImage m
     if (nOctaves < 1 || nOctaves > bounds::kazeOctaves) return StatusFunctionError;
     const int diffusivity = valueOf(diffusivities, diffusivityName, unknownName);
     if (diffusivity == unknownName) return StatusFunctionError;
-    if (!bounds::scaleSpaceFits(input.rows, input.columns, nOctaves, nOctaveLayers))
-        return StatusFunctionError;
 
     if (!readInput(data, image, useMask, mask, mode, keypointRows, bounds::intOctave, input))
         return StatusFunctionError;
-    const int octaves = static_cast<int>(bounds::usefulKazeOctaves(nOctaves, input.rows, input.columns));
-    const auto detector =
-        cv::KAZE::create(extended != 0, upright != 0, static_cast<float>(threshold), octaves,
-                         static_cast<int>(nOctaveLayers), compat::Option(diffusivity));
+    int64_t highestClass = 0;
+    for (const cv::KeyPoint& at : input.keypoints)
+        highestClass = std::max<int64_t>(highestClass, at.class_id);
+    const int64_t octaves =
+        bounds::usefulKazeOctaves(nOctaves, nOctaveLayers, input.rows, input.columns, highestClass);
+    if (!bounds::scaleSpaceFits(input.rows, input.columns, octaves, nOctaveLayers))
+        return StatusFunctionError;
+    const auto detector = cv::KAZE::create(extended != 0, upright != 0, static_cast<float>(threshold),
+                                           static_cast<int>(octaves), static_cast<int>(nOctaveLayers),
+                                           compat::Option(diffusivity));
     return runDetector(data, *detector, mode, input, result);
 }
 

@@ -2,8 +2,6 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr Argument kazeArguments[] = {
     pictureArgument.sides(bounds::kazeSide, bounds::kazeSide),
     useMaskArgument,
@@ -24,21 +22,22 @@ constexpr Constraint kazeConstraints[] = {
     { "n_octave_layers",
       { "few enough that rows x columns x octaves x layers x 10 is at most {}", bounds::scaleSpaceSamples },
       [](const CallView& call) {
-          return bounds::scaleSpaceFits(call.rows("image"), call.columns("image"), call.integer("n_octaves"),
-                                        call.integer("n_octave_layers"));
+          const int64_t rows = call.rows("image"), columns = call.columns("image");
+          const int64_t layers = call.integer("n_octave_layers");
+          const int64_t octaves =
+              bounds::usefulKazeOctaves(call.integer("n_octaves"), layers, rows, columns, highest(call, 6));
+          return bounds::scaleSpaceFits(rows, columns, octaves, layers);
       } },
     keypointsConstraint,
 };
 constexpr Text kazeLimits[] = {
     { "Scale spaces (rows x columns x octaves x layers x 10) of more than {} samples are refused.",
       bounds::scaleSpaceSamples },
-    "Keypoints to describe are refused when their class_id names a level of a skipped octave.",
+    "The class_id of a keypoint to describe is its level; OpenCV refuses those beyond octaves x layers.",
     keypointLimit,
 };
 constexpr Word kazeWords[] = { "@graf3", "--threshold", "0.004" };
 constexpr Example kazeExamples[] = { { "Keypoints of the same wall, seen from the side", kazeWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(kaze) { .summary = "Finds and describes keypoints in a nonlinear scale space",
                        .arguments = kazeArguments,

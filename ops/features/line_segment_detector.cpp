@@ -2,6 +2,7 @@
 
 #include "convert/flat_result.h"
 #include "convert/image_to_mat.h"
+#include "ops/features/bounds.h"
 #include "ops/features/host_frame.h"
 
 #include <opencv2/imgproc.hpp>
@@ -12,8 +13,9 @@ namespace miravex {
 
 /// Finds line segments by growing regions of like gradient direction.
 ///
-/// Image: 2D, one channel of bits or bytes. Result: x1, y1, x2, y2, width per segment. Source: R. Grompone
-/// von Gioi et al., "LSD: a line segment detector", 2012.
+/// Image: 2D, one channel of bits or bytes. Result: x1, y1, x2, y2, width per segment. Images beyond
+/// bounds::indexedPixels are refused. Source: R. Grompone von Gioi et al., "LSD: a line segment detector",
+/// 2012.
 HostErrorCode lineSegmentDetector(LibraryData data, KImage image, KTensor* result)
 {
     if (!data || !image) return StatusFunctionError;
@@ -22,6 +24,7 @@ HostErrorCode lineSegmentDetector(LibraryData data, KImage image, KTensor* resul
     if (images.imageGetPixelType(image) > PixelTypeByte) return StatusFunctionError;
     const int64_t rows = images.imageGetRowCount(image);
     const int64_t columns = images.imageGetColumnCount(image);
+    if (!bounds::isIndexable(rows, columns)) return StatusFunctionError;
 
     cv::Mat picture;
     if (!imageToMat(images, image, picture, CV_8U)) return StatusFunctionError;

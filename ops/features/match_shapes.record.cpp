@@ -2,8 +2,6 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr auto shapeMethodNames = namesOf(shapeMethods);
 
 constexpr Argument contourArgument(std::string_view name)
@@ -29,8 +27,6 @@ constexpr Word shapesWords[] = { "--contour1", "0,0;40,0;40,20;0,20", "--contour
 constexpr Word unlikeWords[] = { "--contour1", "0,0;40,0;40,20;0,20", "--contour2", "0,0;30,0;15,40" };
 constexpr Example shapesExamples[] = { { "A rectangle and the same, turned", shapesWords },
                                        { "A rectangle and a triangle", unlikeWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(matchShapes) { .summary = "Compares two contours whatever their place, size and turn",
                               .arguments = shapesArguments,

@@ -58,11 +58,12 @@ HostErrorCode writeRectangles(LibraryData data, const std::vector<cv::Rect>& box
 /// similar neighbours merge).
 ///
 /// Image: 2D, 1, 3 or 4 byte channels, both sides at least 2 (OpenCV wants 3); one colour has no regions.
-/// Areas, variation and margin: at least 0; diversity: above 0; area threshold: above 1; evolution: 1 to
-/// bounds::mserEvolution; edge blur: odd, at most bounds::mserEdgeBlur. "Rectangle" gives n x 5: number from
-/// 1, left, top, right, bottom, with y from the bottom edge and no half pixel. "LabelMatrix" gives rows x
-/// columns, top row first: the number of the last region at each pixel, 0 for none. Source: J. Matas et al.,
-/// "Robust wide baseline stereo from maximally stable extremal regions", 2002; P.-E. Forssen, "Maximally
+/// Areas, variation and margin: at least 0; diversity: above 0; area threshold: above 1; evolution: at
+/// least 1; edge blur: odd; of colours both are bounded by bounds::mserFits. Images beyond
+/// bounds::indexedPixels are refused. "Rectangle" gives n x 5: number
+/// from 1, left, top, right, bottom, with y from the bottom edge and no half pixel. "LabelMatrix" gives rows
+/// x columns, top row first: the number of the last region at each pixel, 0 for none. Source: J. Matas et
+/// al., "Robust wide baseline stereo from maximally stable extremal regions", 2002; P.-E. Forssen, "Maximally
 /// stable colour regions", 2007.
 HostErrorCode mserDetect(LibraryData data, KImage image, int64_t delta, int64_t minArea, int64_t maxArea,
                          double maxVariation, double minDiversity, int64_t maxEvolution, double areaThreshold,
@@ -82,7 +83,7 @@ HostErrorCode mserDetect(LibraryData data, KImage image, int64_t delta, int64_t 
     if (maxArea < 0 || minArea < 0 || minMargin < 0 || maxVariation < 0) return StatusFunctionError;
     if (edgeBlurSize < 0 || edgeBlurSize % 2 == 0 || !(areaThreshold > 1.0)) return StatusFunctionError;
     if (maxEvolution < 1 || !(minDiversity > 0)) return StatusFunctionError;
-    if (maxEvolution > bounds::mserEvolution || edgeBlurSize > bounds::mserEdgeBlur)
+    if (!bounds::isIndexable(rows, columns) || !bounds::mserFits(channels, maxEvolution, edgeBlurSize))
         return StatusFunctionError;
 
     cv::Mat picture;
@@ -90,8 +91,8 @@ HostErrorCode mserDetect(LibraryData data, KImage image, int64_t delta, int64_t 
     // Grey levels differ by 255 at most, and a delta of 256 already excludes every region.
     const auto detector =
         cv::MSER::create(static_cast<int>(std::clamp<int64_t>(delta, -256, 256)), clippedInt32(minArea),
-                         clippedInt32(maxArea), maxVariation, minDiversity, static_cast<int>(maxEvolution),
-                         areaThreshold, minMargin, static_cast<int>(edgeBlurSize));
+                         clippedInt32(maxArea), maxVariation, minDiversity, clippedInt32(maxEvolution),
+                         areaThreshold, minMargin, clippedInt32(edgeBlurSize));
     std::vector<std::vector<cv::Point>> regions;
     std::vector<cv::Rect> boxes;
     detector->detectRegions(picture, regions, boxes);

@@ -2,8 +2,6 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr auto mserFormNames = namesOf(mserForms);
 
 constexpr Argument mserArguments[] = {
@@ -16,21 +14,26 @@ constexpr Argument mserArguments[] = {
     integer("max_area", "largest region").in("pixels").from(0).byDefault(14400),
     real("max_variation", "how much the area of a stable region may change").from(0).byDefault(0.25),
     real("min_diversity", "how much nested regions must differ").above(0).byDefault(0.2),
-    integer("max_evolution", "steps of the merging of colours")
-        .from(1)
-        .to(bounds::mserEvolution)
-        .byDefault(200),
+    integer("max_evolution", "steps of the merging of colours").from(1).byDefault(200),
     real("area_threshold", "growth of the area that starts a colour region anew").above(1).byDefault(1.01),
     real("min_margin", "least contrast of a colour region").from(0).byDefault(0.003),
-    integer("edge_blur_size", "side of the blur of colour edges")
-        .in("pixels")
-        .from(1)
-        .to(bounds::mserEdgeBlur)
-        .odd()
-        .byDefault(5),
+    integer("edge_blur_size", "side of the blur of colour edges").in("pixels").from(1).odd().byDefault(5),
     text("form", "bounding rectangles, or a table with the number of the region at each pixel")
         .oneOf(mserFormNames)
         .byDefault("Rectangle"),
+};
+constexpr Constraint mserConstraints[] = {
+    pixelsConstraint,
+    { "max_evolution",
+      { "at most {} steps for a colour picture", bounds::mserEvolution },
+      [](const CallView& call) {
+          return bounds::mserFits(call.channels("image"), call.integer("max_evolution"), 1);
+      } },
+    { "edge_blur_size",
+      { "at most {} pixels for a colour picture", bounds::mserEdgeBlur },
+      [](const CallView& call) {
+          return bounds::mserFits(call.channels("image"), 1, call.integer("edge_blur_size"));
+      } },
 };
 constexpr Result mserResults[] = {
     { ResultKind::RealTensor,
@@ -43,17 +46,16 @@ constexpr Result mserResults[] = {
       { "form", "LabelMatrix" } },
 };
 constexpr Text mserLimits[] = {
-    { "Evolutions of more than {} steps are refused, of which each colour picture takes every one.",
-      bounds::mserEvolution },
+    pixelsLimit,
+    { "Of colour pictures, which take every step, evolutions of more than {} steps are refused, and edge "
+      "blurs of more than {} pixels.",
+      bounds::mserEvolution, bounds::mserEdgeBlur },
     "A picture of one colour has no regions; OpenCV itself would call the whole of a small one a region.",
-    { "Edge blurs of more than {} pixels are refused.", bounds::mserEdgeBlur },
 };
 constexpr Word rectangleWords[] = { "@coins" };
 constexpr Word labelWords[] = { "@coins", "--form", "LabelMatrix", "--min-area", "200" };
 constexpr Example mserExamples[] = { { "Stable regions of a picture of sweets", rectangleWords },
                                      { "The same as labels", labelWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(mserDetect) {
     .summary = "Finds regions that stay stable while a threshold moves",
@@ -61,6 +63,7 @@ MIRAVEX_RECORD(mserDetect) {
     .results = mserResults,
     .source = "J. Matas et al., \"Robust wide baseline stereo from maximally stable extremal regions\", "
               "2002; P.-E. Forssen, \"Maximally stable colour regions for recognition and matching\", 2007",
+    .constraints = mserConstraints,
     .limits = mserLimits,
     .examples = mserExamples
 };

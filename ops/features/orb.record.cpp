@@ -2,8 +2,6 @@
 
 namespace miravex {
 
-namespace {
-
 constexpr auto scoreNames = namesOf(orbScores);
 
 constexpr Argument orbArguments[] = {
@@ -26,14 +24,9 @@ constexpr Argument orbArguments[] = {
     keypointsArgument,
 };
 /// Levels that OpenCV builds: those of the described keypoints, or as many as asked for.
-int64_t pyramidLevels(const CallView& call)
+static int64_t pyramidLevels(const CallView& call)
 {
-    if (!computes(call)) return call.integer("n_levels");
-    double highest = 0;
-    const auto elements = call.reals("keypoints");
-    for (std::size_t first = 0; first + 7 <= elements.size(); first += 7)
-        highest = std::max(highest, std::min(elements[first + 5], static_cast<double>(bounds::intOctave)));
-    return static_cast<int64_t>(highest) + 1;
+    return computes(call) ? highest(call, 5) + 1 : call.integer("n_levels");
 }
 constexpr Constraint orbConstraints[] = {
     keypointsConstraint,
@@ -57,8 +50,6 @@ constexpr Text orbLimits[] = {
 };
 constexpr Word orbWords[] = { "@building", "--n-features", "300" };
 constexpr Example orbExamples[] = { { "The 300 best keypoints of a building", orbWords } };
-
-} // namespace
 
 MIRAVEX_RECORD(orb) { .summary = "Finds and describes oriented corners by pairs of brightness comparisons",
                       .arguments = orbArguments,

@@ -12,7 +12,14 @@ namespace miravex::features {
 using namespace records;
 using Word = std::string_view;
 
-// --- keypoint detectors ---------------------------------------------------------------------------------
+inline constexpr Constraint pixelsConstraint {
+    "image",
+    { "at most {} pixels", bounds::indexedPixels },
+    [](const CallView& call) { return bounds::isIndexable(call.rows("image"), call.columns("image")); }
+};
+inline constexpr Text pixelsLimit {
+    "Pictures of more than {} pixels are refused: OpenCV indexes them by int.", bounds::indexedPixels
+};
 
 inline constexpr Argument pictureArgument =
     image("image", "gray picture to look at").channels({ 1 }).pixels({ PixelTypeByte });
@@ -66,6 +73,16 @@ inline constexpr Result featureResults[] = {
 
 inline bool computes(const CallView& call) { return call.text("mode") == "compute"; }
 
+/// The highest octave (column 5) or class_id (6) of the keypoints to describe, at least 0.
+inline int64_t highest(const CallView& call, std::size_t column)
+{
+    double found = 0;
+    const auto elements = computes(call) ? call.reals("keypoints") : std::span<const double>();
+    for (; column < elements.size(); column += 7)
+        found = std::max(found, std::min(elements[column], static_cast<double>(bounds::intOctave)));
+    return static_cast<int64_t>(found);
+}
+
 inline bool keypointsFit(const CallView& call, int64_t highestOctave)
 {
     if (!computes(call)) return true;
@@ -77,16 +94,18 @@ inline bool keypointsFit(const CallView& call, int64_t highestOctave)
     return true;
 }
 inline constexpr Constraint keypointsConstraint {
-    "keypoints", "positions inside the picture, sizes above 0 and up to its diagonal, octaves from 0",
+    "keypoints",
+    { "positions inside the picture, sizes above 0 and up to {} of its diagonals, octaves from 0",
+      bounds::keypointDiagonals },
     [](const CallView& call) { return keypointsFit(call, bounds::intOctave); }
 };
-inline constexpr Text keypointLimit =
-    "Keypoints to describe are refused when a number is not finite as a float or a size exceeds the "
-    "picture's diagonal: OpenCV crashes on them.";
+inline constexpr Text keypointLimit {
+    "Keypoints to describe are refused when a number is not finite as a float or a size exceeds {} diagonals "
+    "of the picture: OpenCV crashes on them.",
+    bounds::keypointDiagonals
+};
 
 inline constexpr Word cornerWords[] = { "@building", "--threshold", "40" };
-
-// --- lines ----------------------------------------------------------------------------------------------
 
 inline constexpr Argument edgesArgument = image("image", "gray picture whose nonzero pixels are the edges")
                                               .channels({ 1 })
@@ -116,8 +135,6 @@ inline constexpr Text accumulatorLimit {
     "Resolutions so fine that they need more than {} counters are refused: 1 GiB, and hours of counting.",
     bounds::houghCounters
 };
-
-// --- faces ----------------------------------------------------------------------------------------------
 
 inline constexpr Result faceResults[] = {
     { ResultKind::RealTensor,
