@@ -70,7 +70,7 @@ struct Sequence {
         if (windows.search > rows || windows.search > columns) return false;
         if (windows.patch > rows || windows.patch > columns) return false;
         const int64_t half = windows.temporal / 2;
-        if (windows.temporal < 1 || index - half < 0 || index + half > slices) return false;
+        if (windows.temporal < 1 || index < half || index > slices - half) return false;
         return windows.odd() && pixelType == PixelTypeByte;
     }
 };

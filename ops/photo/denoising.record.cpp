@@ -84,7 +84,7 @@ bool fitsFrames(const CallView& call, std::string_view window)
 bool temporalFits(const CallView& call)
 {
     const int64_t half = lowInt32(call.integer("temporal_window")) / 2;
-    return call.integer("frame") > half && call.integer("frame") + half <= call.slices("frames");
+    return call.integer("frame") > half && call.integer("frame") <= call.slices("frames") - half;
 }
 
 constexpr Text fewerCounters { "windows that need at most {} counters for each thread",

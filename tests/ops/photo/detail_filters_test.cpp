@@ -1,8 +1,10 @@
+#include "tests/ops/photo/fenced_matrices.h"
 #include "tests/support/host_check.h"
 
 #include <opencv2/photo.hpp>
 
 #include <cmath>
+#include <cstdlib>
 
 namespace miravex::test {
 
@@ -69,6 +71,26 @@ TEST(DetailFilters, DivideByZeroWhereOpenCvDoes)
             }
     EXPECT_GT(black, 10U);
     EXPECT_GT(shown, 10U);
+}
+
+/// Ends the process with 0 when these calls succeed with fences behind all matrices.
+[[noreturn]] void exitAfterFencedCalls(const ImagePointer& image, double spatial, double range)
+{
+    const FencedMatrices fences;
+    bool succeeded = true;
+    for (const auto& [operation, values] : calls(image, spatial, range))
+        succeeded = call(library(), record(operation), values).ok() && succeeded;
+    std::_Exit(succeeded ? 0 : 1);
+}
+
+TEST(DetailFilters, ReadNothingBehindTheirMatrices)
+{
+    const cv::Mat flat(9, 12, CV_8UC3, cv::Scalar(90, 80, 70));
+    const ImagePointer noisy = imageOf(noise(9, 12, CV_8UC3));
+    EXPECT_EXIT(exitAfterFencedCalls(noisy, 12.5, 0.4), ::testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(exitAfterFencedCalls(noisy, 12.5, 0.0), ::testing::ExitedWithCode(0), "") << "range sigma 0";
+    EXPECT_EXIT(exitAfterFencedCalls(noisy, 0.0, 0.0), ::testing::ExitedWithCode(0), "") << "both sigmas 0";
+    EXPECT_EXIT(exitAfterFencedCalls(imageOf(flat), 12.5, 0.4), ::testing::ExitedWithCode(0), "") << "flat";
 }
 
 TEST(EdgePreservingFilter, FiltersLargeImagesAsTheirParts)
