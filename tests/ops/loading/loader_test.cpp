@@ -6,10 +6,15 @@
 #include <opencv2/imgproc.hpp>
 
 #include <fmt/format.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <thread>
@@ -21,6 +26,12 @@ namespace miravex::test {
 namespace {
 
 constexpr const char* operation = "LoadImagesFromPathInto";
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool sanitized = true;
+#else
+constexpr bool sanitized = false;
+#endif
 
 /// What a slot holds before a call.
 constexpr float untouched = 7.25F;
@@ -171,6 +182,51 @@ public:
 private:
     int before_;
 };
+
+/// The same JPEG with other sides in its header.
+std::string withSides(std::string jpeg, unsigned rows, unsigned columns)
+{
+    const std::size_t frame = jpeg.find("\xFF\xC0");
+    EXPECT_NE(frame, std::string::npos);
+    for (const auto& [at, value] : { std::pair(frame + 5, rows), std::pair(frame + 7, columns) }) {
+        jpeg[at] = static_cast<char>(value >> 8U);
+        jpeg[at + 1] = static_cast<char>(value & 0xFFU);
+    }
+    return jpeg;
+}
+
+/// Ends a child process: 0 when a batch succeeds with these positions on so much memory beyond what is
+/// mapped.
+[[noreturn]] void exitWithPositions(const Request& request, int64_t bytes,
+                                    const std::vector<int64_t>& expected)
+{
+    const Values values = request.values();
+    cv::setNumThreads(1);
+    library();
+    std::ifstream statm("/proc/self/statm");
+    int64_t pages = 0;
+    statm >> pages;
+    const auto most = static_cast<rlim_t>(pages * sysconf(_SC_PAGESIZE) + bytes);
+    const rlimit limit { most, most };
+    setrlimit(RLIMIT_AS, &limit);
+    const Outcome outcome = call(library(), record(operation), values);
+    std::_Exit(outcome.ok() && positionsOf(outcome) == expected ? 0 : 1);
+}
+
+/// Ends a child process: 0 when a refused call says this on an unbuffered standard output, in one piece.
+[[noreturn]] void exitAfterOneWrite(const Values& values, const std::string& expected)
+{
+    std::array<int, 2> ends {};
+    socketpair(AF_UNIX, SOCK_DGRAM, 0, ends.data()); // keeps writes apart
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
+    dup2(ends[0], STDOUT_FILENO);
+    const Outcome outcome = call(library(), record(operation), values);
+    std::array<char, 4096> text {};
+    const ssize_t got = recv(ends[1], text.data(), text.size(), MSG_DONTWAIT);
+    const bool whole = got > 0 && std::string(text.data(), static_cast<std::size_t>(got)) == expected;
+    const bool more = recv(ends[1], text.data(), text.size(), MSG_DONTWAIT) >= 0;
+    std::_Exit(!outcome.ok() && whole && !more ? 0 : 1);
+}
 
 } // namespace
 
@@ -670,5 +726,42 @@ TEST(LoadImages, DoesNotGrow)
 }
 
 #endif
+
+TEST(LoadImages, FailsAFileThatMemoryDoesNotHoldAndNotTheBatch)
+{
+    if (sanitized) GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
+    const TemporaryFolder folder;
+    writeJpeg(folder.file("small.jpg"), scene(40, 50));
+    writeFile(folder.file("promising.jpg"), withSides(readFile(folder.file("small.jpg")), 30000, 30000));
+    for (const int64_t channels : { 1, 3 }) {
+        const Request request { .paths = { folder.file("small.jpg"), folder.file("promising.jpg"),
+                                           folder.file("small.jpg") },
+                                .channels = channels,
+                                .channelsLast = false };
+        // 0.9 and 2.7 GB in one piece
+        EXPECT_EXIT(exitWithPositions(request, int64_t { 1 } << 29, { 2 }), ::testing::ExitedWithCode(0), "")
+            << channels << " channels";
+    }
+}
+
+TEST(LoadImages, NeedsTheMemoryOfADamagedPictureOnce)
+{
+    if (sanitized) GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
+    const TemporaryFolder folder;
+    writeJpeg(folder.file("small.jpg"), scene(40, 50));
+    writeFile(folder.file("damaged.jpg"), withSides(readFile(folder.file("small.jpg")), 12000, 12000));
+    const Request request { .paths = { folder.file("damaged.jpg") } };
+    // 432 MB in each of the two readers
+    EXPECT_EXIT(exitWithPositions(request, int64_t { 700 } << 20, {}), ::testing::ExitedWithCode(0), "");
+}
+
+TEST(LoadImages, SaysEachMessageInOneWrite)
+{
+    const TemporaryFolder folder;
+    Request request = onePicture(folder, { 1, 2, 3 });
+    request.color = "rgb";
+    EXPECT_EXIT(exitAfterOneWrite(request.values(), "Runtime Error: Invalid color space.\n"),
+                ::testing::ExitedWithCode(0), "");
+}
 
 } // namespace miravex::test
