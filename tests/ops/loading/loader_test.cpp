@@ -1,3 +1,4 @@
+#include "ops/loading/bounds.h"
 #include "tests/ops/loading/picture_files.h"
 #include "tests/ops/loading/plain_steps.h"
 #include "tests/support/host_check.h"
@@ -762,6 +763,98 @@ TEST(LoadImages, SaysEachMessageInOneWrite)
     request.color = "rgb";
     EXPECT_EXIT(exitAfterOneWrite(request.values(), "Runtime Error: Invalid color space.\n"),
                 ::testing::ExitedWithCode(0), "");
+}
+
+TEST(LoadImages, LooksAtAllBitsOfItsIntegers)
+{
+    const TemporaryFolder folder;
+    Request request = onePicture(folder, { 51, 102, 204 });
+    request.mean = slotArray(request, 0.5F, 0.0F);
+    request.rstddev = slotArray(request, 4.0F, 0.0F);
+    const auto first = [&](const Values& values) {
+        succeed(operation, values);
+        return floatsOf(values)[0];
+    };
+    for (const int64_t flag : { int64_t { 1 } << 32, INT64_MIN }) { // nothing in their low 32 bits
+        Values values = request.values();
+        values[4] = flag;
+        values[6] = flag;
+        EXPECT_FLOAT_EQ(first(values), (0.8F - 0.5F) * 4) << flag;
+        values[4] = int64_t { 0 };
+        EXPECT_FLOAT_EQ(first(values), 0.8F * 4) << flag;
+        values[6] = int64_t { 0 };
+        EXPECT_FLOAT_EQ(first(values), 0.8F) << flag;
+    }
+    for (const int64_t stripes : { INT64_MIN, int64_t { -1 }, int64_t { 1 } << 32, INT64_MAX }) {
+        Values values = request.values();
+        values[8] = stripes;
+        EXPECT_FLOAT_EQ(first(values), (0.8F - 0.5F) * 4) << stripes;
+    }
+}
+
+TEST(LoadImages, ForetellsItsRefusals)
+{
+    const TemporaryFolder folder;
+    const Request request = onePicture(folder, { 1, 2, 3 });
+    const auto with = [&](const std::vector<std::pair<std::size_t, Value>>& changes) {
+        Values values = request.values();
+        for (const auto& [slot, value] : changes) values[slot] = value;
+        return values;
+    };
+    const auto ofType = [](std::vector<int64_t> dimensions, int type) {
+        ArrayPointer array = makeFloatArray(std::move(dimensions));
+        array->elementType = type;
+        return array;
+    };
+    const auto lengths = [](std::vector<int64_t> elements) {
+        const auto count = static_cast<int64_t>(elements.size());
+        return makeIntegerTensor({ count }, elements);
+    };
+    const auto path = static_cast<int64_t>(request.paths[0].size());
+    const int64_t beyond = bounds::slotSide + 1;
+    const int64_t yes = 1;
+    struct Refused {
+        const char* argument;
+        const char* expected;
+        Values values;
+    };
+    const std::vector<Refused> refused {
+        { "destination", "rank 4", with({ { 0, ofType({ 1, 24, 32, 3 }, 10) } }) },
+        { "destination", "rank 4", with({ { 0, makeFloatArray({ 24, 32, 3 }) } }) },
+        { "destination", "1 or 3 channels", with({ { 0, makeFloatArray({ 1, 24, 32, 2 }) } }) },
+        { "destination", "2^30 rows",
+          with({ { 0, makeFloatArray({ 0, beyond, 1, 3 }) }, { 2, lengths({}) } }) },
+        { "destination", "2^30 rows",
+          with({ { 0, makeFloatArray({ 0, 3, 1, beyond }) }, { 2, lengths({}) }, { 9, int64_t { 0 } } }) },
+        { "destination", "array", with({ { 0, ArrayPointer() } }) },
+        { "lengths", "do not exceed the paths", with({ { 2, lengths({ path + 1 }) } }) },
+        { "lengths", "at least 0", with({ { 2, lengths({ -1 }) } }) },
+        { "lengths", "slots", with({ { 0, makeFloatArray({ 0, 24, 32, 3 }) } }) },
+        { "lengths", "integers", with({ { 2, TensorPointer() } }) },
+        { "color_space", "one of RGB", with({ { 3, std::string("rgb") } }) },
+        { "color_space", "other than RGB", with({ { 0, makeFloatArray({ 1, 24, 32, 1 }) } }) },
+        { "mean", "rank 3", with({ { 4, yes }, { 5, makeFloatArray({ 24 * 32 * 3 }) } }) },
+        { "mean", "rank 3", with({ { 4, yes }, { 5, ofType({ 24, 32, 3 }, 10) } }) },
+        { "mean", "slot's elements", with({ { 4, yes }, { 5, makeFloatArray({ 24, 31, 3 }) } }) },
+        { "mean", "array", with({ { 4, yes }, { 5, ArrayPointer() } }) },
+        { "rstddev", "rank 3", with({ { 6, yes }, { 7, makeFloatArray({ 24 * 32 * 3 }) } }) },
+        { "rstddev", "rank 3", with({ { 6, yes }, { 7, ofType({ 24, 32, 3 }, 10) } }) },
+        { "rstddev", "slot's elements", with({ { 6, yes }, { 7, makeFloatArray({ 24, 31, 3 }) } }) },
+        { "rstddev", "array", with({ { 6, yes }, { 7, ArrayPointer() } }) },
+    };
+    EXPECT_TRUE(check(record(operation), request.values()).empty());
+    for (const Refused& call : refused) {
+        SCOPED_TRACE(fmt::format("{} with {}", call.argument, call.expected));
+        EXPECT_NE(refusalText(call.values), "");
+        const std::vector<Refusal> refusals = check(record(operation), call.values);
+        ASSERT_EQ(refusals.size(), 1U);
+        EXPECT_EQ(refusals[0].argument, call.argument);
+        EXPECT_NE(refusals[0].value, "");
+        EXPECT_THAT(refusals[0].expected, ::testing::HasSubstr(call.expected));
+    }
+    // Lists of so many paths take more memory than tests have.
+    EXPECT_TRUE(bounds::filesFit(bounds::batchFiles));
+    EXPECT_FALSE(bounds::filesFit(bounds::batchFiles + 1));
 }
 
 } // namespace miravex::test
