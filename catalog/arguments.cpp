@@ -1,6 +1,7 @@
 #include "catalog/arguments.h"
 
 #include "catalog/catalog.h"
+#include "convert/integers.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -184,10 +185,15 @@ bool shapeFits(const Argument& argument, const CallView& call)
 
 void checkNumber(const Argument& argument, double value, std::vector<Refusal>& refusals)
 {
-    if (tooSmall(value, argument.minimum) || tooLarge(value, argument.maximum))
+    const bool bounded = argument.minimum.present || argument.maximum.present;
+    if (std::isnan(value) && bounded && !argument.acceptsNan)
+        refusals.push_back({ std::string(argument.name), "no number", accepted(argument), "" });
+    // Of an integer that is cut to 32 bits the library looks at all bits for what is too small alone.
+    const double seen = argument.low32 ? lowInt32(static_cast<int64_t>(value)) : value;
+    if (tooSmall(value, argument.minimum) || tooLarge(seen, argument.maximum))
         refusals.push_back(
             { std::string(argument.name), numberText(value), accepted(argument), nearest(argument, value) });
-    else if (argument.mustBeOdd && std::fmod(value, 2) == 0)
+    else if (argument.mustBeOdd && std::fmod(seen, 2) == 0)
         refusals.push_back(
             { std::string(argument.name), numberText(value), "an odd number", numberText(value + 1) });
 }

@@ -135,6 +135,7 @@ struct Argument {
     std::span<const std::string_view> choices {};
     bool isPath = false; ///< a string that names a file to read
     bool mustBeOdd = false;
+    bool acceptsNan = false; ///< a bounded real that may be no number all the same
     bool low32 = false; ///< the library looks at the low 32 bits alone (convert/integers.h)
     bool rewritten = false; ///< the library writes into this object
     bool isShared = false; ///< an array that the library hands back after the call
@@ -183,6 +184,10 @@ public:
     constexpr Argument odd() const
     {
         return with([](Argument& a) { a.mustBeOdd = true; });
+    }
+    constexpr Argument orNan() const
+    {
+        return with([](Argument& a) { a.acceptsNan = true; });
     }
     constexpr Argument low32Bits() const
     {

@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <cmath>
+
 namespace miravex::test {
 
 // Derived from the records: whatever they promise is true of the library.
@@ -87,6 +89,20 @@ TEST_P(Bounds, JustOutsideIsRefusedByRecordAndLibrary)
             << textOf(operation, probe) << ": " << messages(refusals);
         const Outcome outcome = invoke(operation.name, probe.values);
         EXPECT_EQ(outcome.status, StatusFunctionError) << textOf(operation, probe);
+    }
+}
+
+TEST_P(Bounds, NanIsAcceptedOrRefusedByRecordAndLibraryAlike)
+{
+    for (const Argument& argument : operation.arguments) {
+        if (argument.kind != Kind::Real || worksForLong(operation)) continue;
+        const auto usual = validValues(operation, 0, { .used = argument.name });
+        if (!usual) GTEST_SKIP() << "the record alone gives no valid values";
+        const auto values = replaced(*usual, operation, argument.name, std::nan(""));
+        const Outcome outcome = invoke(operation.name, values);
+        const bool foretold = names(check(operation, values), argument.name);
+        EXPECT_TRUE(outcome.ok() ? !foretold : foretold || !outcome.openCvError.empty())
+            << describeCall(operation, values) << (outcome.ok() ? " was accepted" : " was refused");
     }
 }
 

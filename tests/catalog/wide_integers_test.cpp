@@ -33,11 +33,15 @@ TEST_P(WideIntegers, BehaveAsTheRecordSays)
             // Clipped, or refused with a reason.
             EXPECT_TRUE(outcome.ok() || !check(operation, wide).empty() || !outcome.openCvError.empty())
                 << describeCall(operation, wide) << " was refused, the record does not say why";
+            EXPECT_TRUE(!outcome.ok() || check(operation, wide).empty())
+                << describeCall(operation, wide) << " was accepted, the record objects";
             continue;
         }
         std::srand(7);
         const Outcome plain = invoke(operation.name, *values);
         ASSERT_TRUE(outcome.ok()) << describeCall(operation, wide) << ": " << outcome.openCvError;
+        EXPECT_TRUE(check(operation, wide).empty())
+            << describeCall(operation, wide) << ": the record objects";
         EXPECT_TRUE(bytesOfResult(outcome.result) == bytesOfResult(plain.result))
             << describeCall(operation, wide) << " is not the same with the low 32 bits of " << argument.name;
     }
