@@ -232,6 +232,9 @@ private:
 /// Up to this radius a column of a window is counted in 16 bits, and a window in 32.
 constexpr int64_t narrowRadius = std::numeric_limits<uint16_t>::max() / 2;
 
+/// Images of more columns and fewer rows than that are turned, to have histograms along the shorter side.
+constexpr int turnedFrom = 16384;
+
 /// How the columns of an image are shared out.
 struct Stripes {
     int count;
@@ -263,7 +266,7 @@ void largeMedian(const cv::Mat& source, cv::Mat& median, int64_t radius)
 {
     CV_Assert(source.depth() == CV_8U && source.dims == 2 && radius >= 0);
     CV_Assert(radius <= std::numeric_limits<int>::max());
-    if (source.cols > source.rows) { // histograms stand along the shorter side
+    if (source.cols > source.rows && source.cols > turnedFrom) {
         cv::Mat turned, turnedMedian;
         cv::transpose(source, turned);
         largeMedian(turned, turnedMedian, radius);
