@@ -1,6 +1,7 @@
 #include "bench/ratio.h"
 
 #include "host/services.h"
+#include "ops/filters/large_median.h"
 #include "ops/filters/local_statistics.h"
 
 #include <fmt/format.h>
@@ -226,6 +227,26 @@ void logPolarTables(const Size& size)
     }
 }
 
+/// Our own median at a radius beyond OpenCV's largest, against OpenCV at that: the time per pixel of both is
+/// to be the same whatever the radius.
+void largeMedians(const Size& size)
+{
+    const cv::Mat gray = smooth(size.rows, size.columns, CV_8U);
+    ratio(
+        fmt::format("large median, radius 200, {} against OpenCV's at 127", size.name),
+        [gray] {
+            cv::Mat median;
+            largeMedian(gray, median, 200);
+            keep(median.data);
+        },
+        [gray] {
+            cv::Mat median;
+            cv::medianBlur(gray, median, 2 * 127 + 1);
+            keep(median.data);
+        },
+        { .most = 1, .threads = 1 });
+}
+
 /// Binarization of bytes against its plain calls: the statistics alone, and whole with the conversion and the
 /// host's comparison of every pixel.
 void binarization(const Size& size)
@@ -282,6 +303,7 @@ MIRAVEX_BENCH(filters)
         colors(size);
         geometry(size);
         logPolarTables(size);
+        largeMedians(size);
         binarization(size);
     }
 }

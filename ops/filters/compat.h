@@ -49,7 +49,7 @@ inline void demosaic(const cv::Mat& mosaic, cv::Mat& colors, int code,
         return;
     }
     constexpr int margin = 2; // as long as the pattern, so that every band begins as the mosaic does
-    const int band = static_cast<int>(std::max<int64_t>(most / rowBytes - 2 * margin, 2)) / 2 * 2;
+    const int band = static_cast<int>(std::max<int64_t>(most / rowBytes - int64_t { 2 } * margin, 2)) / 2 * 2;
     colors.create(mosaic.size(), CV_8UC3);
     for (int first = 0; first < mosaic.rows; first += band) {
         const int end = static_cast<int>(std::min<int64_t>(int64_t { first } + band, mosaic.rows));

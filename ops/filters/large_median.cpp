@@ -12,8 +12,8 @@ namespace miravex {
 namespace {
 
 /// Values come in groups whose counts are looked through first.
-constexpr int groups = 16;
-constexpr int groupSize = 16;
+constexpr std::size_t groups = 16;
+constexpr std::size_t groupSize = 16;
 
 /// One channel of the image and of the result, and the columns of the result that one task writes.
 struct Stripe {
@@ -56,7 +56,7 @@ template <typename Visit> void visitWindow(int64_t centre, int64_t radius, int l
 template <typename Sum, typename Count>
 inline void slide(Sum* __restrict sums, const Count* __restrict entering, const Count* __restrict leaving)
 {
-    for (int i = 0; i < groupSize; ++i)
+    for (std::size_t i = 0; i < groupSize; ++i)
         sums[i] += static_cast<Sum>(entering[i]) - static_cast<Sum>(leaving[i]);
 }
 
@@ -72,9 +72,9 @@ public:
     }
 
     [[nodiscard]] const Count* ofGroups(int column) const { return &groups_[place(column) * groups]; }
-    [[nodiscard]] const Count* ofValues(int group, int column) const
+    [[nodiscard]] const Count* ofValues(std::size_t group, int column) const
     {
-        return &values_[(static_cast<std::size_t>(group) * width_ + place(column)) * groupSize];
+        return &values_[(group * width_ + place(column)) * groupSize];
     }
 
     /// Counts each sample of a row so many times.
@@ -120,7 +120,7 @@ public:
     StripeMedians(const Stripe& stripe)
         : stripe_(stripe)
         , columns_(stripe)
-        , below_(static_cast<Sum>(2 * static_cast<uint64_t>(stripe.radius) * (stripe.radius + 1)))
+        , below_(static_cast<Sum>(2 * stripe.radius * (stripe.radius + 1)))
     {
     }
 
@@ -150,10 +150,10 @@ private:
     {
         start_.fill({});
         visitWindow(stripe_.begin, stripe_.radius, stripe_.source.cols, [&](int column, int64_t times) {
-            for (int group = 0; group < groups; ++group) {
+            for (std::size_t group = 0; group < groups; ++group) {
                 const Count* counts = columns_.ofValues(group, column);
-                for (int i = 0; i < groupSize; ++i)
-                    at(start_, group)[i] += static_cast<Sum>(counts[i]) * static_cast<Sum>(times);
+                for (std::size_t i = 0; i < groupSize; ++i)
+                    start_[group][i] += static_cast<Sum>(counts[i]) * static_cast<Sum>(times);
             }
         });
     }
@@ -172,10 +172,10 @@ private:
     void writeRow(uchar* medians, int step)
     {
         sums_ = start_;
-        for (int group = 0; group < groups; ++group) {
+        for (std::size_t group = 0; group < groups; ++group) {
             Sum sum = 0;
-            for (int i = 0; i < groupSize; ++i) sum += at(sums_, group)[i];
-            groupSums_[static_cast<std::size_t>(group)] = sum;
+            for (std::size_t i = 0; i < groupSize; ++i) sum += sums_[group][i];
+            groupSums_[group] = sum;
         }
         upTo_.fill(stripe_.begin);
         for (int x = stripe_.begin;; ++x) {
@@ -190,28 +190,26 @@ private:
     uchar median(int x)
     {
         Sum below = 0;
-        int group = 0;
-        while (below + groupSums_[static_cast<std::size_t>(group)] <= below_)
-            below += groupSums_[static_cast<std::size_t>(group++)];
+        std::size_t group = 0;
+        while (below + groupSums_[group] <= below_) below += groupSums_[group++];
         catchUp(group, x);
-        const Sums& sums = at(sums_, group);
-        int value = 0;
-        while (below + sums[static_cast<std::size_t>(value)] <= below_)
-            below += sums[static_cast<std::size_t>(value++)];
+        const Sums& sums = sums_[group];
+        std::size_t value = 0;
+        while (below + sums[value] <= below_) below += sums[value++];
         return static_cast<uchar>(group * groupSize + value);
     }
 
     /// Brings the counts of one group's values to the window around column `x`: most groups are not looked at
     /// for most windows.
-    void catchUp(int group, int x)
+    void catchUp(std::size_t group, int x)
     {
-        Sum* sums = at(sums_, group).data();
-        int& from = upTo_[static_cast<std::size_t>(group)];
+        Sum* sums = sums_[group].data();
+        int& from = upTo_[group];
         if (x - from > stripe_.radius) { // then counting afresh is quicker
-            at(sums_, group).fill(0);
+            sums_[group].fill(0);
             visitWindow(x, stripe_.radius, stripe_.source.cols, [&](int column, int64_t times) {
                 const Count* counts = columns_.ofValues(group, column);
-                for (int i = 0; i < groupSize; ++i)
+                for (std::size_t i = 0; i < groupSize; ++i)
                     sums[i] += static_cast<Sum>(counts[i]) * static_cast<Sum>(times);
             });
         } else {
@@ -220,11 +218,6 @@ private:
                       columns_.ofValues(group, stripe_.column(c - stripe_.radius)));
         }
         from = x;
-    }
-
-    static Sums& at(std::array<Sums, groups>& sums, int group)
-    {
-        return sums[static_cast<std::size_t>(group)];
     }
 
     Stripe stripe_;
@@ -238,6 +231,9 @@ private:
 
 /// Up to this radius a column of a window is counted in 16 bits, and a window in 32.
 constexpr int64_t narrowRadius = std::numeric_limits<uint16_t>::max() / 2;
+
+/// Images of more columns and fewer rows than that are turned, to have histograms along the shorter side.
+constexpr int turnedFrom = 16384;
 
 /// How the columns of an image are shared out.
 struct Stripes {
@@ -270,7 +266,7 @@ void largeMedian(const cv::Mat& source, cv::Mat& median, int64_t radius)
 {
     CV_Assert(source.depth() == CV_8U && source.dims == 2 && radius >= 0);
     CV_Assert(radius <= std::numeric_limits<int>::max());
-    if (source.cols > source.rows) { // histograms stand along the shorter side
+    if (source.cols > source.rows && source.cols > turnedFrom) {
         cv::Mat turned, turnedMedian;
         cv::transpose(source, turned);
         largeMedian(turned, turnedMedian, radius);
