@@ -158,5 +158,8 @@ int main(int argc, char** argv)
         fmt::print(figures(), "{} blocks more than after call {}\n", end.blocks - settled.blocks, warmUp);
         kept = false;
     }
-    return kept && growth <= allowed && end.files <= settled.files ? 0 : 1;
+    // Valgrind, which has a malloc of its own and so leaves nothing to count, keeps what was freed for a
+    // while.
+    const bool steady = growth <= allowed || end.blocks == 0;
+    return kept && steady && end.files <= settled.files ? 0 : 1;
 }

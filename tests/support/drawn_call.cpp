@@ -549,6 +549,11 @@ bool foretellsRefusal(const Operation& operation, const std::vector<Value>& valu
     const auto foretells = [&](const std::vector<Value>& given, const Refusal& refusal) {
         // Colours that suit no picture fail a batch only when one of its files is a picture.
         if (operation.room->name == "loading" && refusal.argument == "color_space") return false;
+        // FLANN looks at no mask; the record keeps people from believing that it did.
+        if (operation.name == "DescriptorMatcher" && refusal.argument == "matcher") {
+            const CallView call = viewOf(operation, given);
+            return call.text("matcher") != "FlannBased" || !call.boolean("use_mask");
+        }
         // Some operations have an answer to a picture without pixels.
         const auto image = viewOf(operation, given).image(refusal.argument);
         return !image || (image->rows > 0 && image->columns > 0);
