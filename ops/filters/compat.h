@@ -3,27 +3,17 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
-#include <cstdint>
-#include <limits>
 #include <vector>
 
 /// The differences between OpenCV 3.4 and 4.x that this room meets, and the defects of either that it works
 /// around with the same result; elsewhere the code reads the same for both.
 namespace miravex::compat {
 
-/// cv::pyrUp with its default border. One column beyond twice the width OpenCV repeats the last one, but
-/// leaves it unwritten in images of several channels, so these go through it channel by channel, and in
-/// images of a single column, so these are completed here.
+/// cv::pyrUp with its default border. At an odd width OpenCV leaves the last column of images with several
+/// channels uninitialised, so such images go through it channel by channel.
 inline void pyrUp(const cv::Mat& source, cv::Mat& destination, cv::Size size)
 {
-    const bool oneBeyond = size.width == 2 * int64_t { source.cols } + 1;
-    if (oneBeyond && source.cols == 1) {
-        cv::Mat doubled;
-        cv::pyrUp(source, doubled, cv::Size(2, size.height), cv::BORDER_DEFAULT);
-        cv::copyMakeBorder(doubled, destination, 0, 0, 0, 1, cv::BORDER_REPLICATE);
-        return;
-    }
-    if (source.channels() == 1 || !oneBeyond) {
+    if (source.channels() == 1 || size.width % 2 == 0) {
         cv::pyrUp(source, destination, size, cv::BORDER_DEFAULT);
         return;
     }
@@ -35,29 +25,6 @@ inline void pyrUp(const cv::Mat& source, cv::Mat& destination, cv::Size size)
         plane = doubled;
     }
     cv::merge(planes, destination);
-}
-
-/// cv::cvtColor of a Bayer mosaic to three channels. OpenCV counts the bytes of the result in int; a mosaic
-/// whose result has more than `most` of them goes through it in bands of rows, with the rows above and below
-/// that the pixels of a band are made of, for the same result.
-inline void demosaic(const cv::Mat& mosaic, cv::Mat& colors, int code,
-                     int64_t most = std::numeric_limits<int>::max())
-{
-    const int64_t rowBytes = 3 * int64_t { mosaic.cols };
-    if (mosaic.rows * rowBytes <= most) {
-        cv::cvtColor(mosaic, colors, code);
-        return;
-    }
-    constexpr int margin = 2; // as long as the pattern, so that every band begins as the mosaic does
-    const int band = static_cast<int>(std::max<int64_t>(most / rowBytes - 2 * margin, 2)) / 2 * 2;
-    colors.create(mosaic.size(), CV_8UC3);
-    for (int first = 0; first < mosaic.rows; first += band) {
-        const int end = static_cast<int>(std::min<int64_t>(int64_t { first } + band, mosaic.rows));
-        const int above = std::max(first - margin, 0), below = std::min(mosaic.rows - end, margin) + end;
-        cv::Mat part;
-        cv::cvtColor(mosaic.rowRange(above, below), part, code);
-        part.rowRange(first - above, end - above).copyTo(colors.rowRange(first, end));
-    }
 }
 
 /// cv::copyMakeBorder in place. OpenCV folds reflected positions back one reflection at a time, so that a

@@ -1,7 +1,6 @@
 #include "ops/filters/operations.h"
 
 #include "convert/mat_to_image.h"
-#include "ops/filters/bounds.h"
 #include "ops/filters/flat_image.h"
 
 #include <opencv2/photo.hpp>
@@ -25,7 +24,6 @@ bool decolor(LibraryData data, KImage image, Decolored& out)
         return false;
     cv::Mat matrix;
     if (!flatImageToMat(images, image, matrix, anyType)) return false;
-    if (!bounds::isIndexed(matrix.rows, matrix.cols, matrix.channels())) return false;
     cv::decolor(matrix, out.gray, out.boosted);
     return true;
 }
@@ -34,8 +32,8 @@ bool decolor(LibraryData data, KImage image, Decolored& out)
 
 /// Boosts the colours of an image along with the contrasts that its decolorization finds.
 ///
-/// Image: 2D, 3 byte channels, ColorSpaceRGB, at most 2^31 - 1 samples. The result has 3 byte channels and
-/// ColorSpaceUnspecified. Source: C. Lu, L. Xu, J. Jia, "Contrast preserving decolorization", 2012.
+/// Image: 2D, 3 byte channels, ColorSpaceRGB. The result has 3 byte channels and ColorSpaceUnspecified.
+/// Source: C. Lu, L. Xu, J. Jia, "Contrast preserving decolorization", 2012.
 HostErrorCode colorBoost(LibraryData data, KImage image, KImage* result)
 {
     Decolored pictures;
@@ -45,8 +43,8 @@ HostErrorCode colorBoost(LibraryData data, KImage image, KImage* result)
 
 /// Makes a gray image that keeps the contrasts of the colours.
 ///
-/// Image: 2D, 3 byte channels, ColorSpaceRGB, at most 2^31 - 1 samples. The result has 1 byte channel and
-/// ColorSpaceUnspecified. Source: C. Lu, L. Xu, J. Jia, "Contrast preserving decolorization", 2012.
+/// Image: 2D, 3 byte channels, ColorSpaceRGB. The result has 1 byte channel and ColorSpaceUnspecified.
+/// Source: C. Lu, L. Xu, J. Jia, "Contrast preserving decolorization", 2012.
 HostErrorCode decolor(LibraryData data, KImage image, KImage* result)
 {
     Decolored pictures;

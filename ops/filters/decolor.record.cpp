@@ -1,19 +1,15 @@
 #include "catalog/call_view.h"
-#include "ops/filters/record_parts.h"
 
 namespace miravex {
 
 namespace {
 
 using namespace records;
-using namespace filter_records;
 using Word = std::string_view;
 
 constexpr Argument colorPicture[] = {
     image("image", "colour picture").channels({ 3 }).pixels({ PixelTypeByte }).colors({ ColorSpaceRGB }),
 };
-constexpr Constraint colorConstraints[] = { indexedImage };
-constexpr Text colorLimits[] = { indexedImageLimit };
 constexpr Result boostResults[] = { { ResultKind::Image,
                                       "same size, 3 byte channels, colour space unspecified" } };
 constexpr Result decolorResults[] = { { ResultKind::Image,
@@ -28,16 +24,12 @@ MIRAVEX_RECORD(colorBoost) { .summary = "Boosts the colours of a picture along w
                              .arguments = colorPicture,
                              .results = boostResults,
                              .source = "C. Lu, L. Xu, J. Jia, \"Contrast preserving decolorization\", 2012",
-                             .constraints = colorConstraints,
-                             .limits = colorLimits,
                              .examples = boostExamples };
 
 MIRAVEX_RECORD(decolor) { .summary = "Makes a gray picture that keeps the contrasts of the colours",
                           .arguments = colorPicture,
                           .results = decolorResults,
                           .source = "C. Lu, L. Xu, J. Jia, \"Contrast preserving decolorization\", 2012",
-                          .constraints = colorConstraints,
-                          .limits = colorLimits,
                           .examples = decolorExamples };
 
 } // namespace miravex

@@ -2,7 +2,6 @@
 
 #include "convert/integers.h"
 #include "convert/mat_to_image.h"
-#include "ops/filters/bounds.h"
 #include "ops/filters/flat_image.h"
 
 #include <opencv2/imgproc.hpp>
@@ -14,16 +13,17 @@ namespace miravex {
 /// Replaces every pixel by the maximum over the (2 radius + 1)-sided square around it, channel by channel;
 /// nothing is assumed beyond the edge.
 ///
-/// Image: 2D, its type and colour space kept. Radius: at least 1 pixel, cut to 32 bits; beyond the image's
-/// sides it makes no difference. Source: J. Serra, "Image analysis and mathematical morphology", 1982.
+/// Image: 2D, its type and colour space kept. Radius: at least 1 pixel; beyond the image's sides it makes
+/// no difference. Source: J. Serra, "Image analysis and mathematical morphology", 1982.
 HostErrorCode dilation(LibraryData data, KImage image, int64_t radius, KImage* result)
 {
     if (!data || !image) return StatusFunctionError;
     const ImageServices& images = *data->imageServices;
     const PixelType pixelType = images.imageGetPixelType(image);
     const ColorSpace colorSpace = images.imageGetColorSpace(image);
-    if (images.imageGetRank(image) == 3 || radius < 1 || !bounds::reaches(radius)) return StatusFunctionError;
+    if (images.imageGetRank(image) == 3 || radius < 1) return StatusFunctionError;
     const int reach = lowInt32(radius);
+    if (reach < 1) return StatusFunctionError;
 
     cv::Mat matrix;
     if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;

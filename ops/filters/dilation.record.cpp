@@ -14,7 +14,6 @@ constexpr Argument dilationArguments[] = {
     integer("radius", "how far the square around a pixel reaches; its side is 2 radius + 1")
         .in("pixels")
         .from(1)
-        .low32Bits()
         .byDefault(2),
 };
 constexpr Constraint dilationConstraints[] = { integerRadius };

@@ -10,7 +10,7 @@
 namespace miravex {
 
 /// imageToMat for operations that take images with rows and columns alone: false also for a sequence and
-/// for an image without pixels, which some of OpenCV's functions read beyond.
+/// for a image without pixels, which some of OpenCV's functions read beyond.
 inline bool flatImageToMat(const ImageServices& images, KImage image, cv::Mat& out, int requestedDepth)
 {
     return imageToMat(images, image, out, requestedDepth) && out.dims == 2 && !out.empty();

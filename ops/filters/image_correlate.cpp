@@ -1,8 +1,6 @@
 #include "ops/filters/operations.h"
 
 #include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
-#include "ops/filters/bounds.h"
 #include "ops/filters/flat_image.h"
 #include "ops/filters/option_names.h"
 
@@ -17,7 +15,7 @@ namespace {
 /// Byte images correlate as if their samples lay between 0 and 1.
 constexpr double byteProductRange = 255.0 * 255.0;
 
-/// Surrounds an image so that every one of its pixels has a kernel's worth of neighbours. The odd row or
+/// Surrounds a image so that every one of its pixels has a kernel's worth of neighbours. The odd row or
 /// column of an even kernel goes to the top or left.
 void surround(cv::Mat& matrix, cv::Size kernel, int border, double value)
 {
@@ -37,8 +35,7 @@ void surround(cv::Mat& matrix, cv::Size kernel, int border, double value)
 /// 0 and 1), "CosineDistance" and "CorrelationDistance" (1 less the normalised product, without and with
 /// means). Padding: any known name, "Constant" with `paddingValue`; the result has the image's size. "None":
 /// only positions inside, (rows - kernel rows + 1) x (columns - kernel columns + 1). The result is real32
-/// with ColorSpaceUnspecified. Images that bounds::correlates does not accept are refused. Source: J. Lewis,
-/// "Fast normalized cross-correlation", 1995.
+/// with ColorSpaceUnspecified. Source: J. Lewis, "Fast normalized cross-correlation", 1995.
 HostErrorCode imageCorrelate(LibraryData data, KImage image, KImage kernel, const char* distance,
                              const char* padding, double paddingValue, KImage* result)
 {
@@ -64,17 +61,14 @@ HostErrorCode imageCorrelate(LibraryData data, KImage image, KImage kernel, cons
     cv::Mat matrix, pattern;
     if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
     if (!flatImageToMat(images, kernel, pattern, anyType)) return StatusFunctionError;
-    if (!bounds::correlates(matrix.rows, matrix.cols, pattern.rows, pattern.cols)) return StatusFunctionError;
     if (padded) surround(matrix, pattern.size(), border, paddingValue);
-    // Not in place: with a kernel of one pixel OpenCV would read what it has overwritten.
-    cv::Mat scores = resultMatrix();
-    cv::matchTemplate(matrix, pattern, scores, method, cv::noArray());
+    cv::matchTemplate(matrix, pattern, matrix, method, cv::noArray());
     const bool isSimilarity = method == cv::TM_CCORR_NORMED || method == cv::TM_CCOEFF_NORMED;
     if (isSimilarity)
-        cv::subtract(cv::Mat::ones(scores.size(), scores.type()), scores, scores, cv::noArray(), -1);
+        cv::subtract(cv::Mat::ones(matrix.size(), matrix.type()), matrix, matrix, cv::noArray(), -1);
     else if (pixelType == PixelTypeByte)
-        cv::divide(scores, cv::Scalar(byteProductRange), scores);
-    return returnImage(images, scores, result);
+        cv::divide(matrix, cv::Scalar(byteProductRange), matrix);
+    return returnImage(images, matrix, result);
 }
 
 } // namespace miravex

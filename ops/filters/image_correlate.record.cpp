@@ -1,5 +1,4 @@
 #include "catalog/call_view.h"
-#include "ops/filters/bounds.h"
 #include "ops/filters/option_names.h"
 
 namespace miravex {
@@ -30,17 +29,6 @@ constexpr Constraint correlateConstraints[] = {
       [](const CallView& call) {
           return call.rows("kernel") <= call.rows("image") && call.columns("kernel") <= call.columns("image");
       } },
-    { "image",
-      { "an image that, padded by the kernel's size, has at most {} samples",
-        std::numeric_limits<int>::max() },
-      [](const CallView& call) {
-          return bounds::correlates(call.rows("image"), call.columns("image"), call.rows("kernel"),
-                                    call.columns("kernel"));
-      } },
-};
-constexpr Text correlateLimits[] = {
-    { "Images of more than {} samples, padded by the kernel's size, are refused: OpenCV counts in 32 bits.",
-      std::numeric_limits<int>::max() },
 };
 constexpr Result correlateResults[] = {
     { ResultKind::Image,
@@ -60,7 +48,6 @@ MIRAVEX_RECORD(imageCorrelate) { .summary = "Compares a small picture with every
                                  .results = correlateResults,
                                  .source = "J. Lewis, \"Fast normalized cross-correlation\", 1995",
                                  .constraints = correlateConstraints,
-                                 .limits = correlateLimits,
                                  .examples = correlateExamples };
 
 } // namespace miravex

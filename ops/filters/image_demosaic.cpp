@@ -1,20 +1,18 @@
 #include "ops/filters/operations.h"
 
 #include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
-#include "ops/filters/bounds.h"
-#include "ops/filters/compat.h"
 #include "ops/filters/flat_image.h"
 #include "ops/filters/option_names.h"
 
+#include <opencv2/imgproc.hpp>
+
 namespace miravex {
 
-/// Makes an image of red, green and blue from a mosaic with one colour per pixel.
+/// Makes a image of red, green and blue from a mosaic with one colour per pixel.
 ///
 /// Image: 2D, 1 byte channel, ColorSpaceGray. Pattern: the colours of the top left 2 x 2 pixels, "RGGB",
 /// "GBRG", "GRBG" or "BGGR". The result has 3 byte channels and ColorSpaceUnspecified; it is black for
-/// mosaics of fewer than 3 rows or columns. Rows longer than bounds::demosaics accepts are refused. Source:
-/// B. Bayer, US patent 3971065, 1976.
+/// mosaics of fewer than 3 rows or columns. Source: B. Bayer, US patent 3971065, 1976.
 HostErrorCode imageDemosaic(LibraryData data, KImage image, const char* pattern, KImage* result)
 {
     if (!data || !image) return StatusFunctionError;
@@ -26,10 +24,8 @@ HostErrorCode imageDemosaic(LibraryData data, KImage image, const char* pattern,
     if (!flatImageToMat(images, image, matrix, CV_8U)) return StatusFunctionError;
     const int code = valueOf(bayerPatterns, pattern, unknownBayerPattern);
     if (code == unknownBayerPattern) return StatusFunctionError;
-    if (!bounds::demosaics(matrix.cols)) return StatusFunctionError;
-    cv::Mat colors = resultMatrix();
-    compat::demosaic(matrix, colors, code);
-    return returnImage(images, colors, result);
+    cv::cvtColor(matrix, matrix, code, 0);
+    return returnImage(images, matrix, result);
 }
 
 } // namespace miravex

@@ -1,5 +1,4 @@
 #include "catalog/call_view.h"
-#include "ops/filters/bounds.h"
 #include "ops/filters/option_names.h"
 
 namespace miravex {
@@ -20,16 +19,7 @@ constexpr Argument demosaicArguments[] = {
 };
 constexpr Result demosaicResults[] = { { ResultKind::Image,
                                          "same size, red, green and blue bytes, colour space unspecified" } };
-constexpr Constraint demosaicConstraints[] = {
-    { "image",
-      { "rows of at most {} pixels", std::numeric_limits<int>::max() / (3 * bounds::demosaicRows) },
-      [](const CallView& call) { return bounds::demosaics(call.columns("image")); } },
-};
-constexpr Text demosaicLimits[] = {
-    "Mosaics of fewer than 3 rows or columns come out black.",
-    { "Rows of more than {} pixels are refused: OpenCV counts the bytes of {} rows of the result in 32 bits.",
-      std::numeric_limits<int>::max() / (3 * bounds::demosaicRows), bounds::demosaicRows },
-};
+constexpr Text demosaicLimits[] = { "Mosaics of fewer than 3 rows or columns come out black." };
 constexpr Word demosaicWords[] = { "@bayer", "--pattern", "RGGB" };
 constexpr Example demosaicExamples[] = { { "The raw picture of a camera in colour", demosaicWords } };
 
@@ -39,7 +29,6 @@ MIRAVEX_RECORD(imageDemosaic) { .summary = "Makes a colour picture of a Bayer mo
                                 .arguments = demosaicArguments,
                                 .results = demosaicResults,
                                 .source = "B. Bayer, \"Color imaging array\", US patent 3971065, 1976",
-                                .constraints = demosaicConstraints,
                                 .limits = demosaicLimits,
                                 .examples = demosaicExamples };
 

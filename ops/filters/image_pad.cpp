@@ -14,10 +14,9 @@ namespace miravex {
 
 /// Grows an image by so many rows and columns on each side.
 ///
-/// Image: 2D, 1 to 4 channels, its type and colour space kept. Margins: at least 0 pixels, also after they
-/// are cut to 32 bits; together they may add bounds::resultSamples at most. Padding: any known name;
-/// "Constant" takes one value per channel in the units of the samples, which are looked at for no other
-/// padding; "None" is zero fill.
+/// Image: 2D, 1 to 4 channels, its type and colour space kept. Margins: at least 0 pixels; together they may
+/// add bounds::resultSamples at most. Padding: any known name; "Constant" takes one value per channel in the
+/// units of the samples, which are looked at for no other padding; "None" is zero fill.
 HostErrorCode imagePad(LibraryData data, KImage image, int64_t top, int64_t bottom, int64_t left,
                        int64_t right, const char* padding, KTensor values, KImage* result)
 {

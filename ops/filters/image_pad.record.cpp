@@ -12,7 +12,7 @@ using Word = std::string_view;
 
 constexpr Argument margin(Word name, Word summary)
 {
-    return integer(name, summary).in("pixels").from(0).low32Bits().byDefault(16);
+    return integer(name, summary).in("pixels").from(0).byDefault(16);
 }
 constexpr Argument padArguments[] = {
     image("image", "picture to pad").channels({ 1, 2, 3, 4 }),
@@ -25,21 +25,16 @@ constexpr Argument padArguments[] = {
         .shaped({ channelsOf("image") })
         .when("padding", "Constant"),
 };
-/// Margins are cut to 32 bits before they are used.
-int64_t cut(const CallView& call, Word margin) { return lowInt32(call.integer(margin)); }
-constexpr Text marginText { "a margin of at most {} pixels", std::numeric_limits<int>::max() };
 constexpr Constraint padConstraints[] = {
-    { "top", marginText, [](const CallView& call) { return cut(call, "top") >= 0; } },
-    { "bottom", marginText, [](const CallView& call) { return cut(call, "bottom") >= 0; } },
-    { "left", marginText, [](const CallView& call) { return cut(call, "left") >= 0; } },
-    { "right", marginText, [](const CallView& call) { return cut(call, "right") >= 0; } },
     { "bottom",
       { "margins that add at most {} samples, and sides of at most {} pixels", bounds::resultSamples,
         std::numeric_limits<int>::max() },
       [](const CallView& call) {
-          return bounds::padsTo(call.rows("image"), call.columns("image"), call.channels("image"),
-                                cut(call, "top") + cut(call, "bottom"),
-                                cut(call, "left") + cut(call, "right"));
+          const auto cut = [&](Word name) { return int64_t { lowInt32(call.integer(name)) }; };
+          const int64_t top = cut("top"), bottom = cut("bottom"), left = cut("left"), right = cut("right");
+          return std::min({ top, bottom, left, right }) >= 0
+              && bounds::padsTo(call.rows("image"), call.columns("image"), call.channels("image"),
+                                top + bottom, left + right);
       } },
 };
 constexpr Result padResults[] = { { ResultKind::Image,

@@ -7,8 +7,6 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include <cmath>
-
 namespace miravex {
 
 namespace {
@@ -24,23 +22,20 @@ void turnDownward(cv::Mat& homography, double height)
     }
 }
 
-/// True for the identity and its multiples, which are the same homography.
 bool isIdentity(const cv::Mat& homography)
 {
-    const double scale = homography.at<double>(0, 0);
-    return scale != 0 && std::isfinite(scale)
-        && cv::countNonZero(homography != scale * cv::Mat::eye(3, 3, CV_64F)) == 0;
+    return cv::countNonZero(homography != cv::Mat::eye(3, 3, CV_64F)) == 0;
 }
 
 } // namespace
 
-/// Warps an image by a homography given in the host's coordinates, y upward from the bottom edge.
+/// Warps a image by a homography given in the host's coordinates, y upward from the bottom edge.
 ///
 /// Image: 2D; the result has its size and ColorSpaceUnspecified. Homography: 3 x 3 reals that take points of
 /// the image to points of the result; rewritten in place for downward rows (also when the warp fails, and
-/// so to be given afresh for every call). The identity and its multiples return the image; any other moves it
-/// up by one row besides. Interpolation: "Nearest" or "Linear"; padding: "Constant" or "Fixed"; color:
-/// exactly 3 components. OpenCV takes sides of bounds::remappedSide pixels at most.
+/// so to be given afresh for every call). The identity returns the image; any other moves it up by one row
+/// besides. Interpolation: "Nearest" or "Linear"; padding: "Constant" or "Fixed"; color: exactly 3
+/// components. OpenCV takes sides of bounds::remappedSide pixels at most.
 HostErrorCode imagePerspectiveTransformation(LibraryData data, KImage image, KTensor homography,
                                              const char* interpolation, const char* padding, KTensor color,
                                              KImage* result)

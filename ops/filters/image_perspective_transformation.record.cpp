@@ -32,7 +32,7 @@ constexpr Argument perspectiveArguments[] = {
 constexpr Constraint perspectiveConstraints[] = { resampledSides };
 constexpr Text perspectiveLimits[] = {
     resampledSidesLimit,
-    "Every homography but the identity and its multiples moves the picture up by one row besides.",
+    "Every homography but the identity moves the picture up by one row besides.",
 };
 constexpr Word perspectiveWords[] = {
     "@sudoku", "--homography", "@sudoku_homography", "--color", "0,0,0",

@@ -33,11 +33,11 @@ void askHost(HostCompareReals compare, const cv::Mat& differences, double thresh
 /// comparison 7 with c2; (c0, c1, c2) are the coefficients.
 ///
 /// Image: 2D, 1 channel of any type, taken as reals by the host's rules; the result is a bit image. Radius:
-/// the window has 2 radius + 1 pixels a side, at least 1 and cut to 32 bits, and its margin at most
-/// bounds::marginSamples samples. Padding: any known name, "Constant" with `paddingValue`; with it and
-/// "Periodic" only the mean sees the padding, and the deviation reflections at the edge. The host compares
-/// once per pixel, row by row. Refused before the library is initialised. Source: J. Sauvola, M. Pietikainen,
-/// "Adaptive document image binarization", 2000, for thresholds of this kind.
+/// the window has 2 radius + 1 pixels a side, at least 1, and its margin at most bounds::marginSamples
+/// samples. Padding: any known name, "Constant" with `paddingValue`; with it and "Periodic" only the mean
+/// sees the padding, and the deviation reflections at the edge. The host compares once per pixel, row by row.
+/// Refused before the library is initialised. Source: J. Sauvola, M. Pietikainen, "Adaptive document image
+/// binarization", 2000, for thresholds of this kind.
 HostErrorCode localAdaptiveBinarize(LibraryData data, KImage image, int64_t radius, KTensor coefficients,
                                     const char* padding, double paddingValue, KImage* result)
 {
@@ -63,9 +63,9 @@ HostErrorCode localAdaptiveBinarize(LibraryData data, KImage image, int64_t radi
 
     cv::Mat picture;
     if (!flatImageToMat(images, image, picture, CV_64F)) return StatusFunctionError;
-    if (border == unknownPadding || !bounds::reaches(radius)) return StatusFunctionError;
+    const int reach = lowInt32(radius);
+    if (border == unknownPadding || reach < 1) return StatusFunctionError;
     if (meanWeight != 0 || deviationWeight != 0) {
-        const int reach = lowInt32(radius);
         if (!bounds::windowFits(rows, columns, reach)) return StatusFunctionError;
         const LocalWindow window { reach, border, paddingValue };
         const PixelType pixelType = images.imageGetPixelType(image);

@@ -15,7 +15,6 @@ constexpr Argument binarizeArguments[] = {
     integer("radius", "how far the window around a pixel reaches; its side is 2 radius + 1")
         .in("pixels")
         .from(1)
-        .low32Bits()
         .byDefault(15),
     reals("coefficients",
           "c0, c1, c2: a pixel is set when its value, less c0 local means and c1 local deviations, "

@@ -17,7 +17,7 @@ namespace {
 
 bool isPaddedByHand(int border) { return border == cv::BORDER_CONSTANT || border == cv::BORDER_WRAP; }
 
-/// Sums over 2 reach + 1 neighbours along each row of an image or of its squares, made when a row is first
+/// Sums over 2 reach + 1 neighbours along each row of a image or of its squares, made when a row is first
 /// asked for. A window that no longer reaches a row has no more use for its sums, so a ring of them suffices.
 class RowSums {
 public:

@@ -49,7 +49,7 @@ std::optional<LogPolar> checkLogPolar(LibraryData data, KImage image, KTensor ce
 
 } // namespace
 
-/// Resamples an image to log-polar form or back with cv::logPolar.
+/// Resamples a image to log-polar form or back with cv::logPolar.
 ///
 /// Image: 2D, at most 4 channels; the result has its size and ColorSpaceUnspecified (bit images become
 /// bytes). Centre: {x, y} in OpenCV's coordinates, y downward, or the empty list for the middle. Magnitude:
@@ -78,7 +78,7 @@ HostErrorCode logPolarCV(LibraryData data, KImage image, KTensor centre, double 
     return returnImage(images, polar, result);
 }
 
-/// Resamples an image to log-polar form or back, in the host's coordinates: columns are angles, rows
+/// Resamples a image to log-polar form or back, in the host's coordinates: columns are angles, rows
 /// logarithms of radii from 0 at the bottom, radius = exp(height / magnitude) - 1.
 ///
 /// Image: 2D, at most 4 channels; the result has its size and ColorSpaceUnspecified (bit images become

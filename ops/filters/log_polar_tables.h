@@ -6,7 +6,7 @@
 
 namespace miravex {
 
-/// Tables between an image and its log-polar image of the same size, in the host's coordinates: x to the
+/// Tables between a image and its log-polar image of the same size, in the host's coordinates: x to the
 /// right, y upward from the bottom edge, pixel centres at halves. Entries are computed in double and rounded
 /// to float once. Builders write any strip of rows at a time and throw for sizes or magnitudes below 0.
 

@@ -1,7 +1,6 @@
 #include "ops/filters/operations.h"
 
 #include "abi/host_objects.h"
-#include "ops/filters/bounds.h"
 #include "ops/filters/flat_image.h"
 
 #include <opencv2/imgproc.hpp>
@@ -28,9 +27,9 @@ bool windowOver(LibraryData data, KTensor tensor, int64_t rows, int64_t columns,
 /// Measures by how much the second image is shifted against the first, in pixels, as a tensor {x, y} with y
 /// upward.
 ///
-/// Images: 2D, 1 channel, of the same size and at most 2^31 - 1 samples, both real32 or both real. Window:
-/// rows x columns weights, or the empty list for none; OpenCV takes one with real images only. Source: C.
-/// Kuglin, D. Hines, "The phase correlation image alignment method", 1975.
+/// Images: 2D, 1 channel, of the same size, both real32 or both real. Window: rows x columns weights, or the
+/// empty list for none; OpenCV takes one with real images only. Source: C. Kuglin, D. Hines, "The phase
+/// correlation image alignment method", 1975.
 HostErrorCode phaseCorrelate(LibraryData data, KImage first, KImage second, KTensor window, KTensor* result)
 {
     if (!data || !first || !second || !window) return StatusFunctionError;
@@ -50,7 +49,6 @@ HostErrorCode phaseCorrelate(LibraryData data, KImage first, KImage second, KTen
     if (!windowOver(data, window, rows, columns, weights)) return StatusFunctionError;
     if (!flatImageToMat(images, first, a, anyType)) return StatusFunctionError;
     if (!flatImageToMat(images, second, b, anyType)) return StatusFunctionError;
-    if (!bounds::isIndexed(rows, columns, 1)) return StatusFunctionError;
     const cv::Point2d shift = cv::phaseCorrelate(a, b, weights, nullptr);
 
     NewTensor tensor(data, TensorTypeReal, { 2 });

@@ -1,12 +1,10 @@
 #include "catalog/call_view.h"
-#include "ops/filters/record_parts.h"
 
 namespace miravex {
 
 namespace {
 
 using namespace records;
-using namespace filter_records;
 using Word = std::string_view;
 
 constexpr Argument phaseArguments[] = {
@@ -27,16 +25,10 @@ constexpr Constraint phaseConstraints[] = {
       [](const CallView& call) {
           return call.length("window") == 0 || call.pixelType("first") == PixelTypeReal;
       } },
-    { "first",
-      { "an image of at most {} samples", std::numeric_limits<int>::max() },
-      [](const CallView& call) { return bounds::isIndexed(call.rows("first"), call.columns("first"), 1); } },
 };
 constexpr Result phaseResults[] = { { ResultKind::RealTensor, "the shift x, y with y upward",
                                       Layout::Shift } };
-constexpr Text phaseLimits[] = {
-    "OpenCV takes a window with pictures of pixel type real alone.",
-    indexedImageLimit,
-};
+constexpr Text phaseLimits[] = { "OpenCV takes a window with pictures of pixel type real alone." };
 constexpr Word phaseWords[] = { "@shifted1", "@shifted2" };
 constexpr Example phaseExamples[] = { { "How far apart two crops of a photo were taken", phaseWords } };
 

@@ -13,9 +13,9 @@ namespace miravex {
 
 /// Blurs with the 5-tap binomial kernel and drops every second row and column.
 ///
-/// Image: 2D, its type and colour space kept. Width and height, cut to 32 bits: half of the image's, with
-/// doubled values at most 2 off. Padding: any known name but "Constant"; OpenCV itself refuses "None" on most
-/// images. Source: P. Burt, E. Adelson, "The Laplacian pyramid as a compact image code", 1983.
+/// Image: 2D, its type and colour space kept. Width and height: half of the image's, with doubled values at
+/// most 2 off. Padding: any known name but "Constant"; OpenCV itself refuses "None" on most images.
+/// Source: P. Burt, E. Adelson, "The Laplacian pyramid as a compact image code", 1983.
 HostErrorCode pyrDown(LibraryData data, KImage image, const char* padding, int64_t width, int64_t height,
                       KImage* result)
 {

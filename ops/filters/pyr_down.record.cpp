@@ -21,13 +21,11 @@ constexpr Argument pyrDownArguments[] = {
         .byDefault("Reflected"),
     integer("width", "columns of the result; doubled, at most 2 off the image's")
         .in("pixels")
-        .low32Bits()
         .byDefault(
             "half of the image's columns, rounded up",
             [](const CallView& call) { return std::ceil(static_cast<double>(call.columns("image")) / 2); }),
     integer("height", "rows of the result; doubled, at most 2 off the image's")
         .in("pixels")
-        .low32Bits()
         .byDefault(
             "half of the image's rows, rounded up",
             [](const CallView& call) { return std::ceil(static_cast<double>(call.rows("image")) / 2); }),

@@ -20,10 +20,9 @@ constexpr double colorDistanceRange = 441.0;
 ///
 /// Image: 2D, 3 byte channels; the result has ColorSpaceUnspecified. Spatial radius in pixels, colour radius
 /// as a fraction of the largest colour distance, both at least 0; maximum pyramid level and iterations at
-/// least 0 and cut to 32 bits (OpenCV refuses levels above bounds::meanShiftLevels and runs
-/// bounds::meanShiftIterations at most). Calls beyond bounds::meanShiftFits, and images of more than 2^31 - 1
-/// samples, are refused. Source: D. Comaniciu, P. Meer, "Mean shift: a robust approach toward feature space
-/// analysis", 2002.
+/// least 0 (OpenCV refuses levels above 8 and runs 100 iterations at most). Calls beyond bounds::work are
+/// refused. Source: D. Comaniciu, P. Meer, "Mean shift: a robust approach toward feature space analysis",
+/// 2002.
 HostErrorCode pyrMeanShiftFilter(LibraryData data, KImage image, double spatialRadius, double colorRadius,
                                  int64_t maxLevel, int64_t iterations, KImage* result)
 {
@@ -40,7 +39,6 @@ HostErrorCode pyrMeanShiftFilter(LibraryData data, KImage image, double spatialR
 
     cv::Mat matrix;
     if (!imageToMat(images, image, matrix, CV_8U)) return StatusFunctionError;
-    if (!bounds::isIndexed(matrix.rows, matrix.cols, matrix.channels())) return StatusFunctionError;
     // In place on purpose: with a separate destination OpenCV's result differs.
     cv::pyrMeanShiftFiltering(matrix, matrix, spatialRadius, colorRadius * colorDistanceRange,
                               lowInt32(maxLevel),

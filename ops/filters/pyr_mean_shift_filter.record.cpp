@@ -1,12 +1,12 @@
 #include "catalog/call_view.h"
-#include "ops/filters/record_parts.h"
+#include "convert/integers.h"
+#include "ops/filters/bounds.h"
 
 namespace miravex {
 
 namespace {
 
 using namespace records;
-using namespace filter_records;
 using Word = std::string_view;
 
 constexpr Argument meanShiftArguments[] = {
@@ -20,12 +20,8 @@ constexpr Argument meanShiftArguments[] = {
         .byDefault(0.1),
     integer("max_level", "pyramid levels above the picture itself; OpenCV takes up to 8")
         .from(0)
-        .low32Bits()
         .byDefault(1),
-    integer("iterations", "mean-shift steps of each pixel; OpenCV makes 100 at most")
-        .from(0)
-        .low32Bits()
-        .byDefault(5),
+    integer("iterations", "mean-shift steps of each pixel; OpenCV makes 100 at most").from(0).byDefault(5),
 };
 constexpr Result meanShiftResults[] = { { ResultKind::Image, "same size, bytes, colour space unspecified" } };
 constexpr Constraint meanShiftConstraints[] = {
@@ -36,19 +32,17 @@ constexpr Constraint meanShiftConstraints[] = {
           return level >= 0 && level <= bounds::meanShiftLevels;
       } },
     { "spatial_radius",
-      { "a radius with which no pixel looks at more than {} samples (window x iterations)",
-        bounds::meanShiftSamples },
+      { "a window in which all pixels look at no more than {} samples (pixels x window x iterations)",
+        bounds::work },
       [](const CallView& call) {
           return bounds::meanShiftFits(call.rows("image"), call.columns("image"), call.real("spatial_radius"),
                                        lowInt32(call.integer("iterations")));
       } },
-    indexedImage,
 };
 constexpr Text meanShiftLimits[] = {
     { "Levels above {} are refused by OpenCV.", bounds::meanShiftLevels },
-    { "Calls that would look at more than {} samples for a pixel (window x iterations) are refused.",
-      bounds::meanShiftSamples },
-    indexedImageLimit,
+    { "Calls that would look at more than {} samples (pixels x window x iterations) are refused.",
+      bounds::work },
 };
 constexpr Word meanShiftWords[] = { "@photo", "--spatial-radius", "15", "--color-radius", "0.08" };
 constexpr Example meanShiftExamples[] = { { "A photo in flat colours", meanShiftWords } };

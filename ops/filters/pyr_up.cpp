@@ -11,8 +11,8 @@ namespace miravex {
 
 /// Doubles the size by inserting zeros and blurring with four times the kernel of pyrDown, edges reflected.
 ///
-/// Image: 2D, its type and colour space kept. Width and height, cut to 32 bits: twice the image's; an odd
-/// value may be one off. Source: P. Burt, E. Adelson, "The Laplacian pyramid as a compact image code", 1983.
+/// Image: 2D, its type and colour space kept. Width and height: twice the image's; an odd value may be one
+/// off. Source: P. Burt, E. Adelson, "The Laplacian pyramid as a compact image code", 1983.
 HostErrorCode pyrUp(LibraryData data, KImage image, int64_t width, int64_t height, KImage* result)
 {
     if (!data || !image) return StatusFunctionError;

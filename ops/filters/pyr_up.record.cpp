@@ -13,12 +13,10 @@ constexpr Argument pyrUpArguments[] = {
     image("image", "picture to enlarge"),
     integer("width", "columns of the result: twice the image's; an odd width may be one off")
         .in("pixels")
-        .low32Bits()
         .byDefault("twice the image's columns",
                    [](const CallView& call) { return static_cast<double>(2 * call.columns("image")); }),
     integer("height", "rows of the result: twice the image's; an odd height may be one off")
         .in("pixels")
-        .low32Bits()
         .byDefault("twice the image's rows",
                    [](const CallView& call) { return static_cast<double>(2 * call.rows("image")); }),
 };

@@ -18,26 +18,11 @@ constexpr Argument paddingArgument(const char* usual)
         .byDefault(usual);
 }
 
-/// A radius that is negative after it was cut to 32 bits is none.
+/// A radius is cut to 32 bits.
 inline constexpr Constraint integerRadius {
     "radius",
     { "a radius of at most {}", std::numeric_limits<int>::max() },
-    [](const CallView& call) { return bounds::reaches(call.integer("radius")); },
-};
-
-/// OpenCV counts the samples of this image in int.
-inline constexpr Constraint indexedImage {
-    "image",
-    { "an image of at most {} samples", std::numeric_limits<int>::max() },
-    [](const CallView& call) {
-        return bounds::isIndexed(call.rows("image"), call.columns("image"), call.channels("image"));
-    },
-};
-inline constexpr Text indexedImageLimit {
-    "Images of more than {} samples are refused: OpenCV counts them in 32 bits and would need many times "
-    "their "
-    "memory.",
-    std::numeric_limits<int>::max(),
+    [](const CallView& call) { return lowInt32(call.integer("radius")) >= 1; },
 };
 
 // Resampling: how values between pixels are made and what lies beyond the edge.

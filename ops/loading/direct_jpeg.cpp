@@ -5,8 +5,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <new>
-#include <span>
 
 // libjpeg wants size_t and FILE declared before.
 #include <jpeglib.h>
@@ -88,19 +86,17 @@ public:
     ExifBlock(const unsigned char* data, std::size_t size)
         : data_(data)
         , size_(size)
-        , bigEndian_(size < 2 || data[0] != 'I' || data[1] != 'I')
+        , bigEndian_(size > 0 && data[0] == 'M')
     {
     }
 
     /// True when no reader of this block would turn the picture: it is no EXIF at all, or its first directory
-    /// is well formed and holds no orientation but 1. What makes a block EXIF is the mark alone: OpenCV reads
-    /// whatever does not begin with II as if it began with MM.
+    /// is well formed and holds no orientation but 1.
     [[nodiscard]] bool leavesUpright() const
     {
         constexpr std::size_t entryBytes = 12;
         constexpr unsigned orientation = 0x0112;
-        constexpr std::size_t mark = 42;
-        if (size_ < 4 || number(2, 2) != mark) return true;
+        if (size_ < 2 || data_[0] != data_[1] || (data_[0] != 'I' && data_[0] != 'M')) return true;
         if (size_ < 8) return false;
         const std::size_t directory = number(4, 4);
         if (directory + 2 > size_) return false;
@@ -184,9 +180,6 @@ public:
         jpeg_save_markers(&state_, exifMarker, 0xFFFF);
         jpeg_read_header(&state_, TRUE);
         if (!isPlain() || !isUpright()) return false;
-        // Nearly all the time of a progressive picture goes into its scans: as colours it takes a tenth less
-        // here, as gray no less.
-        if (state_.progressive_mode && !color) return false;
         state_.out_color_space = color ? JCS_EXT_BGR : JCS_GRAYSCALE;
         jpeg_start_decompress(&state_);
         return true;
@@ -228,13 +221,11 @@ public:
         return finish();
     }
 
-    /// True where jpeg_skip_scanlines is exact and saves time. It miscounts when chroma has half the rows and
-    /// yet is not interpolated: in gray output, and in pictures too narrow for interpolation. The scans of a
-    /// progressive picture are decoded whole anyway.
+    /// True where jpeg_skip_scanlines is exact. It miscounts when chroma has half the rows and yet is not
+    /// interpolated: in gray output, and in pictures too narrow for interpolation.
     [[nodiscard]] bool canSkipRows() const
     {
         if (state_.num_components != 3 || state_.out_color_space != JCS_EXT_BGR) return false;
-        if (state_.progressive_mode) return false;
         const jpeg_component_info* part = state_.comp_info;
         const bool plainChroma = part[1].h_samp_factor == 1 && part[1].v_samp_factor == 1
             && part[2].h_samp_factor == 1 && part[2].v_samp_factor == 1;
@@ -259,19 +250,11 @@ private:
     {
         const bool gray = state_.num_components == 1 && state_.jpeg_color_space == JCS_GRAYSCALE;
         const bool colored = state_.num_components == 3 && state_.jpeg_color_space == JCS_YCbCr;
-        return (gray || colored) && hasTables()
+        // Without tables of its own a frame of a film takes OpenCV's.
+        bool hasTables = false;
+        for (const JHUFF_TBL* table : state_.ac_huff_tbl_ptrs) hasTables = hasTables || table;
+        return (gray || colored) && hasTables
             && static_cast<int64_t>(state_.image_width) * state_.image_height <= mostPixels;
-    }
-
-    /// A frame of a film has no tables of its own, and then OpenCV puts in its own. Ahead of the first scan
-    /// of a progressive picture stand those for its DC coefficients alone.
-    [[nodiscard]] bool hasTables() const
-    {
-        constexpr std::size_t used = 2;
-        const std::span dc(state_.dc_huff_tbl_ptrs, used);
-        const std::span ac(state_.ac_huff_tbl_ptrs, used);
-        const auto isThere = [](const JHUFF_TBL* table) { return table != nullptr; };
-        return std::ranges::any_of(dc, isThere) || std::ranges::any_of(ac, isThere);
     }
 
     [[nodiscard]] bool isUpright() const
@@ -296,8 +279,11 @@ bool limitsAreLowered()
     return lowered;
 }
 
-cv::Mat decodeJpeg(const std::string& path, bool color, int targetRows, Scratch& scratch)
+} // namespace
+
+cv::Mat readJpegDirectly(const std::string& path, bool color, int targetRows, Scratch& scratch)
 {
+    if (limitsAreLowered()) return {};
     const File file = readJpegFile(path, scratch.file);
     if (!file.data) return {};
     Decoder decoder;
@@ -310,22 +296,8 @@ cv::Mat decodeJpeg(const std::string& path, bool color, int targetRows, Scratch&
     const bool skips = targetRows > 0 && rows / 3 >= targetRows && decoder.canSkipRows();
     if (skips) markWantedRows(scratch.wantedRows, rows, targetRows);
     const bool read = skips ? decoder.readWanted(lines, scratch.wantedRows.data()) : decoder.readAll(lines);
-    if (!read) {
-        scratch.pixels.release(); // OpenCV is about to need as much
-        return {};
-    }
+    if (!read) return {};
     return { rows, decoder.width(), color ? CV_8UC3 : CV_8UC1, lines.first, lines.step };
-}
-
-} // namespace
-
-cv::Mat readJpegDirectly(const std::string& path, bool color, int targetRows, Scratch& scratch)
-try {
-    return limitsAreLowered() ? cv::Mat() : decodeJpeg(path, color, targetRows, scratch);
-} catch (const std::bad_alloc&) {
-    scratch.file.release();
-    scratch.pixels.release();
-    return {};
 }
 
 } // namespace miravex::importops

@@ -13,10 +13,9 @@ namespace miravex::importops {
 /// storing past the cache.
 ///
 /// Empty for everything that might come out differently or that this is not made for: other formats, four
-/// channels, EXIF orientation, damage of any kind, pictures beyond OpenCV's limits or beyond memory. The
-/// caller then asks OpenCV; what a failed attempt held is free by then. Rows that a bilinear resize to
-/// `targetRows` rows never looks at may hold anything. The pixels lie in the scratch memory until its next
-/// use.
+/// channels, EXIF orientation, damage of any kind, pictures beyond OpenCV's limits. The caller then asks
+/// OpenCV. Rows that a bilinear resize to `targetRows` rows never looks at may hold anything. The pixels lie
+/// in the scratch memory until its next use.
 cv::Mat readJpegDirectly(const std::string& path, bool color, int targetRows, Scratch& scratch);
 
 } // namespace miravex::importops

@@ -4,7 +4,6 @@
 #include <opencv2/core.hpp>
 
 #include <cstdio>
-#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -22,13 +21,12 @@ constexpr int64_t destinationSlot = 0;
 constexpr int64_t pathsSlot = 1;
 constexpr int64_t colorSpaceSlot = 3;
 
-/// In one piece: other threads of the host may be printing too.
 void say(const char* kind, const char* message) noexcept
-try {
-    const std::string line = std::string(kind) + message + '\n';
-    std::fwrite(line.data(), 1, line.size(), stdout);
+{
+    std::fputs(kind, stdout);
+    std::fputs(message, stdout);
+    std::fputc('\n', stdout);
     std::fflush(stdout);
-} catch (const std::bad_alloc&) { // nothing can be said then
 }
 
 LoadRequest readSlots(LibraryData data, int64_t argc, ArgumentSlot* args, ArgumentSlot result)

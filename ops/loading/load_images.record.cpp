@@ -2,8 +2,6 @@
 #include "ops/loading/bounds.h"
 #include "ops/loading/option_names.h"
 
-#include <optional>
-
 namespace miravex {
 
 namespace {
@@ -30,7 +28,7 @@ constexpr Argument loadArguments[] = {
     integer("channels_last", "1: each pixel's channels together; 0: plane after plane").byDefault(1),
 };
 
-// What the library reads of a destination.
+// What the library reads of a destination; arrays of another rank have no such sizes.
 struct Slots {
     int64_t files = 0;
     int64_t height = 0;
@@ -38,55 +36,29 @@ struct Slots {
     int64_t channels = 0;
 };
 
+Slots slotsOf(const CallView& call)
+{
+    constexpr std::size_t rank = 4;
+    const auto destination = call.array("destination");
+    if (!destination || destination->dimensions.size() != rank) return {};
+    const auto& sizes = destination->dimensions;
+    if (call.integer("channels_last") != 0) return { sizes[0], sizes[1], sizes[2], sizes[3] };
+    return { sizes[0], sizes[2], sizes[3], sizes[1] };
+}
+
 bool isFloats(const ArrayFacts& array, std::size_t rank)
 {
     return array.elementType == NumericArrayTypeReal32 && array.dimensions.size() == rank;
 }
 
-// Nothing of a destination that is no array of slots: that alone is said of it then.
-std::optional<Slots> slotsOf(const CallView& call)
-{
-    const ArrayFacts destination = *call.array("destination");
-    if (!isFloats(destination, 4)) return {};
-    const auto& sizes = destination.dimensions;
-    if (call.integer("channels_last") != 0) return Slots { sizes[0], sizes[1], sizes[2], sizes[3] };
-    return Slots { sizes[0], sizes[2], sizes[3], sizes[1] };
-}
-
 bool fillsSlot(const CallView& call, std::string_view name)
 {
     const auto array = call.array(name);
-    const auto slots = slotsOf(call);
+    const Slots slots = slotsOf(call);
     if (!array || !isFloats(*array, 3)) return false;
     const int64_t count =
         bounds::product({ array->dimensions[0], array->dimensions[1], array->dimensions[2] });
-    return !slots || bounds::fillsSlot(count, slots->height, slots->width, slots->channels);
-}
-
-bool channelsFit(const CallView& call)
-{
-    const auto slots = slotsOf(call);
-    return !slots || bounds::channelsFit(slots->channels);
-}
-
-bool sidesFit(const CallView& call)
-{
-    const auto slots = slotsOf(call);
-    return !slots || bounds::slotFits(slots->height, slots->width);
-}
-
-bool haveSlots(const CallView& call)
-{
-    const auto slots = slotsOf(call);
-    return !slots || bounds::haveSlots(call.length("lengths"), slots->files);
-}
-
-// OpenCV's own refusal, which it makes with the first file.
-bool colorFits(const CallView& call)
-{
-    const auto slots = slotsOf(call);
-    return !slots || call.length("lengths") == 0 || call.integer("channels_last") == 0 || slots->channels != 1
-        || call.text("color_space") != "RGB";
+    return bounds::fillsSlot(count, slots.height, slots.width, slots.channels);
 }
 
 bool lengthsFit(const CallView& call)
@@ -102,10 +74,14 @@ bool lengthsFit(const CallView& call)
 constexpr Constraint loadConstraints[] = {
     { "destination", "an array of rank 4",
       [](const CallView& call) { return isFloats(*call.array("destination"), 4); } },
-    { "destination", "1 or 3 channels", channelsFit },
-    { "destination", { "at most {} rows and columns", bounds::slotSide }, sidesFit },
+    { "destination", "1 or 3 channels",
+      [](const CallView& call) { return bounds::channelsFit(slotsOf(call).channels); } },
+    { "destination",
+      { "at most {} rows and columns", bounds::slotSide },
+      [](const CallView& call) { return bounds::slotFits(slotsOf(call).height, slotsOf(call).width); } },
     { "lengths", "lengths of at least 0 that together do not exceed the paths", lengthsFit },
-    { "lengths", "at most as many files as the destination has slots", haveSlots },
+    { "lengths", "at most as many files as the destination has slots",
+      [](const CallView& call) { return bounds::haveSlots(call.length("lengths"), slotsOf(call).files); } },
     { "lengths",
       { "at most {} files", bounds::batchFiles },
       [](const CallView& call) { return bounds::filesFit(call.length("lengths")); } },
@@ -113,7 +89,11 @@ constexpr Constraint loadConstraints[] = {
       [](const CallView& call) { return call.integer("has_mean") == 0 || fillsSlot(call, "mean"); } },
     { "rstddev", "an array of rank 3 with at least a slot's elements",
       [](const CallView& call) { return call.integer("has_rstddev") == 0 || fillsSlot(call, "rstddev"); } },
-    { "color_space", "a colour space other than RGB for one channel with channels last", colorFits },
+    { "color_space", "a colour space other than RGB for one channel with channels last",
+      [](const CallView& call) {
+          return call.length("lengths") == 0 || call.integer("channels_last") == 0
+              || slotsOf(call).channels != 1 || call.text("color_space") != "RGB";
+      } },
 };
 constexpr Result loadResults[] = {
     { ResultKind::IntegerTensor, "1-based positions of the files that could not be read", Layout::Positions }

@@ -5,14 +5,12 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include <new>
-
 namespace miravex::importops {
 
 namespace {
 
 /// The file as OpenCV reads it, empty when it can't. What it throws at (a header that promises more pixels
-/// than it accepts or than there is memory for) is one more file that can't be read.
+/// than it accepts) is one more file that can't be read.
 cv::Mat readPicture(const std::string& path, const SlotFormat& format, Scratch& scratch)
 {
     const bool color = format.channels != 1;
@@ -21,8 +19,6 @@ cv::Mat readPicture(const std::string& path, const SlotFormat& format, Scratch& 
     try {
         picture = cv::imread(path, color ? cv::IMREAD_COLOR : cv::IMREAD_GRAYSCALE);
     } catch (const cv::Exception&) {
-        return {};
-    } catch (const std::bad_alloc&) {
         return {};
     }
     // OpenCV's reader of Radiance pictures gives colours where gray is asked for; they would overrun the

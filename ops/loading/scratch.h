@@ -15,19 +15,12 @@ public:
     unsigned char* atLeast(std::size_t bytes)
     {
         if (bytes > size_) {
-            release();
+            memory_.reset();
+            size_ = 0;
             memory_ = std::make_unique_for_overwrite<unsigned char[]>(bytes);
             size_ = bytes;
         }
         return memory_.get();
-    }
-
-    [[nodiscard]] std::size_t size() const noexcept { return size_; }
-
-    void release() noexcept
-    {
-        memory_.reset();
-        size_ = 0;
     }
 
 private:

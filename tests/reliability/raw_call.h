@@ -63,4 +63,16 @@ private:
     }
 };
 
+/// The bytes of a result.
+inline std::string bytesOfResult(const Value& value)
+{
+    const auto held = [](const Block& block) {
+        return std::string(reinterpret_cast<const char*>(block.data()), block.size());
+    };
+    if (const auto* image = std::get_if<ImagePointer>(&value)) return held((*image)->block);
+    if (const auto* tensor = std::get_if<TensorPointer>(&value)) return held((*tensor)->block);
+    if (const auto* real = std::get_if<double>(&value)) return std::to_string(*real);
+    return {};
+}
+
 } // namespace miravex::test

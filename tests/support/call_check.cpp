@@ -55,10 +55,4 @@ std::vector<std::string> breaches(const Library& library, const Operation& opera
     return broken;
 }
 
-std::string bytesOfResult(const Value& value)
-{
-    if (const auto* real = std::get_if<double>(&value)) return std::to_string(*real);
-    return contents(value);
-}
-
 } // namespace miravex::test

@@ -18,7 +18,4 @@ std::string describeCall(const Operation& operation, std::span<const Value> valu
 std::vector<std::string> breaches(const Library& library, const Operation& operation,
                                   std::span<const Value> values, Outcome& outcome, Faults faults = {});
 
-/// The bytes of a result; empty when there is none.
-std::string bytesOfResult(const Value& value);
-
 } // namespace miravex::test

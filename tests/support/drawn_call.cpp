@@ -352,9 +352,8 @@ private:
         return good.empty() || leaves() ? bytes_.oneOf(candidates) : bytes_.oneOf(good);
     }
 
-    int64_t drawSide(int64_t least, int64_t usualSide, int64_t fixedSide)
+    int64_t drawSide(int64_t least, int64_t usualSide)
     {
-        if (fixedSide > 0) return fixedSide;
         if (leaves()) return static_cast<int64_t>(bytes_.below(static_cast<std::size_t>(caps_.side)));
         const int64_t drawn = bytes_.next() % (caps_.side + 1);
         return std::max(least, drawn == 0 ? std::min(usualSide, caps_.side) : drawn);
@@ -370,8 +369,8 @@ private:
         if (model && !leaves()) {
             shape = { model->rows, model->columns, model->channels, model->slices };
         } else {
-            shape.rows = drawSide(rule.minimumRows, 24, caps_.rows);
-            shape.columns = drawSide(rule.minimumColumns, 32, caps_.columns);
+            shape.rows = drawSide(rule.minimumRows, 24);
+            shape.columns = drawSide(rule.minimumColumns, 32);
         }
         const auto frames = static_cast<int64_t>(bytes_.below(4));
         if (!sequence)

@@ -19,7 +19,6 @@ namespace miravex::test {
 /// How large drawn objects may be, and how far a drawing may leave what the record accepts.
 struct Caps {
     int64_t side = 64; ///< rows and columns of an image
-    int64_t rows = 0, columns = 0; ///< of every image; drawn where 0
     int64_t elements = 4096; ///< elements of a tensor
     bool ordinary = false; ///< never leave the record on purpose
     std::string_view used = {}; ///< an argument that has to matter in the call
@@ -49,8 +48,7 @@ TensorPointer plainTensor(const Argument& argument, std::vector<int64_t> dimensi
 const Operation& operationFor(uint32_t key);
 
 /// Makes the call and returns what broke a promise, in words, or nothing: whatever breaches() finds, and 0
-/// where the record foretells 6. Gives the outcome back through `outcome` when that is
-/// not null.
+/// where the record foretells 6. Gives the outcome back through `outcome` when that is not null.
 std::string brokenPromise(const Library& library, const Operation& operation,
                           const std::vector<Value>& values, Outcome* outcome = nullptr);
 

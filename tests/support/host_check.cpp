@@ -2,7 +2,6 @@
 
 #include "catalog/explain.h"
 #include "host/arguments.h"
-#include "tests/support/allocations.h"
 #include "tests/support/call_check.h"
 #include "tests/support/temporary_folder.h"
 
@@ -30,9 +29,6 @@ constexpr bool sanitized = true;
 #else
 constexpr bool sanitized = false;
 #endif
-
-/// "CV_8UC3"; OpenCV 3 has strings of its own.
-std::string typeName(const cv::Mat& matrix) { return cv::typeToString(matrix.type()).c_str(); }
 
 std::size_t copyBytes(const cv::Mat& matrix, std::byte* target)
 {
@@ -75,9 +71,9 @@ std::string refusalText(const Operation& operation, const Values& values, const 
                        explain(viewOf(operation, values), outcome.openCvError).message());
 }
 
-} // namespace
-
-void exitAfter(Ending expected, std::string_view name, const Values& values)
+/// Makes a call in a child process, limited in time and memory, and ends the process with 0 when it came to
+/// the status that was expected.
+[[noreturn]] void exitAfter(HostErrorCode expected, std::string_view name, const Values& values)
 {
     const Library& loaded = library();
     alarm(sanitized ? 60 : 10);
@@ -90,21 +86,12 @@ void exitAfter(Ending expected, std::string_view name, const Values& values)
         const rlimit limit { bytes, bytes };
         setrlimit(RLIMIT_AS, &limit);
     }
-    const int64_t failedBefore = failedAllocations();
     const Outcome outcome = call(loaded, record(name), values);
     TemporaryFolder::removeAll();
-    std::string trouble = fmt::format("{}", fmt::join(outcome.accounting.violations, "; "));
-    if (outcome.ok() != (expected == Ending::Accepted))
-        trouble += outcome.ok() ? "it was accepted" : refusalText(record(name), values, outcome);
-    else if (expected == Ending::Refused && !outcome.openCvError.empty())
-        trouble += "the library left it to OpenCV to refuse: " + outcome.openCvError;
-    else if (expected == Ending::RefusedByOpenCv && outcome.openCvError.empty())
-        trouble += "the library refused it, OpenCV said nothing";
-    else if (!outcome.ok() && failedAllocations() > failedBefore)
-        trouble += "refused for lack of memory alone";
-    fmt::print(stderr, "{}\n", trouble);
-    std::_Exit(trouble.empty() ? 0 : 1);
+    std::_Exit(outcome.status == expected && outcome.accounting.clean() ? 0 : 1);
 }
+
+} // namespace
 
 Outcome invoke(std::string_view name, const Values& values, Faults faults, std::source_location where)
 {
@@ -154,6 +141,13 @@ Values arguments(std::string_view name, NamedValues given, std::source_location 
         failAt(where, fmt::format("{}: {}", name, refusal.message()));
     return completed.values;
 }
+
+void exitAfterRefusal(std::string_view name, const Values& values)
+{
+    exitAfter(StatusFunctionError, name, values);
+}
+
+void exitAfterSuccess(std::string_view name, const Values& values) { exitAfter(StatusOk, name, values); }
 
 ImagePointer imageOf(const cv::Mat& matrix, std::optional<ColorSpace> colorSpace)
 {
@@ -250,7 +244,8 @@ TensorPointer tensorOf(const cv::Mat& matrix)
     if (actual.type() != expected.type() || actual.size() != expected.size())
         return ::testing::AssertionFailure()
             << fmt::format("{} x {} of {} instead of {} x {} of {}", actual.cols, actual.rows,
-                           typeName(actual), expected.cols, expected.rows, typeName(expected));
+                           cv::typeToString(actual.type()), expected.cols, expected.rows,
+                           cv::typeToString(expected.type()));
     const std::size_t pixelBytes = expected.elemSize();
     for (int y = 0; y < expected.rows; ++y) {
         for (int x = 0; x < expected.cols; ++x) {

@@ -52,16 +52,12 @@ void expectSurvivesFaults(std::string_view operation, const Values& values,
 Values arguments(std::string_view operation, NamedValues given,
                  std::source_location where = std::source_location::current());
 
-/// How a call in a child process is to end.
-enum class Ending {
-    Accepted,
-    Refused, ///< by the library itself: OpenCV said nothing, and no memory ran out
-    RefusedByOpenCv, ///< by an exception of OpenCV's other than for lack of memory
-};
+/// Runs in the child process of EXPECT_REFUSED_IN_CHILD: limits time to 10 s and memory to 2 GiB (where no
+/// sanitizer needs more), makes the call, and ends the process with 0 when it was refused cleanly.
+[[noreturn]] void exitAfterRefusal(std::string_view operation, const Values& values);
 
-/// Runs in the child process of the macros below: limits time to 10 s and memory to 2 GiB (where no sanitizer
-/// needs more), makes the call, and ends the process with 0 when it ended as expected and cleanly.
-[[noreturn]] void exitAfter(Ending expected, std::string_view operation, const Values& values);
+/// The same for EXPECT_ACCEPTED_IN_CHILD: 0 when the call succeeded cleanly within those limits.
+[[noreturn]] void exitAfterSuccess(std::string_view operation, const Values& values);
 
 // --- pictures -------------------------------------------------------------------------------------------
 
@@ -109,22 +105,16 @@ double largestDifference(const cv::Mat& a, const cv::Mat& b);
 
 } // namespace miravex::test
 
-#define MIRAVEX_EXPECT_IN_CHILD(ending, operation, ...)                                                      \
-    EXPECT_EXIT(::miravex::test::exitAfter(::miravex::test::Ending::ending, operation, __VA_ARGS__),         \
-                ::testing::ExitedWithCode(0), "")                                                            \
+/// The call is refused with status 6, in a process of its own that may take 10 s and 2 GiB.
+#define EXPECT_REFUSED_IN_CHILD(operation, ...)                                                              \
+    EXPECT_EXIT(::miravex::test::exitAfterRefusal(operation, __VA_ARGS__), ::testing::ExitedWithCode(0), "") \
         << operation
-
-/// The library itself refuses the call, before OpenCV or the lack of memory does, in a process of its own
-/// that may take 10 s and 2 GiB.
-#define EXPECT_REFUSED_IN_CHILD(operation, ...) MIRAVEX_EXPECT_IN_CHILD(Refused, operation, __VA_ARGS__)
-
-/// The same where it is OpenCV that is known to refuse, by an exception: a file that is no film, say.
-#define EXPECT_REFUSED_BY_OPENCV_IN_CHILD(operation, ...)                                                    \
-    MIRAVEX_EXPECT_IN_CHILD(RefusedByOpenCv, operation, __VA_ARGS__)
 
 /// The call succeeds, in a process of its own that may take 10 s and 2 GiB: for values that OpenCV alone
 /// would never be done with, clipped where the result is the same.
-#define EXPECT_ACCEPTED_IN_CHILD(operation, ...) MIRAVEX_EXPECT_IN_CHILD(Accepted, operation, __VA_ARGS__)
+#define EXPECT_ACCEPTED_IN_CHILD(operation, ...)                                                             \
+    EXPECT_EXIT(::miravex::test::exitAfterSuccess(operation, __VA_ARGS__), ::testing::ExitedWithCode(0), "") \
+        << operation
 
 /// Ends the test, as skipped, when a picture of opencv-doc is missing.
 #define SKIP_WITHOUT(picture)                                                                                \

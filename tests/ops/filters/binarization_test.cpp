@@ -211,29 +211,6 @@ TEST(LocalAdaptiveBinarize, CutsTheRadiusToItsLow32Bits)
         return matrixOf(succeed("LocalAdaptiveBinarize", values).image());
     };
     EXPECT_TRUE(sameBits(bits((int64_t { 1 } << 32) + 2), bits(2)));
-    for (const int64_t radius : { int64_t { 1 } << 31, (int64_t { 1 } << 32) - 1 }) {
-        const Values none = binarize(picture, radius, realList({ 1, 1, 0 }), "Fixed");
-        expectRefused("LocalAdaptiveBinarize", none);
-        EXPECT_FALSE(check(record("LocalAdaptiveBinarize"), none).empty());
-    }
-}
-
-TEST(LocalAdaptiveBinarize, LooksAtThePixelAloneWhenNothingIsLeftOfTheRadius)
-{
-    // By hand: the mean of a pixel is the pixel, its deviation 0.
-    for (const int type : { CV_8U, CV_32F }) {
-        for (const auto& [name, border] : paddings) {
-            const cv::Mat picture = noise(9, 11, type);
-            const auto bits = [&](double c0, double c2) {
-                const Values values =
-                    binarize(imageOf(picture), int64_t { 1 } << 32, realList({ c0, 0, c2 }), name);
-                EXPECT_TRUE(check(record("LocalAdaptiveBinarize"), values).empty());
-                return cv::countNonZero(matrixOf(succeed("LocalAdaptiveBinarize", values).image()));
-            };
-            EXPECT_EQ(bits(1, 1e-9), 0) << name;
-            EXPECT_EQ(bits(1, -1e-9), 99) << name;
-        }
-    }
 }
 
 TEST(LocalAdaptiveBinarize, RefusesWithoutAComparison)

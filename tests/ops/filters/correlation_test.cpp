@@ -46,22 +46,6 @@ cv::Mat distancesOf(cv::Mat picture, cv::Mat kernel, const std::string& name, do
 
 } // namespace
 
-TEST(ImageCorrelate, ComparesWithASinglePixel) // by hand; in place, OpenCV would read what it has written
-{
-    const ImagePointer picture = imageOf((cv::Mat_<float>(2, 2) << 0.1F, 0.5F, 0.9F, 0.3F));
-    const ImagePointer kernel = imageOf((cv::Mat_<float>(1, 1) << 0.5F));
-    for (const char* padding : { "None", "Fixed", "Periodic" }) {
-        const auto result = [&](const char* distance) {
-            return matrixOf(succeed("ImageCorrelate", correlate(picture, kernel, distance, padding)).image());
-        };
-        const cv::Mat squares = (cv::Mat_<float>(2, 2) << 0.16F, 0, 0.16F, 0.04F);
-        const cv::Mat dot = (cv::Mat_<float>(2, 2) << 0.05F, 0.25F, 0.45F, 0.15F);
-        EXPECT_LE(largestDifference(result("SquaredEuclideanDistance"), squares), 1e-6) << padding;
-        EXPECT_LE(largestDifference(result("Dot"), dot), 1e-6) << padding;
-        EXPECT_LE(largestDifference(result("CosineDistance"), cv::Mat::zeros(2, 2, CV_32F)), 1e-6) << padding;
-    }
-}
-
 TEST(ImageCorrelate, SumsBytesAsIfBelowOne) // by hand
 {
     const cv::Mat picture = (cv::Mat_<uchar>(1, 3) << 255, 0, 51), kernel = (cv::Mat_<uchar>(1, 1) << 51);

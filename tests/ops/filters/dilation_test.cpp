@@ -98,17 +98,13 @@ TEST(Dilation, CutsTheRadiusToItsLow32Bits)
     const int64_t radius = (int64_t { 1 } << 32) + 2;
     EXPECT_TRUE(sameBits(matrixOf(succeed("Dilation", dilate(imageOf(picture), radius)).image()),
                          maximaOf(picture, 2)));
-    EXPECT_TRUE(sameBits(matrixOf(succeed("Dilation", dilate(imageOf(picture), int64_t { 1 } << 32)).image()),
-                         picture));
-    const Values none = dilate(imageOf(picture), int64_t { 1 } << 31);
-    expectRefused("Dilation", none);
-    EXPECT_FALSE(check(record("Dilation"), none).empty());
 }
 
 TEST(Dilation, RefusesWhatItCannotDilate)
 {
     const ImagePointer good = imageOf(noise(8, 8, CV_8U));
-    for (const int64_t radius : { int64_t { 0 }, int64_t { -1 }, INT64_MIN, INT64_MAX, int64_t { 1 } << 31 })
+    for (const int64_t radius :
+         { int64_t { 0 }, int64_t { -1 }, INT64_MIN, INT64_MAX, int64_t { 1 } << 31, int64_t { 1 } << 32 })
         expectRefused("Dilation", dilate(good, radius));
     expectRefused("Dilation", dilate(nullptr, 1));
     expectRefused("Dilation", dilate(sequenceOf({ noise(8, 8, CV_8U) }), 1));

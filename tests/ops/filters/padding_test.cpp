@@ -143,11 +143,7 @@ TEST(ImagePad, RefusesWhatItCannotPad)
         for (const int64_t margin : { int64_t { -1 }, INT64_MIN, INT64_MAX, int64_t { 1 } << 31 }) {
             std::array<int64_t, 4> margins { 1, 1, 1, 1 };
             margins[side] = margin;
-            const Values values = pad(good, margins, "Fixed");
-            expectRefused("ImagePad", values);
-            const std::vector<Refusal> refusals = check(record("ImagePad"), values);
-            ASSERT_FALSE(refusals.empty()) << margin;
-            EXPECT_EQ(refusals.front().argument, record("ImagePad").arguments[side + 1].name) << margin;
+            expectRefused("ImagePad", pad(good, margins, "Fixed"));
         }
     }
     for (const char* padding : { "constant", "Fixe", "Fixed ", "", "Wrap" })

@@ -9,14 +9,6 @@ namespace miravex::test {
 namespace {
 
 Values median(ImagePointer image, int64_t radius) { return { std::move(image), radius }; }
-/// True when the record says which argument is to blame, its value, and what is accepted.
-bool objects(std::string_view operation, const Values& values, std::string_view argument)
-{
-    const std::vector<Refusal> refusals = check(record(operation), values);
-    return std::ranges::any_of(refusals, [&](const Refusal& refusal) {
-        return refusal.argument == argument && !refusal.value.empty() && !refusal.expected.empty();
-    });
-}
 Values pyrDown(ImagePointer image, std::string padding, int64_t width, int64_t height)
 {
     return { std::move(image), std::move(padding), width, height };
@@ -85,44 +77,19 @@ TEST(MedianFilter, CutsTheRadiusToItsLow32Bits)
     const int64_t beyond = int64_t { 1 } << 32;
     EXPECT_TRUE(sameBits(matrixOf(succeed("MedianFilter", median(imageOf(picture), beyond + 2)).image()),
                          matrixOf(succeed("MedianFilter", median(imageOf(picture), 2)).image())));
-    // An aperture of 1 is a plain copy, and apertures are reckoned in 32 bits.
-    EXPECT_TRUE(
-        sameBits(matrixOf(succeed("MedianFilter", median(imageOf(picture), beyond)).image()), picture));
-    EXPECT_TRUE(sameBits(matrixOf(succeed("MedianFilter", median(imageOf(picture), beyond / 2 + 2)).image()),
-                         matrixOf(succeed("MedianFilter", median(imageOf(picture), 2)).image())));
-    for (const int64_t radius : { beyond - 1, beyond - 1000, INT64_MAX }) {
-        const Values values = median(imageOf(picture), radius);
-        expectRefused("MedianFilter", values);
-        EXPECT_TRUE(objects("MedianFilter", values, "radius")) << radius;
-    }
+    expectRefused("MedianFilter", median(imageOf(picture), beyond));
 }
 
-TEST(MedianFilter, TakesRadiiThatOpenCvCannotCount)
+TEST(MedianFilter, RefusesHugeRadii)
 {
-    // Aperture 257 overflows OpenCV's counters on flat areas, apertures in the thousands crash it.
-    const cv::Mat flat(300, 280, CV_8UC3, cv::Scalar(7, 200, 255));
-    for (const int64_t radius :
-         { int64_t { 127 }, int64_t { 128 }, int64_t { 1000 }, int64_t { 1000000 }, int64_t { INT32_MAX } }) {
-        const Values values = median(imageOf(flat), radius);
-        EXPECT_TRUE(sameBits(matrixOf(succeed("MedianFilter", values).image()), flat)) << radius;
-        EXPECT_TRUE(check(record("MedianFilter"), values).empty()) << radius;
-    }
-    EXPECT_ACCEPTED_IN_CHILD("MedianFilter", median(imageOf(noise(600, 800, CV_8UC3)), 1073741823));
-}
-
-TEST(MedianFilter, EstimatesABackground) // by hand: more than half of every window is background
-{
-    cv::Mat picture(400, 500, CV_8U, cv::Scalar(90));
-    for (int y = 1; y < picture.rows - 1; ++y)
-        for (int x = 1 + y % 3; x < picture.cols - 1; x += 3) picture.at<uchar>(y, x) = 240;
-    EXPECT_TRUE(sameBits(matrixOf(succeed("MedianFilter", median(imageOf(picture), 150)).image()),
-                         cv::Mat(picture.size(), CV_8U, cv::Scalar(90))));
+    for (const int64_t radius : { int64_t { 1000000 }, int64_t { 1073741823 }, int64_t { INT32_MAX } })
+        EXPECT_REFUSED_IN_CHILD("MedianFilter", median(imageOf(noise(20, 20, CV_8U)), radius));
 }
 
 TEST(MedianFilter, RefusesWhatItCannotFilter)
 {
     const ImagePointer gray = imageOf(noise(8, 8, CV_8U));
-    for (const int64_t radius : { int64_t { 0 }, int64_t { -1 }, INT64_MIN, INT64_MAX })
+    for (const int64_t radius : { int64_t { 0 }, int64_t { -1 }, INT64_MIN, int64_t { 128 }, INT64_MAX })
         expectRefused("MedianFilter", median(gray, radius));
     expectRefused("MedianFilter", median(imageOf(noise(8, 8, CV_8UC2)), 1));
     expectRefused("MedianFilter", median(imageOf(noise(8, 8, CV_8UC(5))), 1));
@@ -228,47 +195,22 @@ TEST(PyrUp, AcceptsTwiceTheSizeAndOddSizesOneOff)
     expectRefused("PyrUp", { imageOf(picture), int64_t { -100 }, int64_t { 60 } });
 }
 
-TEST(PyrUp, RepeatsTheColumnOfASingleColumn) // OpenCV leaves the third unwritten
-{
-    for (const int type : { CV_8U, CV_8UC3, CV_16UC2, CV_32FC4, CV_64F, CV_8UC(6) }) {
-        for (const int height : { 11, 12, 13 }) {
-            const cv::Mat picture = noise(6, 1, type);
-            cv::Mat expected;
-            cv::pyrUp(picture, expected, cv::Size(2, height));
-            cv::copyMakeBorder(expected, expected, 0, 0, 0, 1, cv::BORDER_REPLICATE);
-            const Outcome outcome = succeed("PyrUp", { imageOf(picture), int64_t { 3 }, int64_t { height } });
-            EXPECT_TRUE(sameBits(matrixOf(outcome.image()), expected)) << type << ", height " << height;
-        }
-    }
-}
-
-TEST(PyrUp, DoublesColoursAtOnceWhereAColumnIsMissing)
-{
-    // Well defined by OpenCV, unlike one column too many, and not what its channels alone would give.
-    const cv::Mat picture = noise(6, 20, CV_8UC3);
-    for (const int height : { 11, 12, 13 }) {
-        cv::Mat expected;
-        cv::pyrUp(picture, expected, cv::Size(39, height));
-        const Outcome outcome = succeed("PyrUp", { imageOf(picture), int64_t { 39 }, int64_t { height } });
-        EXPECT_TRUE(sameBits(matrixOf(outcome.image()), expected)) << height;
-    }
-}
-
-TEST(PyrUp, FillsTheLastColumnOfColoursOneBeyondTwice) // OpenCV leaves it unwritten
+TEST(PyrUp,
+     FillsTheLastColumnOfColoursAtOddWidths) // OpenCV leaves it unwritten unless channels go one by one
 {
     const cv::Mat picture = noise(6, 9, CV_8UC3);
-    for (const int height : { 11, 12, 13 }) {
+    for (const int width : { 17, 19 }) {
         std::vector<cv::Mat> planes;
         cv::split(picture, planes);
         for (cv::Mat& plane : planes) {
             cv::Mat doubled;
-            cv::pyrUp(plane, doubled, cv::Size(19, height));
+            cv::pyrUp(plane, doubled, cv::Size(width, 12));
             plane = doubled;
         }
         cv::Mat expected;
         cv::merge(planes, expected);
-        const Outcome outcome = succeed("PyrUp", { imageOf(picture), int64_t { 19 }, int64_t { height } });
-        EXPECT_TRUE(sameBits(matrixOf(outcome.image()), expected)) << height;
+        const Outcome outcome = succeed("PyrUp", { imageOf(picture), int64_t { width }, int64_t { 12 } });
+        EXPECT_TRUE(sameBits(matrixOf(outcome.image()), expected)) << width;
     }
 }
 
@@ -343,22 +285,8 @@ TEST(PyrMeanShiftFilter, RefusesOtherImagesAndNegativeParameters)
 TEST(PyrMeanShiftFilter, RefusesEndlessWork)
 {
     const ImagePointer large = imageOf(cv::Mat(1500, 1500, CV_8UC3, cv::Scalar::all(7)));
-    const Values endless { large, 1e9, 0.1, int64_t { 0 }, int64_t { 1000000 } };
-    EXPECT_REFUSED_IN_CHILD("PyrMeanShiftFilter", endless);
-    EXPECT_TRUE(objects("PyrMeanShiftFilter", endless, "spatial_radius"));
-    const Values tooHigh { large, 3.0, 0.1, (int64_t { 1 } << 32) + 9, int64_t { 1 } };
-    expectRefused("PyrMeanShiftFilter", tooHigh);
-    EXPECT_TRUE(objects("PyrMeanShiftFilter", tooHigh, "max_level"));
-}
-
-TEST(PyrMeanShiftFilter, IsBoundedByItsParametersAlone)
-{
-    // A photo of 24 megapixels. Where it is flat, levels below the highest need not be looked at.
-    const Values photo { imageOf(cv::Mat(4000, 6000, CV_8UC3, cv::Scalar(50, 90, 130))), 30.0, 0.1,
-                         int64_t { 3 }, int64_t { 100 } };
-    EXPECT_TRUE(check(record("PyrMeanShiftFilter"), photo).empty());
-    const cv::Mat flattened = matrixOf(succeed("PyrMeanShiftFilter", photo).image());
-    EXPECT_EQ(flattened.at<cv::Vec3b>(2000, 3000), cv::Vec3b(50, 90, 130));
+    EXPECT_REFUSED_IN_CHILD("PyrMeanShiftFilter",
+                            Values { large, 1e9, 0.1, int64_t { 0 }, int64_t { 1000000 } });
 }
 
 } // namespace miravex::test

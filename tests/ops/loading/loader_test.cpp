@@ -1,4 +1,3 @@
-#include "ops/loading/bounds.h"
 #include "tests/ops/loading/picture_files.h"
 #include "tests/ops/loading/plain_steps.h"
 #include "tests/support/host_check.h"
@@ -7,15 +6,10 @@
 #include <opencv2/imgproc.hpp>
 
 #include <fmt/format.h>
-#include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <thread>
@@ -27,12 +21,6 @@ namespace miravex::test {
 namespace {
 
 constexpr const char* operation = "LoadImagesFromPathInto";
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool sanitized = true;
-#else
-constexpr bool sanitized = false;
-#endif
 
 /// What a slot holds before a call.
 constexpr float untouched = 7.25F;
@@ -183,51 +171,6 @@ public:
 private:
     int before_;
 };
-
-/// The same JPEG with other sides in its header.
-std::string withSides(std::string jpeg, unsigned rows, unsigned columns)
-{
-    const std::size_t frame = jpeg.find("\xFF\xC0");
-    EXPECT_NE(frame, std::string::npos);
-    for (const auto& [at, value] : { std::pair(frame + 5, rows), std::pair(frame + 7, columns) }) {
-        jpeg[at] = static_cast<char>(value >> 8U);
-        jpeg[at + 1] = static_cast<char>(value & 0xFFU);
-    }
-    return jpeg;
-}
-
-/// Ends a child process: 0 when a batch succeeds with these positions on so much memory beyond what is
-/// mapped.
-[[noreturn]] void exitWithPositions(const Request& request, int64_t bytes,
-                                    const std::vector<int64_t>& expected)
-{
-    const Values values = request.values();
-    cv::setNumThreads(1);
-    library();
-    std::ifstream statm("/proc/self/statm");
-    int64_t pages = 0;
-    statm >> pages;
-    const auto most = static_cast<rlim_t>(pages * sysconf(_SC_PAGESIZE) + bytes);
-    const rlimit limit { most, most };
-    setrlimit(RLIMIT_AS, &limit);
-    const Outcome outcome = call(library(), record(operation), values);
-    std::_Exit(outcome.ok() && positionsOf(outcome) == expected ? 0 : 1);
-}
-
-/// Ends a child process: 0 when a refused call says this on an unbuffered standard output, in one piece.
-[[noreturn]] void exitAfterOneWrite(const Values& values, const std::string& expected)
-{
-    std::array<int, 2> ends {};
-    socketpair(AF_UNIX, SOCK_DGRAM, 0, ends.data()); // keeps writes apart
-    std::setvbuf(stdout, nullptr, _IONBF, 0);
-    dup2(ends[0], STDOUT_FILENO);
-    const Outcome outcome = call(library(), record(operation), values);
-    std::array<char, 4096> text {};
-    const ssize_t got = recv(ends[1], text.data(), text.size(), MSG_DONTWAIT);
-    const bool whole = got > 0 && std::string(text.data(), static_cast<std::size_t>(got)) == expected;
-    const bool more = recv(ends[1], text.data(), text.size(), MSG_DONTWAIT) >= 0;
-    std::_Exit(!outcome.ok() && whole && !more ? 0 : 1);
-}
 
 } // namespace
 
@@ -727,134 +670,5 @@ TEST(LoadImages, DoesNotGrow)
 }
 
 #endif
-
-TEST(LoadImages, FailsAFileThatMemoryDoesNotHoldAndNotTheBatch)
-{
-    if (sanitized) GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
-    const TemporaryFolder folder;
-    writeJpeg(folder.file("small.jpg"), scene(40, 50));
-    writeFile(folder.file("promising.jpg"), withSides(readFile(folder.file("small.jpg")), 30000, 30000));
-    for (const int64_t channels : { 1, 3 }) {
-        const Request request { .paths = { folder.file("small.jpg"), folder.file("promising.jpg"),
-                                           folder.file("small.jpg") },
-                                .channels = channels,
-                                .channelsLast = false };
-        // 0.9 and 2.7 GB in one piece
-        EXPECT_EXIT(exitWithPositions(request, int64_t { 1 } << 29, { 2 }), ::testing::ExitedWithCode(0), "")
-            << channels << " channels";
-    }
-}
-
-TEST(LoadImages, NeedsTheMemoryOfADamagedPictureOnce)
-{
-    if (sanitized) GTEST_SKIP() << "a sanitizer needs more memory than the limit leaves";
-    const TemporaryFolder folder;
-    writeJpeg(folder.file("small.jpg"), scene(40, 50));
-    writeFile(folder.file("damaged.jpg"), withSides(readFile(folder.file("small.jpg")), 12000, 12000));
-    const Request request { .paths = { folder.file("damaged.jpg") } };
-    // 432 MB in each of the two readers
-    EXPECT_EXIT(exitWithPositions(request, int64_t { 700 } << 20, {}), ::testing::ExitedWithCode(0), "");
-}
-
-TEST(LoadImages, SaysEachMessageInOneWrite)
-{
-    const TemporaryFolder folder;
-    Request request = onePicture(folder, { 1, 2, 3 });
-    request.color = "rgb";
-    EXPECT_EXIT(exitAfterOneWrite(request.values(), "Runtime Error: Invalid color space.\n"),
-                ::testing::ExitedWithCode(0), "");
-}
-
-TEST(LoadImages, LooksAtAllBitsOfItsIntegers)
-{
-    const TemporaryFolder folder;
-    Request request = onePicture(folder, { 51, 102, 204 });
-    request.mean = slotArray(request, 0.5F, 0.0F);
-    request.rstddev = slotArray(request, 4.0F, 0.0F);
-    const auto first = [&](const Values& values) {
-        succeed(operation, values);
-        return floatsOf(values)[0];
-    };
-    for (const int64_t flag : { int64_t { 1 } << 32, INT64_MIN }) { // nothing in their low 32 bits
-        Values values = request.values();
-        values[4] = flag;
-        values[6] = flag;
-        EXPECT_FLOAT_EQ(first(values), (0.8F - 0.5F) * 4) << flag;
-        values[4] = int64_t { 0 };
-        EXPECT_FLOAT_EQ(first(values), 0.8F * 4) << flag;
-        values[6] = int64_t { 0 };
-        EXPECT_FLOAT_EQ(first(values), 0.8F) << flag;
-    }
-    for (const int64_t stripes : { INT64_MIN, int64_t { -1 }, int64_t { 1 } << 32, INT64_MAX }) {
-        Values values = request.values();
-        values[8] = stripes;
-        EXPECT_FLOAT_EQ(first(values), (0.8F - 0.5F) * 4) << stripes;
-    }
-}
-
-TEST(LoadImages, ForetellsItsRefusals)
-{
-    const TemporaryFolder folder;
-    const Request request = onePicture(folder, { 1, 2, 3 });
-    const auto with = [&](const std::vector<std::pair<std::size_t, Value>>& changes) {
-        Values values = request.values();
-        for (const auto& [slot, value] : changes) values[slot] = value;
-        return values;
-    };
-    const auto ofType = [](std::vector<int64_t> dimensions, int type) {
-        ArrayPointer array = makeFloatArray(std::move(dimensions));
-        array->elementType = type;
-        return array;
-    };
-    const auto lengths = [](std::vector<int64_t> elements) {
-        const auto count = static_cast<int64_t>(elements.size());
-        return makeIntegerTensor({ count }, elements);
-    };
-    const auto path = static_cast<int64_t>(request.paths[0].size());
-    const int64_t beyond = bounds::slotSide + 1;
-    const int64_t yes = 1;
-    struct Refused {
-        const char* argument;
-        const char* expected;
-        Values values;
-    };
-    const std::vector<Refused> refused {
-        { "destination", "rank 4", with({ { 0, ofType({ 1, 24, 32, 3 }, 10) } }) },
-        { "destination", "rank 4", with({ { 0, makeFloatArray({ 24, 32, 3 }) } }) },
-        { "destination", "1 or 3 channels", with({ { 0, makeFloatArray({ 1, 24, 32, 2 }) } }) },
-        { "destination", "2^30 rows",
-          with({ { 0, makeFloatArray({ 0, beyond, 1, 3 }) }, { 2, lengths({}) } }) },
-        { "destination", "2^30 rows",
-          with({ { 0, makeFloatArray({ 0, 3, 1, beyond }) }, { 2, lengths({}) }, { 9, int64_t { 0 } } }) },
-        { "destination", "array", with({ { 0, ArrayPointer() } }) },
-        { "lengths", "do not exceed the paths", with({ { 2, lengths({ path + 1 }) } }) },
-        { "lengths", "at least 0", with({ { 2, lengths({ -1 }) } }) },
-        { "lengths", "slots", with({ { 0, makeFloatArray({ 0, 24, 32, 3 }) } }) },
-        { "lengths", "integers", with({ { 2, TensorPointer() } }) },
-        { "color_space", "one of RGB", with({ { 3, std::string("rgb") } }) },
-        { "color_space", "other than RGB", with({ { 0, makeFloatArray({ 1, 24, 32, 1 }) } }) },
-        { "mean", "rank 3", with({ { 4, yes }, { 5, makeFloatArray({ 24 * 32 * 3 }) } }) },
-        { "mean", "rank 3", with({ { 4, yes }, { 5, ofType({ 24, 32, 3 }, 10) } }) },
-        { "mean", "slot's elements", with({ { 4, yes }, { 5, makeFloatArray({ 24, 31, 3 }) } }) },
-        { "mean", "array", with({ { 4, yes }, { 5, ArrayPointer() } }) },
-        { "rstddev", "rank 3", with({ { 6, yes }, { 7, makeFloatArray({ 24 * 32 * 3 }) } }) },
-        { "rstddev", "rank 3", with({ { 6, yes }, { 7, ofType({ 24, 32, 3 }, 10) } }) },
-        { "rstddev", "slot's elements", with({ { 6, yes }, { 7, makeFloatArray({ 24, 31, 3 }) } }) },
-        { "rstddev", "array", with({ { 6, yes }, { 7, ArrayPointer() } }) },
-    };
-    EXPECT_TRUE(check(record(operation), request.values()).empty());
-    for (const Refused& call : refused) {
-        SCOPED_TRACE(fmt::format("{} with {}", call.argument, call.expected));
-        EXPECT_NE(refusalText(call.values), "");
-        const std::vector<Refusal> refusals = check(record(operation), call.values);
-        ASSERT_EQ(refusals.size(), 1U);
-        EXPECT_EQ(refusals[0].argument, call.argument);
-        EXPECT_NE(refusals[0].value, "");
-        EXPECT_THAT(refusals[0].expected, ::testing::HasSubstr(call.expected));
-    }
-    // Lists of so many paths take more memory than tests have.
-    EXPECT_TRUE(bounds::filesFit(bounds::batchFiles));
-    EXPECT_FALSE(bounds::filesFit(bounds::batchFiles + 1));
-}
 
 } // namespace miravex::test

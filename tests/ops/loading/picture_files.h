@@ -22,7 +22,6 @@ struct JpegOptions {
     unsigned restartInterval = 0;
     std::optional<int> orientation; ///< EXIF orientation, in a block of its own
     bool bigEndianExif = false;
-    std::string exifHead; ///< in the place of "II" or "MM"
     std::string comment; ///< an APP1 block that is not EXIF
     int quality = 90;
 };

@@ -299,16 +299,6 @@ TEST(FastNlMeansDenoisingMulti, ChecksWindowsAgainstTheFrames)
         expectRefused("FastNlMeansDenoisingMulti", multi(flat, 2, temporal, 10, patch, search));
 }
 
-TEST(FastNlMeansDenoisingMulti, RefusesFramesFarBeyondTheSequence)
-{
-    const ImagePointer sequence = sequenceOf(frames(5, CV_8U));
-    for (const int64_t frame : { INT64_MAX, INT64_MAX - 1, INT64_MIN }) {
-        const Outcome outcome = invoke("FastNlMeansDenoisingMulti", multi(sequence, frame, 5, 10, 3, 5));
-        EXPECT_EQ(outcome.status, StatusFunctionError) << frame;
-        EXPECT_EQ(outcome.openCvError, "") << frame << " was not refused before OpenCV";
-    }
-}
-
 TEST(FastNlMeansDenoisingMulti, RefusesOtherImages)
 {
     expectRefused("FastNlMeansDenoisingMulti", multi(sequenceOf(frames(3, CV_8UC(5))), 2, 3, 10, 3, 5));
