@@ -78,19 +78,20 @@ constexpr int64_t usefulKazeOctaves(int64_t octaves, int64_t layers, int64_t row
                                     int64_t highestClass)
 {
     const double side = static_cast<double>(std::min(rows, columns)) + 2;
-    int64_t useful = std::max<int64_t>(1, highestClass / layers + 1);
-    int64_t found = 1;
-    for (double reach = 6 * 1.6; reach < side; reach *= 2) ++found;
-    return std::min(octaves, std::max(useful, found));
+    int64_t useful = 1;
+    for (double reach = 6 * 1.6; reach < side; reach *= 2) ++useful;
+    return std::min(octaves, std::max(useful, highestClass / layers + 1));
 }
 
 /// Samples of the nonlinear scale space of KAZE, which keeps ten float pictures per level and never shrinks
 /// them: 8 GiB, just enough for 16 levels of 12 megapixels.
 inline constexpr int64_t scaleSpaceSamples = int64_t { 1 } << 31;
 
-constexpr bool scaleSpaceFits(int64_t rows, int64_t columns, int64_t usefulOctaves, int64_t layers)
+constexpr bool scaleSpaceFits(int64_t rows, int64_t columns, int64_t octaves, int64_t layers,
+                              int64_t highestClass)
 {
-    return product({ rows, columns, usefulOctaves, layers, 10 }) <= scaleSpaceSamples;
+    const int64_t useful = usefulKazeOctaves(octaves, layers, rows, columns, highestClass);
+    return product({ rows, columns, useful, layers, 10 }) <= scaleSpaceSamples;
 }
 
 /// ORB's factor from level to level as the float that OpenCV takes, but above 1, so that no division by zero

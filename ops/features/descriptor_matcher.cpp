@@ -60,9 +60,9 @@ Matches matchesWithin(cv::DescriptorMatcher& matcher, const cv::Mat& queries, co
     matcher.add(std::vector<cv::Mat> { trained });
     for (int first = 0; first < queries.rows; first += step) {
         const cv::Range some(first, std::min(queries.rows, first + step));
-        const cv::Mat mask = allowed.empty() ? cv::Mat() : allowed.rowRange(some);
-        matcher.radiusMatch(queries.rowRange(some), found, radius, { mask }, false);
-        for (auto& list : found) kept += countOf(list);
+        const std::vector<cv::Mat> mask { allowed.empty() ? allowed : allowed.rowRange(some) };
+        matcher.radiusMatch(queries.rowRange(some), found, radius, mask, false);
+        for (const auto& list : found) kept += countOf(list);
         // Only the comparison tells how many there are, so that this alone is told as OpenCV tells its
         // errors.
         if (!bounds::matchesFit(kept, 1))

@@ -37,8 +37,9 @@ constexpr Constraint cascadeConstraints[] = {
     { "target_size", "-1, or at least 1",
       [](const CallView& call) { return call.integer("target_size") != 0; } },
     { "scale_factor",
-      { "a factor with which all searched sizes together have at most {} samples, or {} times the picture's",
-        bounds::cascadeSamples, bounds::cascadeSamplesPerPixel },
+      { "a factor with which all searched sizes together have at most {} samples, or {} times the picture's "
+        "up to {}",
+        bounds::cascadeSamples, bounds::cascadeSamplesPerPixel, bounds::resultSamples },
       [](const CallView& call) {
           return bounds::searchFits(call.rows("image"), call.columns("image"), call.integer("target_size"),
                                     call.real("scale_factor"));
@@ -48,8 +49,10 @@ constexpr Text cascadeLimits[] = {
     pixelsLimit,
     "A target size of 0 is refused.",
     { "Scale factors are refused that are so near to 1 that all searched sizes together have more than {} "
-      "samples and more than {} times the picture's: below 1.008 for large pictures, less for small ones.",
-      bounds::cascadeSamples, bounds::cascadeSamplesPerPixel },
+      "samples and more than {} times the picture's: below 1.008 for large pictures, less for small ones. "
+      "More than {} "
+      "are never searched.",
+      bounds::cascadeSamples, bounds::cascadeSamplesPerPixel, bounds::resultSamples },
     "OpenCV does not check the indices inside a cascade file: load only files that you trust.",
     "Faces come in the order of their places, from the top of the picture down: OpenCV's own order depends "
     "on its threads.",

@@ -10,7 +10,7 @@ constexpr Argument circlesArguments[] = {
         .above(0)
         .byDefault("an eighth of the image's rows",
                    [](const CallView& call) { return static_cast<double>(call.rows("image")) / 8; }),
-    real("param1", "upper threshold of the edge detector").above(0).byDefault(100.0),
+    real("param1", "upper threshold of the edge detector").above(0).byDefault(300.0),
     real("param2", "votes that a centre needs").above(0).byDefault(30.0),
     integer("min_radius", "smallest radius").in("pixels").from(0).byDefault(0),
     integer("max_radius", "largest radius; 0 for that of the picture").in("pixels").from(0).byDefault(0),

@@ -30,16 +30,18 @@ HostErrorCode kaze(LibraryData data, KImage image, HostBoolean useMask, KImage m
     if (nOctaves < 1 || nOctaves > bounds::kazeOctaves) return StatusFunctionError;
     const int diffusivity = valueOf(diffusivities, diffusivityName, unknownName);
     if (diffusivity == unknownName) return StatusFunctionError;
+    if (!bounds::scaleSpaceFits(input.rows, input.columns, nOctaves, nOctaveLayers, 0))
+        return StatusFunctionError;
 
     if (!readInput(data, image, useMask, mask, mode, keypointRows, bounds::intOctave, input))
         return StatusFunctionError;
     int64_t highestClass = 0;
     for (const cv::KeyPoint& at : input.keypoints)
         highestClass = std::max<int64_t>(highestClass, at.class_id);
+    if (!bounds::scaleSpaceFits(input.rows, input.columns, nOctaves, nOctaveLayers, highestClass))
+        return StatusFunctionError;
     const int64_t octaves =
         bounds::usefulKazeOctaves(nOctaves, nOctaveLayers, input.rows, input.columns, highestClass);
-    if (!bounds::scaleSpaceFits(input.rows, input.columns, octaves, nOctaveLayers))
-        return StatusFunctionError;
     const auto detector = cv::KAZE::create(extended != 0, upright != 0, static_cast<float>(threshold),
                                            static_cast<int>(octaves), static_cast<int>(nOctaveLayers),
                                            compat::Option(diffusivity));

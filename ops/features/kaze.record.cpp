@@ -22,11 +22,8 @@ constexpr Constraint kazeConstraints[] = {
     { "n_octave_layers",
       { "few enough that rows x columns x octaves x layers x 10 is at most {}", bounds::scaleSpaceSamples },
       [](const CallView& call) {
-          const int64_t rows = call.rows("image"), columns = call.columns("image");
-          const int64_t layers = call.integer("n_octave_layers");
-          const int64_t octaves =
-              bounds::usefulKazeOctaves(call.integer("n_octaves"), layers, rows, columns, highest(call, 6));
-          return bounds::scaleSpaceFits(rows, columns, octaves, layers);
+          return bounds::scaleSpaceFits(call.rows("image"), call.columns("image"), call.integer("n_octaves"),
+                                        call.integer("n_octave_layers"), highest(call, 6));
       } },
     keypointsConstraint,
 };

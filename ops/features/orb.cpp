@@ -53,6 +53,10 @@ HostErrorCode orb(LibraryData data, KImage image, HostBoolean useMask, KImage ma
     if (!(scaleFactor > 1.0) || wtaK < 2 || wtaK > 4) return StatusFunctionError;
     const int score = valueOf(orbScores, scoreName, unknownName);
     if (score == unknownName) return StatusFunctionError;
+    // Of given keypoints only the tensor tells the levels; the first there always is.
+    const int64_t known = mode == KeypointMode::Compute ? 1 : nLevels;
+    if (!bounds::pyramidFits(input.rows, input.columns, scaleFactor, known, edgeThreshold))
+        return StatusFunctionError;
 
     if (!readInput(data, image, useMask, mask, mode, keypointRows, bounds::intOctave, input))
         return StatusFunctionError;

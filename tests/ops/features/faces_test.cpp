@@ -1,6 +1,9 @@
 #include "tests/ops/features/caffe_network.h"
 #include "tests/ops/features/rows.h"
 
+#include "host/services.h"
+#include "ops/features/operations.h"
+
 #include <opencv2/dnn.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/objdetect.hpp>
@@ -212,6 +215,8 @@ TEST(Hostile, CascadeScalesAreBounded)
 {
     const cv::Mat picture = portrait(true);
     SKIP_WITHOUT_FACES(picture);
+    succeed("FaceDetection",
+            searching(cv::Mat(1080, 1920, CV_8U, cv::Scalar(90)), { { "scale_factor", 1.01 } }));
     for (const double factor : { 1.00001, 1.0001, 1.001, 1.00000001, std::nextafter(1.0, 2.0) })
         EXPECT_REFUSED_IN_CHILD("FaceDetection", searching(picture, { { "scale_factor", factor } }));
     EXPECT_REFUSED_IN_CHILD("FaceDetection",
@@ -362,6 +367,46 @@ TEST_F(Candidates, NeedGoodArguments)
     expectSurvivesFaults("FaceDetectionDNN", good);
     expectSurvivesFaults("FaceDetectionDNN",
                          with("FaceDetectionDNN", good, "image", planarImageOf(noise(20, 30, CV_8UC3))));
+}
+
+TEST(FaceDetectionDNN, SaysWhatIsWrong) // to whoever looks on: the host sees the status alone
+{
+    const CaffeNetwork network({ { 0, 1, 1, 0.25F, 0.25F, 0.5F, 0.5F } });
+    struct Call {
+        ImagePointer image = imageOf(noise(40, 50, CV_8UC3));
+        double threshold = 0.5;
+        int64_t ratio = 1;
+    };
+    LibraryDataTable table = hostServices();
+    ImageServices images = *table.imageServices;
+    table.imageServices = &images;
+    const auto errorOf = [&](const Call& call) -> std::string {
+        try {
+            // The operation itself, without the export that would catch what it throws.
+            KTensor result = nullptr;
+            faceDetectionDnn(&table, call.image.get(), network.description().string().c_str(),
+                             network.weights().string().c_str(), call.threshold, 0, call.ratio, &result);
+            return "";
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+    };
+    // All went well until the host, which makes no tensors outside of a call, was asked for one.
+    EXPECT_EQ(errorOf({}), "KTensor_new is not created properly.");
+    EXPECT_EQ(errorOf({ sequenceOf({ noise(9, 9, CV_8UC3), noise(9, 9, CV_8UC3) }) }),
+              "Input image is expected to have 2 dimensions.");
+    for (const ImagePointer& thin : { imageOf(noise(1, 50, CV_8UC3)), imageOf(noise(50, 1, CV_8UC3)) })
+        EXPECT_EQ(errorOf({ thin }), "At least one dimension of the input image is equal or smaller than 1.");
+    for (const int64_t ratio : { 0, 5 })
+        EXPECT_EQ(errorOf({ .ratio = ratio }), "Input size Ratio cannot be < 1 or > 4.");
+    for (const double threshold : { 1.5, -0.1 })
+        EXPECT_EQ(errorOf({ .threshold = threshold }), "Confidence threshold cannot be  > 1 or < 0.");
+    // The picture before the network, the dimensions before the ratio, the ratio before the threshold.
+    EXPECT_EQ(errorOf({ imageOf(noise(1, 1, CV_8UC3)), 1.5, 0 }),
+              "At least one dimension of the input image is equal or smaller than 1.");
+    EXPECT_EQ(errorOf({ .threshold = 1.5, .ratio = 0 }), "Input size Ratio cannot be < 1 or > 4.");
+    images.imageGetByteData = [](KImage) -> uint8_t* { return nullptr; };
+    EXPECT_EQ(errorOf({}), "Image is not loaded properly.");
 }
 
 TEST(FaceDetectionDNN, MatchesOpenCvOnAPortrait)

@@ -127,17 +127,32 @@ TEST(Fast, MatchesOpenCvWithAndWithoutMask)
     }
 }
 
-TEST(Corners, ThresholdsBeyondBytesFindNothing) // no two bytes differ by more than 255
+TEST(Agast, ThresholdsBeyondBytesFindNothing) // no two bytes differ by more than 255
 {
-    for (const char* operation : { "Agast", "Fast" })
-        for (const int64_t threshold :
-             { int64_t { 256 }, int64_t { 1 } << 31, int64_t { 1 } << 40, INT64_MAX })
-            EXPECT_EQ(succeed(operation,
-                              arguments(operation,
-                                        { { "image", imageOf(scene(40, 40)) }, { "threshold", threshold } }))
-                          .tensor()
-                          .dimensions,
-                      (std::vector<int64_t> { 0, 7 }));
+    for (const int64_t threshold : { int64_t { 256 }, int64_t { 1 } << 31, int64_t { 1 } << 40, INT64_MAX })
+        EXPECT_EQ(
+            succeed("Agast",
+                    arguments("Agast", { { "image", imageOf(scene(40, 40)) }, { "threshold", threshold } }))
+                .tensor()
+                .dimensions,
+            (std::vector<int64_t> { 0, 7 }));
+}
+
+TEST(Fast, PassesTheLowBitsOfThresholdsOn) // of which OpenCV compares the lowest eight
+{
+    const cv::Mat picture = scene(90, 130);
+    for (const int64_t threshold : { int64_t { 256 }, int64_t { 276 }, int64_t { 1034 },
+                                     int64_t { INT32_MAX }, (int64_t { 1 } << 40) + 10, INT64_MAX - 230 }) {
+        std::vector<cv::KeyPoint> expected;
+        const auto low = static_cast<int>(static_cast<uint32_t>(threshold));
+        cv::FastFeatureDetector::create(low, true, cv::FastFeatureDetector::TYPE_9_16)
+            ->detect(picture, expected);
+        const Values values =
+            arguments("Fast", { { "image", imageOf(picture) }, { "threshold", threshold } });
+        EXPECT_TRUE(sameBits(matrixOf(succeed("Fast", values).tensor()), rowsOf(expected, picture.rows)))
+            << threshold;
+        EXPECT_EQ(expected.empty(), threshold == INT32_MAX) << threshold;
+    }
 }
 
 TEST(Akaze, MatchesOpenCv)
@@ -169,9 +184,9 @@ TEST(Akaze, MatchesOpenCv)
                          picture, {},
                          cv::AKAZE::create(cv::AKAZE::DESCRIPTOR_MLDB, 0, 3, 0.0005F, 2, 3, diffusivity));
     expectLikeOpenCv(
-        "Akaze", { { "descriptor_size", int64_t { 200 } }, { "descriptor_channels", int64_t { 2 } } },
+        "Akaze", { { "descriptor_size", int64_t { 200 } }, { "descriptor_channels", int64_t { 3 } } },
         picture, {},
-        cv::AKAZE::create(cv::AKAZE::DESCRIPTOR_MLDB, 200, 2, 0.001F, 4, 4, cv::KAZE::DIFF_PM_G2));
+        cv::AKAZE::create(cv::AKAZE::DESCRIPTOR_MLDB, 200, 3, 0.001F, 4, 4, cv::KAZE::DIFF_PM_G2));
     expectLikeOpenCv("Akaze", { { "n_octaves", INT64_MAX }, { "descriptor_size", int64_t { 486 } } }, picture,
                      {}, cv::AKAZE::create(cv::AKAZE::DESCRIPTOR_MLDB, 486, 3, 0.001F, 100, 4));
 }
@@ -233,6 +248,35 @@ TEST(Kaze, SkipsOnlyOctavesThatFindNothing)
                 << rows << " x " << columns << ", " << layers << " layers";
         }
     }
+}
+
+TEST(Kaze, DescribesAtEveryLevelThatItsClassNames)
+{
+    // Octaves beyond the second can't find anything in a picture this small, but OpenCV describes in them.
+    const cv::Mat picture = scene(30, 40);
+    for (const int level : { 0, 7, 11, 19 }) {
+        std::vector<cv::KeyPoint> given { cv::KeyPoint(20, 15, 6, 0, 1, 0, level) };
+        cv::Mat descriptors;
+        cv::KAZE::create(false, false, 0.001F, 5, 4, cv::KAZE::DIFF_PM_G2)
+            ->detectAndCompute(picture, cv::noArray(), given, descriptors, true);
+        const Values values = arguments(
+            "Kaze",
+            { { "image", imageOf(picture) },
+              { "mode", "compute" },
+              { "n_octaves", int64_t { 5 } },
+              { "keypoints", realRows({ 1, 7 }, { 20.5, 14.5, 6, 0, 1, 0, static_cast<double>(level) }) } });
+        EXPECT_TRUE(sameBits(matrixOf(succeed("Kaze", values).tensor()), doublesOf(descriptors))) << level;
+    }
+}
+
+TEST(Describers, TakeSizesBeyondTheDiagonal) // BRISK finds one of 72 on 48 x 48, whose diagonal is 68
+{
+    for (const char* operation : describers)
+        succeed(operation,
+                arguments(operation,
+                          { { "image", imageOf(scene(48, 48)) },
+                            { "mode", "compute" },
+                            { "keypoints", realRows({ 1, 7 }, { 24, 24, 72, 0, 1, 0, 1 }) } }));
 }
 
 TEST(Orb, MatchesOpenCv)
@@ -518,7 +562,7 @@ TEST(Keypoints, AreReadOnlyWhenTheyMakeSense)
                                                                                          { 2, 0 },
                                                                                          { 2, -3 },
                                                                                          { 2, 1e-60 },
-                                                                                         { 2, 157 },
+                                                                                         { 2, 313 },
                                                                                          { 5, -1 },
                                                                                          { 5, 3e9 },
                                                                                          { 6, 1e300 } })
@@ -538,6 +582,8 @@ TEST(Keypoints, AreReadOnlyWhenTheyMakeSense)
         expectRefused(operation, with(operation, good, "keypoints", makeRealTensor({ 1, 8 })));
         expectRefused(operation, with(operation, good, "keypoints", makeRealTensor({ 1, 1, 7 })));
     }
+    // Up to two diagonals: what detectors find on small pictures can be described.
+    for (const char* operation : describers) succeed(operation, computing(operation, 2, 312));
     // Fractions of octaves and classes are cut off toward zero.
     const auto described = [](std::size_t column, double value) {
         return matrixOf(succeed("Kaze", computing("Kaze", column, value)).tensor());
@@ -558,15 +604,35 @@ TEST(Keypoints, AreNotReadByOtherModes)
 
 // --- hostile values -------------------------------------------------------------------------------------
 
-TEST(Hostile, AkazeBitsOfOneChannelAreRefused)
+TEST(Hostile, AkazeBitsOfFewerThanThreeChannelsAreRefused)
 {
-    for (const int64_t size : { 1, 10, 100, 162 })
-        EXPECT_REFUSED_IN_CHILD("Akaze",
-                                arguments("Akaze",
-                                          { { "image", imageOf(scene(100, 120)) },
-                                            { "mode", "detectAndCompute" },
-                                            { "descriptor_size", size },
-                                            { "descriptor_channels", int64_t { 1 } } }));
+    for (const int64_t channels : { 1, 2 })
+        for (const int64_t size : { 1, 10, 100, 162 })
+            EXPECT_REFUSED_IN_CHILD("Akaze",
+                                    arguments("Akaze",
+                                              { { "image", imageOf(scene(100, 120)) },
+                                                { "mode", "detectAndCompute" },
+                                                { "descriptor_size", size },
+                                                { "descriptor_channels", channels } }));
+}
+
+TEST(Akaze, DetectsWhateverTheDescriptorWouldBe) // the detector does not look at it
+{
+    const auto found = [](int64_t size, int64_t channels) {
+        return arguments("Akaze",
+                         { { "image", imageOf(scene(100, 120)) },
+                           { "descriptor_size", size },
+                           { "descriptor_channels", channels } });
+    };
+    const cv::Mat expected = matrixOf(succeed("Akaze", found(0, 3)).tensor());
+    ASSERT_GT(expected.rows, 5);
+    for (const auto& [size, channels] :
+         { std::pair { 0, 1 }, { 0, 2 }, { 1, 1 }, { 162, 1 }, { 163, 2 }, { 324, 2 }, { 486, 3 } })
+        EXPECT_TRUE(sameBits(matrixOf(succeed("Akaze", found(size, channels)).tensor()), expected))
+            << size << " bits of " << channels << " channels";
+    // More bits than the channels have OpenCV refuses in every mode.
+    EXPECT_REFUSED_IN_CHILD("Akaze", found(163, 1));
+    EXPECT_REFUSED_IN_CHILD("Akaze", found(325, 2));
 }
 
 TEST(Hostile, AkazesWholeDescriptorsOfFewerThanThreeChannelsAreRefused)
@@ -605,9 +671,9 @@ TEST(Hostile, KeypointsThatCrashOpenCvAreRefused)
                             with("Akaze", computing("Akaze", 2, std::numeric_limits<double>::infinity()),
                                  "descriptor_type", "DESCRIPTOR_KAZE"));
     EXPECT_REFUSED_IN_CHILD("Akaze", computing("Akaze", 5, 31));
-    for (const char* operation : { "Akaze", "Kaze" }) {
-        EXPECT_REFUSED_IN_CHILD(operation, computing(operation, 6, 1e6));
-        EXPECT_REFUSED_IN_CHILD(operation, computing(operation, 6, -5));
+    for (const char* operation : { "Akaze", "Kaze" }) { // by OpenCV itself
+        expectRefused(operation, computing(operation, 6, 1e6));
+        expectRefused(operation, computing(operation, 6, -5));
     }
 }
 
@@ -645,7 +711,7 @@ TEST(Hostile, BriskTakesAnySizeOfPattern)
     for (const double scale : { 1e30, std::numeric_limits<double>::infinity() })
         EXPECT_ACCEPTED_IN_CHILD("Brisk", scaled(scale, "detectAndCompute"));
     for (const int64_t octaves : { int64_t { 20 }, int64_t { 1 } << 30, INT64_MAX })
-        EXPECT_REFUSED_IN_CHILD(
+        expectRefused( // by OpenCV itself
             "Brisk", arguments("Brisk", { { "image", imageOf(scene(100, 120)) }, { "octaves", octaves } }));
     for (const int64_t threshold : { int64_t { 256 }, INT64_MAX })
         EXPECT_EQ(

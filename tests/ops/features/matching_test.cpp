@@ -100,6 +100,47 @@ TEST(DescriptorMatcher, MatchesOpenCvOnManyDescriptors)
     EXPECT_EQ(matched(matching(tensorOf(queries), tensorOf(trained), { { "parameter", 3.0 } })), expected);
 }
 
+TEST(DescriptorMatcher, SearchesRadiiInBlocksWithTheSameResult)
+{
+    const cv::Mat queries = noise(2100, 2, CV_32F, 3);
+    const cv::Mat trained = noise(2200, 2, CV_32F, 4); // 4.6 million pairs: two blocks
+    cv::Mat allowed(2100, 2200, CV_8U);
+    cv::RNG(5).fill(allowed, cv::RNG::UNIFORM, 0, 2);
+    std::vector<int64_t> elements(allowed.begin<uchar>(), allowed.end<uchar>());
+    for (const bool masked : { false, true }) {
+        std::vector<std::vector<cv::DMatch>> found;
+        cv::DescriptorMatcher::create("BruteForce")
+            ->radiusMatch(queries, trained, found, 0.03F, masked ? allowed : cv::Mat());
+        std::vector<double> expected { 2100 };
+        for (const auto& list : found) expected.push_back(static_cast<double>(list.size()));
+        for (const auto& list : found)
+            for (const cv::DMatch& match : list) expected.push_back(match.trainIdx + 1);
+        ASSERT_GT(expected.size(), 5000U);
+        NamedValues given { { "mode", "Radius Match" }, { "parameter", 0.03 } };
+        if (masked) given["mask"] = integerRows({ 2100, 2200 }, elements);
+        EXPECT_EQ(matched(matching(tensorOf(queries), tensorOf(trained), given)), expected) << masked;
+    }
+}
+
+TEST(DescriptorMatcher, ComparesMorePairsThanItKeeps)
+{
+    const auto spread = [](int64_t count) {
+        TensorPointer rows = makeRealTensor({ count, 1 });
+        for (int64_t i = 0; i < count; ++i)
+            rows->reals()[static_cast<std::size_t>(i)] = static_cast<double>(10 * i);
+        return rows;
+    };
+    const Values values = matching(spread(9000), spread(9000), { { "mode", "Radius Match" } });
+    EXPECT_ACCEPTED_IN_CHILD("DescriptorMatcher", values);
+    // All within the radius are too many, which only the comparison tells.
+    const Outcome outcome = invoke(
+        "DescriptorMatcher",
+        matching(makeRealTensor({ 9000, 1 }), makeRealTensor({ 9000, 1 }), { { "mode", "Radius Match" } }));
+    EXPECT_EQ(outcome.status, StatusFunctionError);
+    EXPECT_NE(outcome.openCvError.find("too many descriptors lie within the radius"), std::string::npos)
+        << outcome.openCvError;
+}
+
 TEST(DescriptorMatcher, TakesEmptySets)
 {
     EXPECT_EQ(matched(matching(makeRealTensor({ 0, 1 }), train())), (std::vector<double> { 0 }));
@@ -134,8 +175,8 @@ TEST(Hostile, MatchesAreBounded)
 {
     const TensorPointer many = makeRealTensor({ 10000, 1 });
     EXPECT_REFUSED_IN_CHILD("DescriptorMatcher", matching(many, many, { { "parameter", 10000.0 } }));
-    EXPECT_REFUSED_IN_CHILD("DescriptorMatcher",
-                            matching(many, many, { { "mode", "Radius Match" }, { "parameter", 1e30 } }));
+    const TensorPointer wide = makeRealTensor({ 65536, 1025 }); // 2^42 elements to compare, and some
+    EXPECT_REFUSED_IN_CHILD("DescriptorMatcher", matching(wide, wide));
     // Without elements nothing is compared, and OpenCV makes no lists although there are queries.
     for (const char* mode : { "Best Match", "Radius Match" })
         EXPECT_REFUSED_IN_CHILD("DescriptorMatcher",

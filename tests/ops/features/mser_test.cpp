@@ -201,6 +201,15 @@ TEST(Hostile, MserColoursAreBounded)
     for (const int64_t side : { int64_t { 10001 }, int64_t { 1000001 }, int64_t { INT32_MAX }, INT64_MAX })
         EXPECT_REFUSED_IN_CHILD("MserDetect", regions(picture, { { "edge_blur_size", side } }));
     succeed("MserDetect", regions(colors(20, 24, 3), { { "edge_blur_size", int64_t { 9999 } } }));
+    // Grey pictures are neither merged nor blurred.
+    const cv::Mat expected = matrixOf(succeed("MserDetect", regions(scene(100, 120))).tensor());
+    ASSERT_GT(expected.rows, 0);
+    EXPECT_TRUE(sameBits(
+        matrixOf(succeed("MserDetect",
+                         regions(scene(100, 120),
+                                 { { "max_evolution", INT64_MAX }, { "edge_blur_size", INT64_MAX } }))
+                     .tensor()),
+        expected));
 }
 
 TEST(MserDetect, SurvivesFaults)
