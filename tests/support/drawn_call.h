@@ -48,8 +48,8 @@ TensorPointer plainTensor(const Argument& argument, std::vector<int64_t> dimensi
 /// operation takes over a few keys that stood for no name, and none else.
 const Operation& operationFor(uint32_t key);
 
-/// Makes the call and returns what broke a promise, in words, or nothing: whatever breaches() finds, and 0
-/// where the record foretells 6. Gives the outcome back through `outcome` when that is
+/// Makes the call and returns what broke a promise, in words, or nothing: whatever breaches() finds, 0 where
+/// the record foretells 6, and 6 where nobody says why. Gives the outcome back through `outcome` when that is
 /// not null.
 std::string brokenPromise(const Library& library, const Operation& operation,
                           const std::vector<Value>& values, Outcome* outcome = nullptr);
