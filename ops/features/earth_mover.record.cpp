@@ -51,6 +51,13 @@ constexpr Constraint distanceConstraints[] = {
     sizeConstraint,
     { "points1", signatureText, [](const CallView& call) { return signatureFits(call, "points1"); } },
     { "points2", signatureText, [](const CallView& call) { return signatureFits(call, "points2"); } },
+    { "cost", "n1 x n2 reals, or the empty list",
+      [](const CallView& call) {
+          return call.length("cost") == 0
+              || (call.dimension("cost", 0) == call.dimension("points1", 0)
+                  && call.dimension("cost", 1) == call.dimension("points2", 0)
+                  && call.tensor("cost")->dimensions.size() == 2);
+      } },
     { "cost", "a cost for the distance \"Custom\"",
       [](const CallView& call) { return call.text("distance") != "Custom" || call.length("cost") > 0; } },
 };

@@ -9,7 +9,7 @@ constexpr Argument networkArguments[] = {
         .sides(bounds::faceSide, bounds::faceSide),
     text("description", "Caffe's text file of the network").path(),
     text("weights", "Caffe's binary file of its weights").path(),
-    real("threshold", "confidence that a face exceeds").from(0).to(1).byDefault(0.5),
+    real("threshold", "confidence that a face exceeds").from(0).to(1).orNan().byDefault(0.5),
     integer("alternative_mean", "not 0 to subtract 152.5 from every colour").byDefault(0),
     integer("size_ratio", "side of the network's input, in units of 300 pixels")
         .from(1)

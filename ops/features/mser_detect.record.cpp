@@ -12,11 +12,11 @@ constexpr Argument mserArguments[] = {
     integer("delta", "gray levels over which a region must stay stable").in("gray levels").byDefault(5),
     integer("min_area", "smallest region").in("pixels").from(0).byDefault(60),
     integer("max_area", "largest region").in("pixels").from(0).byDefault(14400),
-    real("max_variation", "how much the area of a stable region may change").from(0).byDefault(0.25),
+    real("max_variation", "how much the area of a stable region may change").from(0).orNan().byDefault(0.25),
     real("min_diversity", "how much nested regions must differ").above(0).byDefault(0.2),
     integer("max_evolution", "steps of the merging of colours").from(1).byDefault(200),
     real("area_threshold", "growth of the area that starts a colour region anew").above(1).byDefault(1.01),
-    real("min_margin", "least contrast of a colour region").from(0).byDefault(0.003),
+    real("min_margin", "least contrast of a colour region").from(0).orNan().byDefault(0.003),
     integer("edge_blur_size", "side of the blur of colour edges").in("pixels").from(1).odd().byDefault(5),
     text("form", "bounding rectangles, or a table with the number of the region at each pixel")
         .oneOf(mserFormNames)

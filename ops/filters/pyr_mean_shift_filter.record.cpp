@@ -14,9 +14,11 @@ constexpr Argument meanShiftArguments[] = {
     real("spatial_radius", "how far apart two pixels of one cluster may lie")
         .in("pixels")
         .from(0)
+        .orNan()
         .byDefault(10.0),
     real("color_radius", "how far apart their colours may lie, as a fraction of the largest colour distance")
         .from(0)
+        .orNan()
         .byDefault(0.1),
     integer("max_level", "pyramid levels above the picture itself; OpenCV takes up to 8")
         .from(0)

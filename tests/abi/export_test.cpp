@@ -23,19 +23,19 @@ struct Seen {
     KImage image = nullptr;
 } seen;
 
-enum class Ending { Success, Status1, Status3, Status6, RuntimeError, OpenCv, Integer };
-Ending ending = Ending::Success;
+enum class Manner { Success, Status1, Status3, Status6, RuntimeError, OpenCv, Integer };
+Manner ending = Manner::Success;
 
 HostErrorCode finish()
 {
     switch (ending) {
-    case Ending::Success: return StatusOk;
-    case Ending::Status1: return 1;
-    case Ending::Status3: return 3;
-    case Ending::Status6: return 6;
-    case Ending::RuntimeError: throw std::runtime_error("");
-    case Ending::OpenCv: CV_Error(cv::Error::StsBadArg, "on purpose");
-    case Ending::Integer: throw 42;
+    case Manner::Success: return StatusOk;
+    case Manner::Status1: return 1;
+    case Manner::Status3: return 3;
+    case Manner::Status6: return 6;
+    case Manner::RuntimeError: throw std::runtime_error("");
+    case Manner::OpenCv: CV_Error(cv::Error::StsBadArg, "on purpose");
+    case Manner::Integer: throw 42;
     }
     return StatusOk;
 }
@@ -81,7 +81,7 @@ protected:
     void SetUp() override
     {
         seen = {};
-        ending = Ending::Success;
+        ending = Manner::Success;
         givenBack.clear();
         result.integer = 77;
         cells[3].string = "word";
@@ -93,8 +93,8 @@ protected:
     ValueCell result {};
 };
 
-constexpr Ending failures[] = { Ending::Status1,      Ending::Status3, Ending::Status6,
-                                Ending::RuntimeError, Ending::OpenCv,  Ending::Integer };
+constexpr Manner failures[] = { Manner::Status1,      Manner::Status3, Manner::Status6,
+                                Manner::RuntimeError, Manner::OpenCv,  Manner::Integer };
 
 } // namespace
 
@@ -131,7 +131,7 @@ TEST_F(ExportFrame, StoresTheKindOfResultThatTheImplementationHas)
 TEST_F(ExportFrame, TurnsEveryFailureInto6)
 {
     const OpenCvErrors quiet;
-    for (const Ending failure : failures) {
+    for (const Manner failure : failures) {
         ending = failure;
         EXPECT_EQ(runOperation<&everyKind>(&table, 6, slots, &result), StatusFunctionError);
         EXPECT_EQ(result.integer, 77) << static_cast<int>(failure);
@@ -148,7 +148,7 @@ TEST_F(ExportFrame, GivesEachStringBackOnceAfterSuccessAndFailure)
     EXPECT_EQ(runOperation<&twoStrings>(&table, 2, slots, &result), StatusOk);
     EXPECT_EQ(givenBack, both);
     EXPECT_EQ(seen.text, "onetwo");
-    for (const Ending failure : failures) {
+    for (const Manner failure : failures) {
         givenBack.clear();
         ending = failure;
         EXPECT_EQ(runOperation<&twoStrings>(&table, 2, slots, &result), StatusFunctionError);
