@@ -51,8 +51,8 @@ TEST_F(CommandLine, NamesTheArgumentItsValueAndWhatIsAccepted)
                   { "radius", "0", "at least 1" });
     expectFailure(2, { "median-filter", file, "--radius", "-7", "-o", "out.png" },
                   { "radius is -7", "at least 1" });
-    expectFailure(2, { "median-filter", file, "--radius", "128", "-o", "out.png" },
-                  { "radius is 128", "at most 127", "try 127" });
+    expectFailure(2, { "fast-nl-means-denoising", file, "--search-window", "2903", "-o", "out.png" },
+                  { "search_window is 2903", "at most 2901", "try 2901" });
     expectFailure(2, { "median-filter", file, "--radius", "3.5", "-o", "out.png" },
                   { "radius is \"3.5\"", "an integer", "at least 1" });
     expectFailure(2, { "median-filter", file, "--radius", "99999999999999999999", "-o", "out.png" },
@@ -193,8 +193,8 @@ TEST_F(CommandLine, HelpsWithEveryOperation)
         EXPECT_EQ(succeed({ kebabCase(operation->name), "--help" }).out, help.out);
         EXPECT_EQ(succeed({ "batch", kebabCase(operation->name), "-h" }).out, help.out);
     }
-    const ToolRun help = succeed({ "help", "median-filter" });
-    for (const char* text : { "--radius N", "at least 1 and at most 127", "default: 2", "1979" })
+    const ToolRun help = succeed({ "help", "fast-nl-means-denoising" });
+    for (const char* text : { "--search-window N", "at least 1 and at most 2901, odd", "default: 21", "2005" })
         EXPECT_THAT(help.out, HasSubstr(text));
 }
 

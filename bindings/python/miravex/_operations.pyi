@@ -426,7 +426,7 @@ def hough_circles(
     image: Image,
     dp: float = 1.0,
     min_dist: float | None = None,
-    param1: float = 100.0,
+    param1: float = 300.0,
     param2: float = 30.0,
     min_radius: int = 0,
     max_radius: int = 0,

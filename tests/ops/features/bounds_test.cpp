@@ -166,7 +166,7 @@ TEST(FeatureBounds, OfHoughTransforms)
     expectForetold("HoughLines", scaled({ { "theta", 6.3 } }), "theta");
     for (const double divisor : { -1.0, nan, 1e9 }) {
         expectForetold("HoughLines", scaled({ { "srn", divisor } }), "srn");
-        expectForetold("HoughLines", { { "srn", 0.0 }, { "stn", divisor } }, divisor < 0 ? "stn" : "srn");
+        expectForetold("HoughLines", { { "srn", 0.0 }, { "stn", divisor } }, divisor > 0 ? "srn" : "stn");
     }
     expectForetold("HoughLines", scaled({ { "srn", 1e5 }, { "stn", 1e5 } }), "srn");
     expectForetold("HoughLines", { { "srn", 2.0 } }, "stn");

@@ -104,15 +104,16 @@ TEST(SuperResolution, KnowsItsFlows)
 
 TEST(SuperResolution, RefusesFilmsThatAreTooShort)
 {
+    // Our own refusals of films speak as OpenCV's errors; the next test reads them.
     const TemporaryFolder folder;
     for (const int frames : { 1, 4, 5 }) {
         const std::string film = folder.file("film" + std::to_string(frames) + ".avi");
         WRITE_FILM_OR_SKIP(film, frames);
-        EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge(film, "Farneback", 2));
+        EXPECT_REFUSED_BY_OPENCV_IN_CHILD("SuperResolution", enlarge(film, "Farneback", 2));
     }
     const std::string picture = folder.file("picture.png");
     cv::imwrite(picture, noise(30, 30, CV_8UC3));
-    EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge(picture, "Farneback", 2));
+    EXPECT_REFUSED_BY_OPENCV_IN_CHILD("SuperResolution", enlarge(picture, "Farneback", 2));
 }
 
 TEST(SuperResolution, SaysWhatIsWrongWithAFilm)
@@ -134,11 +135,11 @@ TEST(SuperResolution, RefusesFilesThatAreNoFilms)
 {
     // In processes of their own: OpenCV tries its camera backends on what is no film, and those leak.
     const TemporaryFolder folder;
-    EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge(folder.file("missing.avi"), "Farneback", 2));
-    EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge("", "Farneback", 2));
+    EXPECT_REFUSED_BY_OPENCV_IN_CHILD("SuperResolution", enlarge(folder.file("missing.avi"), "Farneback", 2));
+    EXPECT_REFUSED_BY_OPENCV_IN_CHILD("SuperResolution", enlarge("", "Farneback", 2));
     const std::string text = folder.file("text.avi");
     std::ofstream(text) << "not a film";
-    EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge(text, "Farneback", 2));
+    EXPECT_REFUSED_BY_OPENCV_IN_CHILD("SuperResolution", enlarge(text, "Farneback", 2));
 }
 
 TEST(SuperResolution, RefusesFramesSmallerThanTheirBorder)
@@ -146,7 +147,7 @@ TEST(SuperResolution, RefusesFramesSmallerThanTheirBorder)
     const TemporaryFolder folder;
     const std::string film = folder.file("small.avi");
     WRITE_FILM_OR_SKIP(film, 6, { 8, 6 });
-    EXPECT_REFUSED_IN_CHILD("SuperResolution", enlarge(film, "Farneback", 2)); // 12 rows less 14
+    EXPECT_REFUSED_BY_OPENCV_IN_CHILD("SuperResolution", enlarge(film, "Farneback", 2)); // 12 rows less 14
     succeed("SuperResolution", enlarge(film, "Farneback", 3));
 }
 
