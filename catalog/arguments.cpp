@@ -88,6 +88,13 @@ std::vector<std::string> words(uint32_t mask, std::string (*name)(int))
     return names;
 }
 
+/// "1", "1 or 3", "1, 3 or 4".
+std::string listed(const std::vector<std::string>& words)
+{
+    if (words.size() < 2) return words.empty() ? "" : words.front();
+    return fmt::format("{} or {}", fmt::join(words.begin(), words.end() - 1, ", "), words.back());
+}
+
 std::string imageText(const Argument& argument)
 {
     const ImageRule& rule = argument.image;
@@ -96,14 +103,14 @@ std::string imageText(const Argument& argument)
                                       : "an image or a sequence";
     if (rule.channels)
         text += fmt::format(" of {} channel{}",
-                            fmt::join(words(rule.channels, [](int i) { return std::to_string(i); }), ", "),
+                            listed(words(rule.channels, [](int i) { return std::to_string(i); })),
                             rule.channels == 1U << 1U ? "" : "s");
     if (rule.pixelTypes)
-        text += fmt::format(
-            ", pixel type {}",
-            fmt::join(words(rule.pixelTypes, [](int i) { return std::string(pixelTypeName(i)); }), " or "));
+        text +=
+            fmt::format(", pixel type {}",
+                        listed(words(rule.pixelTypes, [](int i) { return std::string(pixelTypeName(i)); })));
     if (rule.colorSpaces)
-        text += fmt::format(", colour space {}", fmt::join(words(rule.colorSpaces, colorSpaceName), " or "));
+        text += fmt::format(", colour space {}", listed(words(rule.colorSpaces, colorSpaceName)));
     if (rule.minimumRows > 1 || rule.minimumColumns > 1)
         text += fmt::format(", at least {} rows and {} columns", rule.minimumRows, rule.minimumColumns);
     if (rule.minimumSlices > 1) text += fmt::format(", at least {} frames", rule.minimumSlices);

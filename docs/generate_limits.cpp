@@ -16,7 +16,7 @@ What operations refuse or treat in a way of their own, beside the bounds of thei
 OPERATION` tells those). Refused are calls that can't succeed, or that would crash OpenCV, keep it busy without
 end or exhaust the memory of the host; every refusal is status 6 and leaves the result slot alone.
 
-This page is generated from the catalogue by `scripts/generate-limits`; a test compares them.
+This page is generated from the catalogue by `scripts/generate`; a test compares them.
 )";
 
 std::string page()
@@ -51,6 +51,6 @@ int main(int argc, char** argv)
     std::ifstream file(argv[1]);
     const std::string found(std::istreambuf_iterator<char>(file), {});
     if (found == wanted) return 0;
-    fmt::print(stderr, "{} is not what the catalogue says; run scripts/generate-limits\n", argv[1]);
+    fmt::print(stderr, "{} is not what the catalogue says; run scripts/generate\n", argv[1]);
     return 1;
 }

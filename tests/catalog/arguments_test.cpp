@@ -161,7 +161,7 @@ TEST(Check, NamesArgumentValueAndWhatIsAccepted)
 TEST(Check, LooksAtImages)
 {
     const std::string accepted =
-        "expected a 2D image of 1, 3 channels, pixel type byte, colour space gray or RGB, "
+        "expected a 2D image of 1 or 3 channels, pixel type byte, colour space gray or RGB, "
         "at least 2 rows and 3 columns";
     EXPECT_THAT(complaints("image", picture(4, 5, CV_8UC4)),
                 ElementsAre("image is 5 x 4 byte image with 4 channels (unspecified), " + accepted));

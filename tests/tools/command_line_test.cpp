@@ -194,7 +194,7 @@ TEST_F(CommandLine, HelpsWithEveryOperation)
         EXPECT_EQ(succeed({ "batch", kebabCase(operation->name), "-h" }).out, help.out);
     }
     const ToolRun help = succeed({ "help", "fast-nl-means-denoising" });
-    for (const char* text : { "--search-window N", "at least 1 and at most 2901, odd", "default: 21", "2005" })
+    for (const char* text : { "--template-window N", "181, odd", "default: 7", "2005" })
         EXPECT_THAT(help.out, HasSubstr(text));
 }
 

@@ -78,7 +78,7 @@ def test_docstring_is_complete(record) -> None:
 
 def test_stubs_are_up_to_date() -> None:
     kept = ROOT / "bindings/python/miravex/_operations.pyi"
-    assert kept.read_text() == _stubs.stubs(), "run scripts/stubs to write the stubs again"
+    assert kept.read_text() == _stubs.stubs(), "run scripts/generate to write the stubs again"
 
 
 USER = '''
