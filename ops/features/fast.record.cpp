@@ -5,6 +5,10 @@ namespace miravex {
 constexpr Argument fastArguments[] = { pictureArgument.sides(bounds::fastSide, bounds::fastSide),
                                        useMaskArgument, maskArgument, thresholdArgument.low32Bits(),
                                        suppressionArgument };
+constexpr Constraint fastConstraints[] = {
+    { "mask", "an image, also where it is not used",
+      [](const CallView& call) { return call.image("mask").has_value(); } },
+};
 constexpr Text fastLimits[] = {
     "Thresholds above 255 wrap: OpenCV compares their lowest eight bits.",
 };
@@ -17,6 +21,7 @@ MIRAVEX_RECORD(fast) {
     .arguments = fastArguments,
     .results = cornerResults,
     .source = "E. Rosten, T. Drummond, \"Machine learning for high-speed corner detection\", 2006",
+    .constraints = fastConstraints,
     .limits = fastLimits,
     .examples = fastExamples
 };

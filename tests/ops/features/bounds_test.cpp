@@ -172,6 +172,11 @@ TEST(FeatureBounds, OfHoughTransforms)
     expectForetold("HoughLines", { { "srn", 2.0 } }, "stn");
 }
 
+TEST(FeatureBounds, OfAMaskThatFastAlwaysTakes)
+{
+    expectForetold("Fast", { { "mask", ImagePointer() } }, "mask");
+}
+
 TEST(FeatureBounds, OfPixelsThatOpenCvIndexes)
 {
     const ImagePointer tooLarge = vast(46341, 46341); // 2^31 and a few
