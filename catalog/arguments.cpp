@@ -192,9 +192,12 @@ bool shapeFits(const Argument& argument, const CallView& call)
 
 void checkNumber(const Argument& argument, double value, std::vector<Refusal>& refusals)
 {
-    const bool bounded = argument.minimum.present || argument.maximum.present;
-    if (std::isnan(value) && bounded && !argument.acceptsNan)
-        refusals.push_back({ std::string(argument.name), "no number", accepted(argument), "" });
+    if (std::isnan(value)) {
+        const bool bounded = argument.minimum.present || argument.maximum.present;
+        if (bounded && !argument.acceptsNan)
+            refusals.push_back({ std::string(argument.name), "no number", accepted(argument), "" });
+        return;
+    }
     // Of an integer that is cut to 32 bits the library looks at all bits for what is too small alone.
     const double seen = argument.low32 ? lowInt32(static_cast<int64_t>(value)) : value;
     if (tooSmall(value, argument.minimum) || tooLarge(seen, argument.maximum))
