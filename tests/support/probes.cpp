@@ -194,7 +194,9 @@ private:
             more.push_back(2); // not 1: some lists are read by their length alone
             tensor(argument, "a dimension more", more);
             if (rule.rank > 1 && given->length() > 0) tensor(argument, "a flat list", { given->length() });
-            for (std::size_t i = 0; i < rule.rank; ++i) {
+            // An empty list that stands for none has other dimensions than the rule's.
+            const std::size_t ruled = given->dimensions.size() == rule.rank ? rule.rank : 0;
+            for (std::size_t i = 0; i < ruled; ++i) {
                 std::vector<int64_t> changed = given->dimensions;
                 const bool open = rule.shape[i].of == Extent::Of::AtLeast;
                 changed[i] = open ? rule.shape[i].count - 1 : changed[i] + 1;
