@@ -247,7 +247,8 @@ inline constexpr int64_t keepSize = -1;
 constexpr double shrinkFactor(int64_t rows, int64_t columns, int64_t targetSize)
 {
     const int64_t smaller = std::min(rows, columns);
-    return targetSize > 0 && smaller > targetSize ? static_cast<double>(smaller / targetSize) : 1.0;
+    const int64_t quotient = targetSize > 0 ? smaller / targetSize : 1;
+    return static_cast<double>(std::max<int64_t>(quotient, 1));
 }
 
 /// Looking at a picture at every size that the factor steps through, whatever the file: a cascade's window

@@ -46,7 +46,10 @@ cv::Mat scaledMeans(const Curve& sums, const Curve& counts)
 {
     cv::Mat means(bounds::responseLevels, 1, CV_32FC3);
     for (int c = 0; c < channels; ++c) {
-        const auto mean = [&](int v) { return counts[v][c] == 0 ? 0 : sums[v][c] * (1 / counts[v][c]); };
+        const auto mean = [&](int value) {
+            const auto v = static_cast<std::size_t>(value);
+            return counts[v][c] == 0 ? 0 : sums[v][c] * (1 / counts[v][c]);
+        };
         for (int v = 0; v < means.rows; ++v) means.at<cv::Vec3f>(v)[c] = mean(v) / mean(middleIntensity);
     }
     return means;
