@@ -258,17 +258,8 @@ void binarization(const Size& size)
         const LocalWindow window { radius, cv::BORDER_REFLECT_101, 0 };
         ratio(
             fmt::format("local statistics, radius {}, {} against blurs", radius, size.name),
-            [reals, window] {
-                cv::Mat picture = reals.clone();
-                subtractByRunningSums(picture, window, 0.9, 0.2);
-                keep(picture.data);
-            },
-            [reals, window] {
-                cv::Mat picture = reals;
-                subtractByBlurs(picture, window, 0.9, 0.2);
-                keep(picture.data);
-            },
-            { .most = 1 / 1.8 });
+            [reals, window] { keep(differencesByRunningSums(reals, window, 0.9, 0.2).data); },
+            [reals, window] { keep(differencesByBlurs(reals, window, 0.9, 0.2).data); }, { .most = 1 / 1.8 });
 
         const ImagePointer image = imageOfMatrix(gray);
         ratio(fmt::format("local-adaptive-binarize, radius {}, {} against plain calls", radius, size.name),

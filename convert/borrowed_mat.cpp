@@ -6,8 +6,11 @@ namespace miravex {
 
 namespace {
 
-/// OpenCV has no header over memory that it may only read.
-void* readOnly(const std::uint8_t* samples) { return const_cast<std::uint8_t*>(samples); }
+/// OpenCV has no header over memory that it may only read. One over nothing would lose its sizes.
+cv::Mat headerOver(const std::vector<int>& sizes, int type, const std::uint8_t* samples)
+{
+    return samples ? cv::Mat(sizes, type, const_cast<std::uint8_t*>(samples)) : cv::Mat(sizes, type);
+}
 
 } // namespace
 
@@ -23,15 +26,10 @@ BorrowedMat::BorrowedMat(const ImageServices& images, KImage image, int requeste
     else
         return;
 
-    const auto empty = [](int size) { return size == 0; };
-    const bool hasSamples = std::none_of(sizes.begin(), sizes.end(), empty);
+    const bool hasSamples = std::ranges::find(sizes, 0) == sizes.end();
     const std::uint8_t* samples = hasSamples ? working_.samples() : nullptr;
     if (hasSamples && !samples) return;
-    // A header over nothing has no sizes; a matrix without samples keeps them.
-    if (hasSamples)
-        matrix_ = cv::Mat(sizes, working_.matrixType(), readOnly(samples));
-    else
-        matrix_.create(sizes, working_.matrixType());
+    matrix_ = headerOver(sizes, working_.matrixType(), samples);
     lent_ = true;
 }
 
@@ -42,24 +40,19 @@ BorrowedSlices::BorrowedSlices(const ImageServices& images, KImage image, int re
     // Asked with a null handle on purpose: a host whose answer is 2 can't tell its images apart.
     const bool tellsImagesApart = images.imageGetRank(nullptr) != 2;
 
-    int64_t first = 0;
-    int64_t last = std::max<int64_t>(working_.slices(), 0) - 1;
+    int64_t first = 0, end = std::max<int64_t>(working_.slices(), 0);
     if (sliceIndex != everySlice) {
         if (sliceIndex < 1 || sliceIndex > working_.slices()) return;
-        first = last = sliceIndex - 1;
+        first = sliceIndex - 1, end = sliceIndex;
     }
-    if (first <= last && !working_.fitsAllSlices()) return;
-    const bool hasSamples = working_.rows() > 0 && working_.columns() > 0;
-    const std::uint8_t* samples = hasSamples && first <= last ? working_.samples() : nullptr;
-    if (hasSamples && first <= last && !samples) return;
-    for (int64_t slice = first; slice <= last; ++slice) {
-        if (samples)
-            matrices_.emplace_back(
-                working_.rows(), working_.columns(), working_.matrixType(),
-                readOnly(samples + static_cast<std::size_t>(slice) * working_.sliceBytes()));
-        else
-            matrices_.emplace_back(working_.rows(), working_.columns(), working_.matrixType());
-    }
+    if (first < end && !working_.fitsAllSlices()) return;
+    const bool hasSamples = first < end && working_.sliceBytes() > 0;
+    const std::uint8_t* samples = hasSamples ? working_.samples() : nullptr;
+    if (hasSamples && !samples) return;
+    const auto bytes = static_cast<std::int64_t>(working_.sliceBytes());
+    for (int64_t slice = first; slice < end; ++slice)
+        matrices_.push_back(headerOver({ working_.rows(), working_.columns() }, working_.matrixType(),
+                                       samples ? samples + slice * bytes : nullptr));
     lent_ = tellsImagesApart;
 }
 

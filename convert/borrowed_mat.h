@@ -24,14 +24,12 @@ public:
     /// True when there is a matrix; it may have no pixels.
     explicit operator bool() const noexcept { return lent_; }
 
-    /// False for a pixel type or depth that no matrix holds.
-    [[nodiscard]] bool suitable() const noexcept { return working_.suitable(); }
-
     /// True when there is a matrix of 2 dimensions with pixels: what most operations ask for, since some of
-    /// OpenCV's functions read beyond a picture without any.
+    /// OpenCV's functions read beyond an image without any.
     [[nodiscard]] bool isPlane() const noexcept { return lent_ && matrix_.dims == 2 && !matrix_.empty(); }
 
-    [[nodiscard]] const cv::Mat& matrix() const noexcept { return matrix_; }
+    const cv::Mat& operator*() const noexcept { return matrix_; }
+    const cv::Mat* operator->() const noexcept { return &matrix_; }
 
 private:
     WorkingImage working_;
@@ -46,14 +44,17 @@ inline constexpr int everySlice = -1;
 /// `sliceIndex`, counted from 1.
 ///
 /// Nothing is lent for an unsuitable type or depth, an index outside the slices, missing samples, or a host
-/// that claims rank 2 for a null image, which can't tell its images apart.
+/// that claims rank 2 for a null image, which can't tell its images apart. An image without slices lends an
+/// empty list.
 class BorrowedSlices {
 public:
     BorrowedSlices(const ImageServices& images, KImage image, int requestedDepth,
                    int sliceIndex = everySlice);
 
     explicit operator bool() const noexcept { return lent_; }
-    [[nodiscard]] const std::vector<cv::Mat>& matrices() const noexcept { return matrices_; }
+
+    const std::vector<cv::Mat>& operator*() const noexcept { return matrices_; }
+    const std::vector<cv::Mat>* operator->() const noexcept { return &matrices_; }
 
 private:
     WorkingImage working_;

@@ -1,18 +1,10 @@
 #pragma once
 
-#include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
 /// The differences between OpenCV 3.4 and 4.x that the whole library meets, and the defects of either that it
 /// works around with the same result; elsewhere the code reads the same for both.
 namespace miravex::compat {
-
-/// How OpenCV's allocators are told what memory is for: a plain int in 3.4.
-#if CV_VERSION_MAJOR < 4
-using AccessFlags = int;
-#else
-using AccessFlags = cv::AccessFlag;
-#endif
 
 /// Exchanges the first and third channels of a picture. Of one channel OpenCV 3.4 refuses it; 4.x would widen
 /// gray to colour instead, so the refusal is ours.

@@ -1,6 +1,6 @@
 #include "host/objects.h"
 
-#include "convert/large_pages.h"
+#include "host/large_pages.h"
 
 #include <algorithm>
 #include <cmath>

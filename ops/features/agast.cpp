@@ -25,7 +25,7 @@ HostErrorCode agast(LibraryData data, KImage image, HostBoolean useMask, KImage 
         return StatusFunctionError;
     // No two bytes differ by more than 255: larger thresholds find nothing either, and sums with them could
     // overflow. Type 3 is OAST_9_16.
-    cv::AGAST(input.picture, input.keypoints, static_cast<int>(std::min<int64_t>(threshold, 255)),
+    cv::AGAST(**input.picture, input.keypoints, static_cast<int>(std::min<int64_t>(threshold, 255)),
               nonmaxSuppression != 0, compat::Option(3));
     cv::KeyPointsFilter::runByPixelsMask(input.keypoints, input.allowed);
     return writeKeypoints(data, KeypointMode::Detect, input, cv::Mat(), result);

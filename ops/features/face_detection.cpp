@@ -1,6 +1,6 @@
 #include "ops/features/operations.h"
 
-#include "convert/image_to_mat.h"
+#include "convert/borrowed_mat.h"
 #include "convert/integers.h"
 #include "ops/features/bounds.h"
 #include "ops/features/face_boxes.h"
@@ -61,12 +61,20 @@ HostErrorCode faceDetection(LibraryData data, KImage image, int64_t minWidth, in
     if (!bounds::isIndexable(rows, columns) || !bounds::searchFits(rows, columns, targetSize, scaleFactor))
         return StatusFunctionError;
 
-    cv::Mat picture;
-    if (!imageToMat(images, image, picture, anyType)) return StatusFunctionError;
-    if (equalize == 1) cv::equalizeHist(picture, picture);
+    const BorrowedMat source(images, image, anyType);
+    if (!source) return StatusFunctionError;
+    cv::Mat picture = *source; // the host's own: each step makes a matrix of its own
+    if (equalize == 1) {
+        cv::Mat equalized;
+        cv::equalizeHist(picture, equalized);
+        picture = equalized;
+    }
     const double scale = bounds::shrinkFactor(rows, columns, targetSize);
-    if (targetSize != bounds::keepSize)
-        cv::resize(picture, picture, cv::Size(), 1 / scale, 1 / scale, cv::INTER_LINEAR);
+    if (targetSize != bounds::keepSize) {
+        cv::Mat smaller;
+        cv::resize(picture, smaller, cv::Size(), 1 / scale, 1 / scale, cv::INTER_LINEAR);
+        picture = smaller;
+    }
     cv::CascadeClassifier cascade;
     if (!cascade.load(cascadePath) || cascade.empty()) return StatusFunctionError;
 

@@ -1,6 +1,6 @@
 #include "ops/features/operations.h"
 
-#include "convert/image_to_mat.h"
+#include "convert/borrowed_mat.h"
 #include "convert/opencv_compat.h"
 #include "ops/features/bounds.h"
 #include "ops/features/face_boxes.h"
@@ -100,9 +100,10 @@ HostErrorCode faceDetectionDnn(LibraryData data, KImage image, const char* descr
     const float threshold = static_cast<float>(confidenceThreshold);
     require(!(threshold > 1 || threshold < 0), "Confidence threshold cannot be  > 1 or < 0.");
 
+    const BorrowedMat source(images, image, anyType);
+    require(static_cast<bool>(source), "Image is not loaded properly.");
     cv::Mat picture;
-    require(imageToMat(images, image, picture, anyType), "Image is not loaded properly.");
-    compat::swapRedAndBlue(picture, picture);
+    compat::swapRedAndBlue(*source, picture);
     require(!picture.empty(), "The problem with changing image color space.");
     cv::dnn::Net network = readNetwork(descriptionPath, weightsPath);
     const cv::Mat found = candidates(network, picture, useAlternativeMean != 0 ? alternativeMean : usualMean,

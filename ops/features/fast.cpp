@@ -26,7 +26,7 @@ HostErrorCode fast(LibraryData data, KImage image, HostBoolean useMask, KImage m
     // Type 2 is TYPE_9_16.
     const auto detector =
         cv::FastFeatureDetector::create(lowInt32(threshold), nonmaxSuppression != 0, compat::Option(2));
-    detector->detect(input.picture, input.keypoints, input.allowed);
+    detector->detect(**input.picture, input.keypoints, input.allowed);
     return writeKeypoints(data, KeypointMode::Detect, input, cv::Mat(), result);
 }
 

@@ -1,7 +1,7 @@
 #include "ops/features/operations.h"
 
+#include "convert/borrowed_mat.h"
 #include "convert/flat_result.h"
-#include "convert/image_to_mat.h"
 #include "ops/features/compat.h"
 #include "ops/features/option_names.h"
 
@@ -83,12 +83,12 @@ HostErrorCode findContours(LibraryData data, KImage image, const char* modeName,
     const int method = valueOf(contourMethods, methodName, unknownName);
     if (method == unknownName) return StatusFunctionError;
 
-    cv::Mat picture;
-    if (!imageToMat(images, image, picture, anyType)) return StatusFunctionError;
+    const BorrowedMat picture(images, image, anyType);
+    if (!picture) return StatusFunctionError;
     std::vector<Contour> contours;
     std::vector<cv::Vec4i> hierarchy;
     // Codes need every boundary pixel, so that steps lead from neighbour to neighbour.
-    compat::findContours(picture, contours, hierarchy, mode, chainCode ? cv::CHAIN_APPROX_NONE : method);
+    compat::findContours(*picture, contours, hierarchy, mode, chainCode ? cv::CHAIN_APPROX_NONE : method);
     for (Contour& contour : contours)
         for (cv::Point& point : contour) point.y = bottom - point.y;
     return chainCode ? writeChainCodes(data, contours, result)

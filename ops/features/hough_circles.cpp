@@ -1,7 +1,7 @@
 #include "ops/features/operations.h"
 
+#include "convert/borrowed_mat.h"
 #include "convert/flat_result.h"
-#include "convert/image_to_mat.h"
 #include "convert/integers.h"
 #include "ops/features/bounds.h"
 #include "ops/features/host_frame.h"
@@ -35,12 +35,12 @@ HostErrorCode houghCircles(LibraryData data, KImage image, double dp, double min
         return StatusFunctionError;
     if (!bounds::isIndexable(rows, columns)) return StatusFunctionError;
 
-    cv::Mat picture;
-    if (!imageToMat(images, image, picture, CV_8U)) return StatusFunctionError;
+    const BorrowedMat picture(images, image, CV_8U);
+    if (!picture) return StatusFunctionError;
     // No circle with its centre in the picture is wider than this; OpenCV steps through every radius.
     const int64_t widest = rows + columns;
     std::vector<cv::Vec3f> circles;
-    cv::HoughCircles(picture, circles, cv::HOUGH_GRADIENT, dp, minDist, param1, param2,
+    cv::HoughCircles(*picture, circles, cv::HOUGH_GRADIENT, dp, minDist, param1, param2,
                      clippedInt32(std::min(minRadius, widest)), clippedInt32(std::min(maxRadius, widest)));
     if (rows < 1 || columns < 1) return StatusFunctionError;
     FlatResult<double> list(data, { 3 * countOf(circles) });

@@ -1,7 +1,7 @@
 #include "ops/features/operations.h"
 
+#include "convert/borrowed_mat.h"
 #include "convert/flat_result.h"
-#include "convert/image_to_mat.h"
 #include "convert/integers.h"
 #include "ops/features/bounds.h"
 #include "ops/features/option_names.h"
@@ -110,11 +110,11 @@ HostErrorCode houghLines(LibraryData data, KImage image, double rho, double thet
         return StatusFunctionError;
     if (!bounds::isIndexable(rows, columns)) return StatusFunctionError;
 
-    cv::Mat picture;
-    if (!imageToMat(images, image, picture, CV_8U)) return StatusFunctionError;
+    const BorrowedMat picture(images, image, CV_8U);
+    if (!picture) return StatusFunctionError;
     // OpenCV computes lines as floats and refuses to store them as doubles.
     std::vector<cv::Vec2f> lines;
-    cv::HoughLines(picture, lines, rho, theta, clippedInt32(threshold), srn, stn, 0.0, CV_PI);
+    cv::HoughLines(*picture, lines, rho, theta, clippedInt32(threshold), srn, stn, 0.0, CV_PI);
     return form == LineForm::Equation ? writeEquations(data, lines, result)
                                       : writeBorderLines(data, lines, rows, columns, result);
 }

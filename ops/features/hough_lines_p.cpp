@@ -1,7 +1,7 @@
 #include "ops/features/operations.h"
 
+#include "convert/borrowed_mat.h"
 #include "convert/flat_result.h"
-#include "convert/image_to_mat.h"
 #include "convert/integers.h"
 #include "ops/features/bounds.h"
 #include "ops/features/host_frame.h"
@@ -33,10 +33,10 @@ HostErrorCode houghLinesP(LibraryData data, KImage image, double rho, double the
     if (rho > bounds::houghDistances(rows, columns)) return StatusFunctionError;
     if (std::max(rows, columns) > bounds::houghSide) return StatusFunctionError;
 
-    cv::Mat picture;
-    if (!imageToMat(images, image, picture, CV_8U)) return StatusFunctionError;
+    const BorrowedMat picture(images, image, CV_8U);
+    if (!picture) return StatusFunctionError;
     std::vector<cv::Vec4i> lines;
-    cv::HoughLinesP(picture, lines, rho, theta, clippedInt32(threshold), minLineLength, maxLineGap);
+    cv::HoughLinesP(*picture, lines, rho, theta, clippedInt32(threshold), minLineLength, maxLineGap);
     if (rows < 1 || columns < 1) return StatusFunctionError;
     FlatResult<double> list(data, { 4 * countOf(lines) });
     for (const cv::Vec4i& line : lines) {

@@ -1,6 +1,5 @@
 #include "ops/features/keypoints.h"
 
-#include "convert/image_to_mat.h"
 #include "convert/tensors.h"
 #include "ops/features/bounds.h"
 #include "ops/features/host_frame.h"
@@ -74,10 +73,14 @@ bool readInput(LibraryData data, KImage image, HostBoolean useMask, KImage mask,
                KTensor keypointRows, int64_t highestOctave, DetectorInput& input)
 {
     const ImageServices& images = *data->imageServices;
-    if (!imageToMat(images, image, input.picture, anyType)) return false;
-    // OpenCV would read the bytes of several channels as those of as many pixels.
-    if (useMask && (!imageToMat(images, mask, input.allowed, anyType) || input.allowed.channels() != 1))
-        return false;
+    input.picture.emplace(images, image, anyType);
+    if (!*input.picture) return false;
+    if (useMask) {
+        input.mask.emplace(images, mask, anyType);
+        // OpenCV would read the bytes of several channels as those of as many pixels.
+        if (!*input.mask || (*input.mask)->channels() != 1) return false;
+        input.allowed = **input.mask;
+    }
     return mode != KeypointMode::Compute || readKeypoints(data, keypointRows, highestOctave, input);
 }
 
@@ -112,10 +115,11 @@ HostErrorCode runDetector(LibraryData data, cv::Feature2D& detector, KeypointMod
                           KTensor* result)
 {
     cv::Mat descriptors;
+    const cv::Mat& picture = **input.picture;
     if (mode == KeypointMode::Detect)
-        detector.detectAndCompute(input.picture, input.allowed, input.keypoints, cv::noArray(), false);
+        detector.detectAndCompute(picture, input.allowed, input.keypoints, cv::noArray(), false);
     else
-        detector.detectAndCompute(input.picture, input.allowed, input.keypoints, descriptors,
+        detector.detectAndCompute(picture, input.allowed, input.keypoints, descriptors,
                                   mode == KeypointMode::Compute);
     return writeKeypoints(data, mode, input, descriptors, result);
 }

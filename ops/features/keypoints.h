@@ -1,12 +1,13 @@
 #pragma once
 
-#include "miravex/host_interface.h"
+#include "convert/borrowed_mat.h"
 #include "ops/features/option_names.h"
 
 #include <opencv2/core.hpp>
 #include <opencv2/features2d.hpp>
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 /// What the keypoint operations share: their picture and mask, and tensors of keypoints, each a row of x, y,
@@ -17,8 +18,9 @@ namespace miravex {
 struct DetectorInput {
     int64_t rows = 0;
     int64_t columns = 0;
-    cv::Mat picture;
-    cv::Mat allowed; ///< where keypoints may lie; empty: everywhere
+    std::optional<BorrowedMat> picture;
+    std::optional<BorrowedMat> mask;
+    cv::Mat allowed; ///< of the mask: where keypoints may lie; empty: everywhere
     std::vector<cv::KeyPoint> keypoints; ///< those to describe, or those found
 };
 
@@ -28,8 +30,8 @@ struct DetectorInput {
 bool checkImages(LibraryData data, KImage image, HostBoolean useMask, KImage mask, int64_t smallestSide,
                  DetectorInput& input);
 
-/// Copies image, mask and, in the mode "compute", an n x 7 tensor of keypoints. Fails for other shapes and
-/// for any keypoint that bounds::keypointFits() refuses.
+/// Borrows image and mask and, in the mode "compute", copies an n x 7 tensor of keypoints. Fails for other
+/// shapes and for any keypoint that bounds::keypointFits() refuses.
 bool readInput(LibraryData data, KImage image, HostBoolean useMask, KImage mask, KeypointMode mode,
                KTensor keypointRows, int64_t highestOctave, DetectorInput& input);
 

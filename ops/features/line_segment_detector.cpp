@@ -1,7 +1,7 @@
 #include "ops/features/operations.h"
 
+#include "convert/borrowed_mat.h"
 #include "convert/flat_result.h"
-#include "convert/image_to_mat.h"
 #include "ops/features/bounds.h"
 #include "ops/features/host_frame.h"
 
@@ -26,13 +26,13 @@ HostErrorCode lineSegmentDetector(LibraryData data, KImage image, KTensor* resul
     const int64_t columns = images.imageGetColumnCount(image);
     if (!bounds::isIndexable(rows, columns)) return StatusFunctionError;
 
-    cv::Mat picture;
-    if (!imageToMat(images, image, picture, CV_8U)) return StatusFunctionError;
+    const BorrowedMat picture(images, image, CV_8U);
+    if (!picture) return StatusFunctionError;
     const auto detector =
         cv::createLineSegmentDetector(cv::LSD_REFINE_STD, 0.8, 0.6, 2.0, 22.5, 0.0, 0.7, 1024);
     std::vector<cv::Vec4f> lines;
     std::vector<double> widths;
-    detector->detect(picture, lines, widths, cv::noArray(), cv::noArray());
+    detector->detect(*picture, lines, widths, cv::noArray(), cv::noArray());
     if (rows < 1 || columns < 1) return StatusFunctionError;
     FlatResult<double> list(data, { 5 * countOf(lines) });
     for (std::size_t i = 0; i < lines.size(); ++i) {

@@ -1,7 +1,7 @@
 #include "ops/features/operations.h"
 
+#include "convert/borrowed_mat.h"
 #include "convert/flat_result.h"
-#include "convert/image_to_mat.h"
 #include "convert/integers.h"
 #include "ops/features/bounds.h"
 #include "ops/features/option_names.h"
@@ -86,8 +86,8 @@ HostErrorCode mserDetect(LibraryData data, KImage image, int64_t delta, int64_t 
     if (!bounds::isIndexable(rows, columns) || !bounds::mserFits(channels, maxEvolution, edgeBlurSize))
         return StatusFunctionError;
 
-    cv::Mat picture;
-    if (!imageToMat(images, image, picture, anyType)) return StatusFunctionError;
+    const BorrowedMat picture(images, image, anyType);
+    if (!picture) return StatusFunctionError;
     // Grey levels differ by 255 at most, and a delta of 256 already excludes every region.
     const auto detector =
         cv::MSER::create(static_cast<int>(std::clamp<int64_t>(delta, -256, 256)), clippedInt32(minArea),
@@ -95,9 +95,9 @@ HostErrorCode mserDetect(LibraryData data, KImage image, int64_t delta, int64_t 
                          areaThreshold, minMargin, clippedInt32(edgeBlurSize));
     std::vector<std::vector<cv::Point>> regions;
     std::vector<cv::Rect> boxes;
-    detector->detectRegions(picture, regions, boxes);
+    detector->detectRegions(*picture, regions, boxes);
     // OpenCV calls the whole of a small uniform picture a region, although nothing borders on it.
-    if (isUniform(picture)) {
+    if (isUniform(*picture)) {
         regions.clear();
         boxes.clear();
     }

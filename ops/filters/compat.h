@@ -11,6 +11,13 @@
 /// around with the same result; elsewhere the code reads the same for both.
 namespace miravex::compat {
 
+/// How OpenCV's allocators are told what memory is for: a plain int in 3.4.
+#if CV_VERSION_MAJOR < 4
+using AccessFlags = int;
+#else
+using AccessFlags = cv::AccessFlag;
+#endif
+
 /// cv::pyrUp with its default border. One column beyond twice the width OpenCV repeats the last one, but
 /// leaves it unwritten in images of several channels, so these go through it channel by channel, and in
 /// images of a single column, so these are completed here.
@@ -60,26 +67,27 @@ inline void demosaic(const cv::Mat& mosaic, cv::Mat& colors, int code,
     }
 }
 
-/// cv::copyMakeBorder in place. OpenCV folds reflected positions back one reflection at a time, so that a
+/// cv::copyMakeBorder. OpenCV folds reflected positions back one reflection at a time, so that a
 /// margin of many times the image takes forever: such images are first completed to one period of their
 /// reflections and then repeated.
-inline void copyMakeBorder(cv::Mat& matrix, int top, int bottom, int left, int right, int border,
-                           const cv::Scalar& value)
+inline void copyMakeBorder(const cv::Mat& source, cv::Mat& padded, int top, int bottom, int left, int right,
+                           int border, const cv::Scalar& value)
 {
     const bool reflects = border == cv::BORDER_REFLECT || border == cv::BORDER_REFLECT_101;
-    const bool far = std::max(top, bottom) > matrix.rows || std::max(left, right) > matrix.cols;
+    const bool far = std::max(top, bottom) > source.rows || std::max(left, right) > source.cols;
     if (!reflects || !far) {
-        cv::copyMakeBorder(matrix, matrix, top, bottom, left, right, border, value);
+        cv::copyMakeBorder(source, padded, top, bottom, left, right, border, value);
         return;
     }
-    const cv::Size whole(left + matrix.cols + right, top + matrix.rows + bottom);
     const int repeated = border == cv::BORDER_REFLECT ? 0 : 2; // of the edge samples
-    const int below = std::max(matrix.rows - repeated, 0);
-    const int beside = std::max(matrix.cols - repeated, 0);
-    cv::copyMakeBorder(matrix, matrix, 0, below, 0, beside, border, value);
-    cv::copyMakeBorder(matrix, matrix, top, std::max(bottom - below, 0), left, std::max(right - beside, 0),
-                       cv::BORDER_WRAP, value);
-    matrix = matrix(cv::Rect(cv::Point(), whole));
+    const int below = std::max(source.rows - repeated, 0);
+    const int beside = std::max(source.cols - repeated, 0);
+    cv::Mat period, repetitions;
+    cv::copyMakeBorder(source, period, 0, below, 0, beside, border, value);
+    cv::copyMakeBorder(period, repetitions, top, std::max(bottom - below, 0), left,
+                       std::max(right - beside, 0), cv::BORDER_WRAP, value);
+    const cv::Size whole(left + source.cols + right, top + source.rows + bottom);
+    repetitions(cv::Rect(cv::Point(), whole)).copyTo(padded);
 }
 
 /// cv::sepFilter2D that also takes BORDER_WRAP, and any number of channels with every border.

@@ -1,8 +1,8 @@
 #include "ops/filters/operations.h"
 
-#include "convert/mat_to_image.h"
+#include "convert/borrowed_mat.h"
+#include "convert/result_image.h"
 #include "ops/filters/bounds.h"
-#include "ops/filters/flat_image.h"
 
 #include <opencv2/photo.hpp>
 
@@ -10,24 +10,19 @@ namespace miravex {
 
 namespace {
 
-/// The two images that contrast-preserving decolorization makes of one.
-struct Decolored {
-    cv::Mat gray;
-    cv::Mat boosted;
-};
-
-bool decolor(LibraryData data, KImage image, Decolored& out)
+/// False for images that neither operation takes.
+bool accepts(LibraryData data, KImage image)
 {
     if (!data || !image) return false;
     const ImageServices& images = *data->imageServices;
-    if (images.imageGetPixelType(image) != PixelTypeByte || images.imageGetColorSpace(image) != ColorSpaceRGB
-        || images.imageGetChannels(image) != 3)
-        return false;
-    cv::Mat matrix;
-    if (!flatImageToMat(images, image, matrix, anyType)) return false;
-    if (!bounds::isIndexed(matrix.rows, matrix.cols, matrix.channels())) return false;
-    cv::decolor(matrix, out.gray, out.boosted);
-    return true;
+    return images.imageGetPixelType(image) == PixelTypeByte
+        && images.imageGetColorSpace(image) == ColorSpaceRGB && images.imageGetChannels(image) == 3;
+}
+
+/// An image with pixels, few enough of them for OpenCV.
+bool decolors(const BorrowedMat& source)
+{
+    return source.isPlane() && bounds::isIndexed(source->rows, source->cols, source->channels());
 }
 
 } // namespace
@@ -38,9 +33,15 @@ bool decolor(LibraryData data, KImage image, Decolored& out)
 /// ColorSpaceUnspecified. Source: C. Lu, L. Xu, J. Jia, "Contrast preserving decolorization", 2012.
 HostErrorCode colorBoost(LibraryData data, KImage image, KImage* result)
 {
-    Decolored pictures;
-    if (!decolor(data, image, pictures)) return StatusFunctionError;
-    return returnImage(*data->imageServices, pictures.boosted, result);
+    if (!accepts(data, image)) return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+    const BorrowedMat source(images, image, anyType);
+    if (!decolors(source)) return StatusFunctionError;
+    ResultImage boosted(images, source->size(), CV_8UC3);
+    if (!boosted) return StatusFunctionError;
+    cv::Mat gray;
+    cv::decolor(*source, gray, *boosted);
+    return boosted.release(result);
 }
 
 /// Makes a gray image that keeps the contrasts of the colours.
@@ -49,9 +50,15 @@ HostErrorCode colorBoost(LibraryData data, KImage image, KImage* result)
 /// ColorSpaceUnspecified. Source: C. Lu, L. Xu, J. Jia, "Contrast preserving decolorization", 2012.
 HostErrorCode decolor(LibraryData data, KImage image, KImage* result)
 {
-    Decolored pictures;
-    if (!decolor(data, image, pictures)) return StatusFunctionError;
-    return returnImage(*data->imageServices, pictures.gray, result);
+    if (!accepts(data, image)) return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+    const BorrowedMat source(images, image, anyType);
+    if (!decolors(source)) return StatusFunctionError;
+    ResultImage gray(images, source->size(), CV_8U);
+    if (!gray) return StatusFunctionError;
+    cv::Mat boosted;
+    cv::decolor(*source, *gray, boosted);
+    return gray.release(result);
 }
 
 } // namespace miravex

@@ -1,9 +1,9 @@
 #include "ops/filters/operations.h"
 
+#include "convert/borrowed_mat.h"
 #include "convert/integers.h"
-#include "convert/mat_to_image.h"
+#include "convert/result_image.h"
 #include "ops/filters/bounds.h"
-#include "ops/filters/flat_image.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -25,16 +25,18 @@ HostErrorCode dilation(LibraryData data, KImage image, int64_t radius, KImage* r
     if (images.imageGetRank(image) == 3 || radius < 1 || !bounds::reaches(radius)) return StatusFunctionError;
     const int reach = lowInt32(radius);
 
-    cv::Mat matrix;
-    if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
+    const BorrowedMat source(images, image, anyType);
+    if (!source.isPlane()) return StatusFunctionError;
+    ResultImage dilated(images, source->size(), source->type(), pixelType, colorSpace);
+    if (!dilated) return StatusFunctionError;
     // A square that reaches beyond the image finds nothing more there, but a radius of 30000 would take
     // 3.6 GB.
-    const cv::Point centre(std::min(reach, matrix.cols), std::min(reach, matrix.rows));
+    const cv::Point centre(std::min(reach, source->cols), std::min(reach, source->rows));
     const cv::Mat square =
         cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2 * centre.x + 1, 2 * centre.y + 1), centre);
-    cv::dilate(matrix, matrix, square, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
+    cv::dilate(*source, *dilated, square, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
                cv::morphologyDefaultBorderValue());
-    return returnImage(images, matrix, result, pixelType, colorSpace);
+    return dilated.release(result);
 }
 
 } // namespace miravex

@@ -1,9 +1,10 @@
 #include "ops/filters/operations.h"
 
-#include "convert/mat_to_image.h"
+#include "convert/borrowed_mat.h"
+#include "convert/result_image.h"
+#include "convert/tensors.h"
 #include "ops/filters/bounds.h"
 #include "ops/filters/compat.h"
-#include "ops/filters/flat_image.h"
 #include "ops/filters/option_names.h"
 
 #include <algorithm>
@@ -49,14 +50,16 @@ HostErrorCode imageConvolve(LibraryData data, KImage image, KTensor horizontal, 
     const int border = borderTypeFromName(padding);
     if (border == unknownPadding) return StatusFunctionError;
     const bool isReal = pixelType == PixelTypeReal;
-    cv::Mat matrix;
-    if (!flatImageToMat(images, image, matrix, isReal ? CV_64F : CV_32F)) return StatusFunctionError;
+    const BorrowedMat source(images, image, isReal ? CV_64F : CV_32F);
+    if (!source.isPlane()) return StatusFunctionError;
     const auto taps = static_cast<int64_t>(across->size()), tapsDown = static_cast<int64_t>(down->size());
     if (!bounds::tapsFit(taps) || !bounds::tapsFit(tapsDown)
-        || !bounds::kernelsFit(matrix.rows, matrix.cols, matrix.channels(), taps, tapsDown))
+        || !bounds::kernelsFit(source->rows, source->cols, source->channels(), taps, tapsDown))
         return StatusFunctionError;
-    compat::sepFilter2D(matrix, matrix, rowOver(*across), rowOver(*down), border);
-    return returnImage(images, matrix, result, isReal ? PixelTypeReal : PixelTypeReal32, colorSpace);
+    ResultImage convolved(images, source->size(), source->type(), anyType, colorSpace);
+    if (!convolved) return StatusFunctionError;
+    compat::sepFilter2D(*source, *convolved, rowOver(*across), rowOver(*down), border);
+    return convolved.release(result);
 }
 
 } // namespace miravex

@@ -1,9 +1,8 @@
 #include "ops/filters/operations.h"
 
-#include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
+#include "convert/borrowed_mat.h"
+#include "convert/result_image.h"
 #include "ops/filters/bounds.h"
-#include "ops/filters/flat_image.h"
 #include "ops/filters/option_names.h"
 
 #include <opencv2/imgproc.hpp>
@@ -17,15 +16,17 @@ namespace {
 /// Byte images correlate as if their samples lay between 0 and 1.
 constexpr double byteProductRange = 255.0 * 255.0;
 
-/// Surrounds an image so that every one of its pixels has a kernel's worth of neighbours. The odd row or
+/// An image surrounded so that every one of its pixels has a kernel's worth of neighbours. The odd row or
 /// column of an even kernel goes to the top or left.
-void surround(cv::Mat& matrix, cv::Size kernel, int border, double value)
+cv::Mat surrounded(const cv::Mat& image, cv::Size kernel, int border, double value)
 {
     const int top = kernel.height / 2;
     const int left = kernel.width / 2;
     const cv::Scalar fill = border == cv::BORDER_CONSTANT ? cv::Scalar(value) : cv::Scalar();
-    cv::copyMakeBorder(matrix, matrix, top, kernel.height - 1 - top, left, kernel.width - 1 - left, border,
+    cv::Mat wider;
+    cv::copyMakeBorder(image, wider, top, kernel.height - 1 - top, left, kernel.width - 1 - left, border,
                        fill);
+    return wider;
 }
 
 } // namespace
@@ -61,20 +62,25 @@ HostErrorCode imageCorrelate(LibraryData data, KImage image, KImage kernel, cons
     const int method = valueOf(correlationDistances, distance, unknownDistance);
     if (method == unknownDistance) return StatusFunctionError;
 
-    cv::Mat matrix, pattern;
-    if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
-    if (!flatImageToMat(images, kernel, pattern, anyType)) return StatusFunctionError;
-    if (!bounds::correlates(matrix.rows, matrix.cols, pattern.rows, pattern.cols)) return StatusFunctionError;
-    if (padded) surround(matrix, pattern.size(), border, paddingValue);
-    // Not in place: with a kernel of one pixel OpenCV would read what it has overwritten.
-    cv::Mat scores = resultMatrix();
-    cv::matchTemplate(matrix, pattern, scores, method, cv::noArray());
+    const BorrowedMat source(images, image, anyType);
+    if (!source.isPlane()) return StatusFunctionError;
+    const BorrowedMat pattern(images, kernel, anyType);
+    if (!pattern.isPlane()) return StatusFunctionError;
+    if (!bounds::correlates(source->rows, source->cols, pattern->rows, pattern->cols))
+        return StatusFunctionError;
+    const cv::Size positions = padded
+        ? source->size()
+        : cv::Size(source->cols - pattern->cols + 1, source->rows - pattern->rows + 1);
+    ResultImage scores(images, positions, CV_32F);
+    if (!scores) return StatusFunctionError;
+    const cv::Mat searched = padded ? surrounded(*source, pattern->size(), border, paddingValue) : *source;
+    cv::matchTemplate(searched, *pattern, *scores, method, cv::noArray());
     const bool isSimilarity = method == cv::TM_CCORR_NORMED || method == cv::TM_CCOEFF_NORMED;
     if (isSimilarity)
-        cv::subtract(cv::Mat::ones(scores.size(), scores.type()), scores, scores, cv::noArray(), -1);
+        cv::subtract(cv::Mat::ones(positions, CV_32F), *scores, *scores, cv::noArray(), -1);
     else if (pixelType == PixelTypeByte)
-        cv::divide(scores, cv::Scalar(byteProductRange), scores);
-    return returnImage(images, scores, result);
+        cv::divide(*scores, cv::Scalar(byteProductRange), *scores);
+    return scores.release(result);
 }
 
 } // namespace miravex

@@ -1,10 +1,9 @@
 #include "ops/filters/operations.h"
 
-#include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
+#include "convert/borrowed_mat.h"
+#include "convert/result_image.h"
 #include "ops/filters/bounds.h"
 #include "ops/filters/compat.h"
-#include "ops/filters/flat_image.h"
 #include "ops/filters/option_names.h"
 
 namespace miravex {
@@ -22,14 +21,15 @@ HostErrorCode imageDemosaic(LibraryData data, KImage image, const char* pattern,
     if (images.imageGetChannels(image) != 1 || images.imageGetPixelType(image) != PixelTypeByte
         || images.imageGetColorSpace(image) != ColorSpaceGray)
         return StatusFunctionError;
-    cv::Mat matrix;
-    if (!flatImageToMat(images, image, matrix, CV_8U)) return StatusFunctionError;
+    const BorrowedMat mosaic(images, image, CV_8U);
+    if (!mosaic.isPlane()) return StatusFunctionError;
     const int code = valueOf(bayerPatterns, pattern, unknownBayerPattern);
     if (code == unknownBayerPattern) return StatusFunctionError;
-    if (!bounds::demosaics(matrix.cols)) return StatusFunctionError;
-    cv::Mat colors = resultMatrix();
-    compat::demosaic(matrix, colors, code);
-    return returnImage(images, colors, result);
+    if (!bounds::demosaics(mosaic->cols)) return StatusFunctionError;
+    ResultImage colors(images, mosaic->size(), CV_8UC3);
+    if (!colors) return StatusFunctionError;
+    compat::demosaic(*mosaic, *colors, code);
+    return colors.release(result);
 }
 
 } // namespace miravex

@@ -1,10 +1,11 @@
 #include "ops/filters/operations.h"
 
+#include "convert/borrowed_mat.h"
 #include "convert/integers.h"
-#include "convert/mat_to_image.h"
+#include "convert/result_image.h"
+#include "convert/tensors.h"
 #include "ops/filters/bounds.h"
 #include "ops/filters/compat.h"
-#include "ops/filters/flat_image.h"
 #include "ops/filters/option_names.h"
 
 #include <algorithm>
@@ -42,16 +43,19 @@ HostErrorCode imagePad(LibraryData data, KImage image, int64_t top, int64_t bott
     if (border == unknownPadding || channels > 4) return StatusFunctionError;
     if (top < 0 || bottom < 0 || left < 0 || right < 0) return StatusFunctionError;
 
-    cv::Mat matrix;
-    if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
+    const BorrowedMat source(images, image, anyType);
+    if (!source.isPlane()) return StatusFunctionError;
     const int above = lowInt32(top), below = lowInt32(bottom);
     const int before = lowInt32(left), behind = lowInt32(right);
     if (std::min({ above, below, before, behind }) < 0) return StatusFunctionError;
-    if (!bounds::padsTo(matrix.rows, matrix.cols, channels, int64_t { above } + below,
+    if (!bounds::padsTo(source->rows, source->cols, channels, int64_t { above } + below,
                         int64_t { before } + behind))
         return StatusFunctionError;
-    compat::copyMakeBorder(matrix, above, below, before, behind, border, fill);
-    return returnImage(images, matrix, result, pixelType, colorSpace);
+    const cv::Size size(before + source->cols + behind, above + source->rows + below);
+    ResultImage padded(images, size, source->type(), pixelType, colorSpace);
+    if (!padded) return StatusFunctionError;
+    compat::copyMakeBorder(*source, *padded, above, below, before, behind, border, fill);
+    return padded.release(result);
 }
 
 } // namespace miravex

@@ -1,9 +1,10 @@
 #include "ops/filters/operations.h"
 
-#include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
-#include "ops/filters/flat_image.h"
+#include "convert/borrowed_mat.h"
+#include "convert/result_image.h"
+#include "convert/tensors.h"
 #include "ops/filters/option_names.h"
+#include "ops/filters/padding_color.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -58,20 +59,22 @@ HostErrorCode imagePerspectiveTransformation(LibraryData data, KImage image, KTe
     if (!fill || !elements) return StatusFunctionError;
     cv::Mat transform(3, 3, CV_64F, elements->data());
 
-    cv::Mat matrix, warped = resultMatrix();
-    if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
+    const BorrowedMat source(images, image, anyType);
+    if (!source.isPlane()) return StatusFunctionError;
     const bool changesNothing = isIdentity(transform);
     // In the host's own tensor, as it expects, whatever comes of the warp.
     turnDownward(transform, static_cast<double>(images.imageGetRowCount(image)));
+    ResultImage warped(images, source->size(), source->type());
+    if (!warped) return StatusFunctionError;
     if (changesNothing) {
         // Rows are turned about the edge between pixels and flipped back about the middle of the image:
         // the detour would move this image by one row.
-        warped = matrix;
+        source->copyTo(*warped);
     } else {
-        cv::warpPerspective(matrix, warped, transform, matrix.size(), flag, border, *fill);
-        cv::flip(warped, warped, 0);
+        cv::warpPerspective(*source, *warped, transform, source->size(), flag, border, *fill);
+        cv::flip(*warped, *warped, 0);
     }
-    return returnImage(images, warped, result);
+    return warped.release(result);
 }
 
 } // namespace miravex

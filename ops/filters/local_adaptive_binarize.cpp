@@ -2,9 +2,10 @@
 
 #include "abi/host_objects.h"
 #include "abi/library_state.h"
+#include "convert/borrowed_mat.h"
 #include "convert/integers.h"
+#include "convert/tensors.h"
 #include "ops/filters/bounds.h"
-#include "ops/filters/flat_image.h"
 #include "ops/filters/local_statistics.h"
 #include "ops/filters/option_names.h"
 
@@ -61,20 +62,20 @@ HostErrorCode localAdaptiveBinarize(LibraryData data, KImage image, int64_t radi
     std::uint8_t* bits = images.imageGetBitData(binary.get());
     if (!bits) return StatusFunctionError;
 
-    cv::Mat picture;
-    if (!flatImageToMat(images, image, picture, CV_64F)) return StatusFunctionError;
+    const BorrowedMat source(images, image, CV_64F);
+    if (!source.isPlane()) return StatusFunctionError;
     if (border == unknownPadding || !bounds::reaches(radius)) return StatusFunctionError;
+    cv::Mat differences = *source;
     if (meanWeight != 0 || deviationWeight != 0) {
         const int reach = lowInt32(radius);
         if (!bounds::windowFits(rows, columns, reach)) return StatusFunctionError;
         const LocalWindow window { reach, border, paddingValue };
         const PixelType pixelType = images.imageGetPixelType(image);
-        if (pixelType == PixelTypeBit || pixelType == PixelTypeByte)
-            subtractByRunningSums(picture, window, meanWeight, deviationWeight);
-        else
-            subtractByBlurs(picture, window, meanWeight, deviationWeight);
+        const bool bytes = pixelType == PixelTypeBit || pixelType == PixelTypeByte;
+        differences = (bytes ? differencesByRunningSums : differencesByBlurs)(*source, window, meanWeight,
+                                                                              deviationWeight);
     }
-    askHost(compare, picture, threshold, bits);
+    askHost(compare, differences, threshold, bits);
     *result = binary.release();
     return StatusOk;
 }

@@ -147,37 +147,40 @@ private:
     std::vector<double> means_;
 };
 
-void subtractMeans(double* __restrict samples, const double* __restrict means, double weight, int count)
+void subtractMeans(const double* samples, const double* means, double weight, double* __restrict differences,
+                   int count)
 {
     if (weight == 1)
-        for (int x = 0; x < count; ++x) samples[x] -= means[x];
+        for (int x = 0; x < count; ++x) differences[x] = samples[x] - means[x];
     else
-        for (int x = 0; x < count; ++x) samples[x] -= means[x] * weight;
+        for (int x = 0; x < count; ++x) differences[x] = samples[x] - means[x] * weight;
 }
 
-void subtractDeviations(double* __restrict samples, const double* __restrict means,
-                        const double* __restrict meansOfSquares, double weight, int count)
+void subtractDeviations(const double* means, const double* meansOfSquares, double weight,
+                        double* __restrict differences, int count)
 {
     if (weight == 1)
-        for (int x = 0; x < count; ++x) samples[x] -= std::sqrt(meansOfSquares[x] - means[x] * means[x]);
+        for (int x = 0; x < count; ++x) differences[x] -= std::sqrt(meansOfSquares[x] - means[x] * means[x]);
     else
         for (int x = 0; x < count; ++x)
-            samples[x] -= std::sqrt(meansOfSquares[x] - means[x] * means[x]) * weight;
+            differences[x] -= std::sqrt(meansOfSquares[x] - means[x] * means[x]) * weight;
 }
 
 } // namespace
 
-void subtractByBlurs(cv::Mat& picture, const LocalWindow& window, double meanWeight, double deviationWeight)
+cv::Mat differencesByBlurs(const cv::Mat& image, const LocalWindow& window, double meanWeight,
+                           double deviationWeight)
 {
     const int r = window.radius;
     const cv::Size side(2 * r + 1, 2 * r + 1);
     const cv::Point centre(-1, -1);
     int border = window.border;
+    cv::Mat picture = image;
     if (isPaddedByHand(border)) {
         cv::Mat padded;
         const double fill = border == cv::BORDER_CONSTANT ? window.fill : 0;
-        cv::copyMakeBorder(picture, padded, r, r, r, r, border, cv::Scalar(fill));
-        picture = padded(cv::Rect(r, r, picture.cols, picture.rows));
+        cv::copyMakeBorder(image, padded, r, r, r, r, border, cv::Scalar(fill));
+        picture = padded(cv::Rect(r, r, image.cols, image.rows));
         border = cv::BORDER_REFLECT_101;
     }
     cv::Mat mean, deviation;
@@ -191,12 +194,14 @@ void subtractByBlurs(cv::Mat& picture, const LocalWindow& window, double meanWei
     }
     if (meanWeight != 0 && meanWeight != 1) mean = mean * meanWeight;
     if (deviationWeight != 0 && deviationWeight != 1) deviation = deviation * deviationWeight;
-    if (meanWeight != 0) picture = picture - mean;
-    if (deviationWeight != 0) picture = picture - deviation;
+    cv::Mat differences;
+    if (meanWeight != 0) cv::subtract(picture, mean, differences);
+    if (deviationWeight != 0) cv::subtract(meanWeight != 0 ? differences : picture, deviation, differences);
+    return differences;
 }
 
-void subtractByRunningSums(cv::Mat& picture, const LocalWindow& window, double meanWeight,
-                           double deviationWeight)
+cv::Mat differencesByRunningSums(const cv::Mat& image, const LocalWindow& window, double meanWeight,
+                                 double deviationWeight)
 {
     cv::Point reach(window.radius, window.radius);
     int border = window.border;
@@ -205,23 +210,23 @@ void subtractByRunningSums(cv::Mat& picture, const LocalWindow& window, double m
         // Means nothing but zeros here, and OpenCV does not blur across a side of one pixel.
         border = cv::BORDER_CONSTANT;
         fill = 0;
-        if (picture.cols == 1) reach.x = 0;
-        if (picture.rows == 1) reach.y = 0;
+        if (image.cols == 1) reach.x = 0;
+        if (image.rows == 1) reach.y = 0;
     }
     const int edge = isPaddedByHand(window.border) ? int { cv::BORDER_REFLECT_101 } : border;
     const bool deviates = deviationWeight != 0;
-    BoxMeans means(picture, reach, border, fill, false);
+    BoxMeans means(image, reach, border, fill, false);
     std::optional<BoxMeans> meansOfSquares;
-    if (deviates) meansOfSquares.emplace(picture, reach, edge, 0, true);
+    if (deviates) meansOfSquares.emplace(image, reach, edge, 0, true);
 
-    for (int y = 0; y < picture.rows; ++y) {
-        // No window further down looks at this row itself any more, only at its sums.
-        double* samples = picture.ptr<double>(y);
+    cv::Mat differences(image.size(), CV_64F);
+    for (int y = 0; y < image.rows; ++y) {
+        double* row = differences.ptr<double>(y);
         const double* mean = means.row(y);
-        const double* meanOfSquares = deviates ? meansOfSquares->row(y) : nullptr;
-        if (meanWeight != 0) subtractMeans(samples, mean, meanWeight, picture.cols);
-        if (deviates) subtractDeviations(samples, mean, meanOfSquares, deviationWeight, picture.cols);
+        subtractMeans(image.ptr<double>(y), mean, meanWeight, row, image.cols);
+        if (deviates) subtractDeviations(mean, meansOfSquares->row(y), deviationWeight, row, image.cols);
     }
+    return differences;
 }
 
 } // namespace miravex

@@ -1,11 +1,13 @@
 #include "ops/filters/operations.h"
 
-#include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
+#include "convert/borrowed_mat.h"
+#include "convert/result_image.h"
+#include "convert/tensors.h"
 #include "ops/filters/bounds.h"
-#include "ops/filters/flat_image.h"
+#include "ops/filters/cleared_matrix.h"
 #include "ops/filters/log_polar_tables.h"
 #include "ops/filters/option_names.h"
+#include "ops/filters/padding_color.h"
 #include "ops/filters/remap.h"
 
 #include <optional>
@@ -69,13 +71,18 @@ HostErrorCode logPolarCV(LibraryData data, KImage image, KTensor centre, double 
         return StatusFunctionError;
 
     const ImageServices& images = *data->imageServices;
-    // Pixels from outside the image that are not filled stay what the image has in their places. Not so
-    // in the inverse, where OpenCV leaves them as it found its memory.
-    cv::Mat matrix, polar = inverse ? clearedResultMatrix() : resultMatrix();
-    if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
-    if (!inverse && !fillOutliers) matrix.copyTo(polar);
-    cv::logPolar(matrix, polar, cv::Point2f(checked->centre), static_cast<float>(magnitude), flags);
-    return returnImage(images, polar, result);
+    const BorrowedMat source(images, image, anyType);
+    if (!source.isPlane()) return StatusFunctionError;
+    ResultImage polar(images, source->size(), source->type());
+    if (!polar) return StatusFunctionError;
+    // OpenCV leaves pixels from outside the image that are not filled as it finds them: what the image has in
+    // their places. The inverse finds memory of its own, which is to be 0.
+    if (inverse)
+        *polar = clearedMatrix();
+    else if (!fillOutliers)
+        source->copyTo(*polar);
+    cv::logPolar(*source, *polar, cv::Point2f(checked->centre), static_cast<float>(magnitude), flags);
+    return polar.release(result);
 }
 
 /// Resamples an image to log-polar form or back, in the host's coordinates: columns are angles, rows
@@ -99,16 +106,18 @@ HostErrorCode logPolarRemap(LibraryData data, KImage image, KTensor centre, doub
     if (!fill) return StatusFunctionError;
 
     const ImageServices& images = *data->imageServices;
-    cv::Mat matrix;
-    if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
+    const BorrowedMat source(images, image, anyType);
+    if (!source.isPlane()) return StatusFunctionError;
+    ResultImage polar(images, source->size(), source->type());
+    if (!polar) return StatusFunctionError;
     const auto remapBy = [&](auto tables) {
-        matrix = remapByStrips(matrix, checked->interpolation, border, *fill, tables);
+        remapByStrips(*source, *polar, checked->interpolation, border, *fill, tables);
     };
     if (inverse)
-        remapBy(InverseLogPolarTables(matrix.size(), checked->centre, magnitude));
+        remapBy(InverseLogPolarTables(source->size(), checked->centre, magnitude));
     else
-        remapBy(ForwardLogPolarTables(matrix.size(), checked->centre, magnitude));
-    return returnImage(images, matrix, result);
+        remapBy(ForwardLogPolarTables(source->size(), checked->centre, magnitude));
+    return polar.release(result);
 }
 
 } // namespace miravex

@@ -1,8 +1,7 @@
 #include "ops/filters/operations.h"
 
-#include "convert/image_to_mat.h"
-#include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
+#include "convert/borrowed_mat.h"
+#include "convert/result_image.h"
 #include "ops/filters/bounds.h"
 #include "ops/filters/large_median.h"
 
@@ -29,15 +28,15 @@ HostErrorCode medianFilter(LibraryData data, KImage image, int64_t radius, KImag
     const int64_t reach = bounds::medianRadius(radius);
     if (reach < 0) return StatusFunctionError;
 
-    cv::Mat matrix;
-    if (!imageToMat(images, image, matrix, CV_8U)) return StatusFunctionError;
-    if (reach <= bounds::openCvMedianRadius && bounds::isIndexed(matrix.rows, matrix.cols, channels)) {
-        cv::medianBlur(matrix, matrix, static_cast<int>(2 * reach + 1));
-        return returnImage(images, matrix, result, pixelType, colorSpace);
-    }
-    cv::Mat median = resultMatrix();
-    largeMedian(matrix, median, reach);
-    return returnImage(images, median, result, pixelType, colorSpace);
+    const BorrowedMat source(images, image, CV_8U);
+    if (!source) return StatusFunctionError;
+    ResultImage median(images, source->size(), source->type(), pixelType, colorSpace);
+    if (!median) return StatusFunctionError;
+    if (reach <= bounds::openCvMedianRadius && bounds::isIndexed(source->rows, source->cols, channels))
+        cv::medianBlur(*source, *median, static_cast<int>(2 * reach + 1));
+    else
+        largeMedian(*source, *median, reach);
+    return median.release(result);
 }
 
 } // namespace miravex

@@ -1,8 +1,9 @@
 #include "ops/filters/operations.h"
 
 #include "abi/host_objects.h"
+#include "convert/borrowed_mat.h"
+#include "convert/tensors.h"
 #include "ops/filters/bounds.h"
-#include "ops/filters/flat_image.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -46,12 +47,16 @@ HostErrorCode phaseCorrelate(LibraryData data, KImage first, KImage second, KTen
     if (images.imageGetRowCount(second) != rows || images.imageGetColumnCount(second) != columns)
         return StatusFunctionError;
 
-    cv::Mat weights, a, b;
+    cv::Mat weights;
     if (!windowOver(data, window, rows, columns, weights)) return StatusFunctionError;
-    if (!flatImageToMat(images, first, a, anyType)) return StatusFunctionError;
-    if (!flatImageToMat(images, second, b, anyType)) return StatusFunctionError;
+    const BorrowedMat a(images, first, anyType);
+    if (!a.isPlane()) return StatusFunctionError;
+    const BorrowedMat b(images, second, anyType);
+    if (!b.isPlane()) return StatusFunctionError;
     if (!bounds::isIndexed(rows, columns, 1)) return StatusFunctionError;
-    const cv::Point2d shift = cv::phaseCorrelate(a, b, weights, nullptr);
+    // OpenCV applies the window in place to images of sides that suit its transform.
+    const cv::Point2d shift =
+        weights.empty() ? cv::phaseCorrelate(*a, *b) : cv::phaseCorrelate(a->clone(), b->clone(), weights);
 
     NewTensor tensor(data, TensorTypeReal, { 2 });
     double* elements = tensor ? tensor.reals() : nullptr;

@@ -1,9 +1,8 @@
 #include "ops/filters/operations.h"
 
-#include "convert/image_to_mat.h"
+#include "convert/borrowed_mat.h"
 #include "convert/integers.h"
-#include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
+#include "convert/result_image.h"
 #include "ops/filters/bounds.h"
 #include "ops/filters/option_names.h"
 
@@ -30,10 +29,14 @@ HostErrorCode pyrDown(LibraryData data, KImage image, const char* padding, int64
     if (!bounds::isHalfOf(size.width, images.imageGetColumnCount(image))) return StatusFunctionError;
     if (!bounds::isHalfOf(size.height, images.imageGetRowCount(image))) return StatusFunctionError;
 
-    cv::Mat source, half = resultMatrix();
-    if (!imageToMat(images, image, source, anyType)) return StatusFunctionError;
-    cv::pyrDown(source, half, size, border);
-    return returnImage(images, half, result, pixelType, colorSpace);
+    const BorrowedMat source(images, image, anyType);
+    if (!source) return StatusFunctionError;
+    // Asked for no pixels, OpenCV halves by itself.
+    const cv::Size made = size.area() > 0 ? size : cv::Size((source->cols + 1) / 2, (source->rows + 1) / 2);
+    ResultImage half(images, made, source->type(), pixelType, colorSpace);
+    if (!half) return StatusFunctionError;
+    cv::pyrDown(*source, *half, size, border);
+    return half.release(result);
 }
 
 } // namespace miravex

@@ -1,8 +1,8 @@
 #include "ops/filters/operations.h"
 
-#include "convert/image_to_mat.h"
+#include "convert/borrowed_mat.h"
 #include "convert/integers.h"
-#include "convert/mat_to_image.h"
+#include "convert/result_image.h"
 #include "ops/filters/bounds.h"
 
 #include <opencv2/imgproc.hpp>
@@ -38,14 +38,17 @@ HostErrorCode pyrMeanShiftFilter(LibraryData data, KImage image, double spatialR
                                spatialRadius, lowInt32(iterations)))
         return StatusFunctionError;
 
-    cv::Mat matrix;
-    if (!imageToMat(images, image, matrix, CV_8U)) return StatusFunctionError;
-    if (!bounds::isIndexed(matrix.rows, matrix.cols, matrix.channels())) return StatusFunctionError;
+    const BorrowedMat source(images, image, CV_8U);
+    if (!source || !bounds::isIndexed(source->rows, source->cols, source->channels()))
+        return StatusFunctionError;
+    ResultImage flattened(images, source->size(), source->type());
+    if (!flattened) return StatusFunctionError;
     // In place on purpose: with a separate destination OpenCV's result differs.
-    cv::pyrMeanShiftFiltering(matrix, matrix, spatialRadius, colorRadius * colorDistanceRange,
+    source->copyTo(*flattened);
+    cv::pyrMeanShiftFiltering(*flattened, *flattened, spatialRadius, colorRadius * colorDistanceRange,
                               lowInt32(maxLevel),
                               cv::TermCriteria(cv::TermCriteria::COUNT, lowInt32(iterations), 0.0));
-    return returnImage(images, matrix, result);
+    return flattened.release(result);
 }
 
 } // namespace miravex

@@ -1,9 +1,8 @@
 #include "ops/filters/operations.h"
 
-#include "convert/image_to_mat.h"
+#include "convert/borrowed_mat.h"
 #include "convert/integers.h"
-#include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
+#include "convert/result_image.h"
 #include "ops/filters/bounds.h"
 #include "ops/filters/compat.h"
 
@@ -24,10 +23,12 @@ HostErrorCode pyrUp(LibraryData data, KImage image, int64_t width, int64_t heigh
     if (!bounds::isDoubleOf(size.width, images.imageGetColumnCount(image))) return StatusFunctionError;
     if (!bounds::isDoubleOf(size.height, images.imageGetRowCount(image))) return StatusFunctionError;
 
-    cv::Mat source, doubled = resultMatrix();
-    if (!imageToMat(images, image, source, anyType)) return StatusFunctionError;
-    compat::pyrUp(source, doubled, size);
-    return returnImage(images, doubled, result, pixelType, colorSpace);
+    const BorrowedMat source(images, image, anyType);
+    if (!source) return StatusFunctionError;
+    ResultImage doubled(images, size, source->type(), pixelType, colorSpace);
+    if (!doubled) return StatusFunctionError;
+    compat::pyrUp(*source, *doubled, size);
+    return doubled.release(result);
 }
 
 } // namespace miravex

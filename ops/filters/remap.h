@@ -1,7 +1,5 @@
 #pragma once
 
-#include "convert/matrix_memory.h"
-
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -13,15 +11,14 @@ namespace miravex {
 /// the result is that of whole tables. `fillTables(firstRow, mapX, mapY)` writes the CV_32F entries of as
 /// many rows of the result as the two strips have.
 template <typename Fill>
-cv::Mat remapByStrips(const cv::Mat& source, int interpolation, int border, const cv::Scalar& color,
-                      Fill fillTables)
+void remapByStrips(const cv::Mat& source, cv::Mat& result, int interpolation, int border,
+                   const cv::Scalar& color, Fill fillTables)
 {
     // What one thread of cv::remap takes at a time, for each of the threads it may use.
     constexpr int pixelsPerThread = 1 << 16;
     const int pixels = pixelsPerThread * std::clamp(cv::getNumThreads(), 1, 64);
     const int height = std::clamp(pixels / std::max(source.cols, 1), 1, std::max(source.rows, 1));
 
-    cv::Mat result = resultMatrix();
     result.create(source.size(), source.type());
     cv::Mat mapX(height, source.cols, CV_32F), mapY(height, source.cols, CV_32F);
     for (int first = 0; first < source.rows; first += height) {
@@ -31,7 +28,6 @@ cv::Mat remapByStrips(const cv::Mat& source, int interpolation, int border, cons
         cv::Mat rows = result.rowRange(strip);
         cv::remap(source, rows, x, y, interpolation, border, color);
     }
-    return result;
 }
 
 } // namespace miravex

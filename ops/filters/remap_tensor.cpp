@@ -1,8 +1,10 @@
 #include "ops/filters/operations.h"
 
-#include "convert/mat_to_image.h"
-#include "ops/filters/flat_image.h"
+#include "convert/borrowed_mat.h"
+#include "convert/result_image.h"
+#include "convert/tensors.h"
 #include "ops/filters/option_names.h"
+#include "ops/filters/padding_color.h"
 #include "ops/filters/remap.h"
 
 namespace miravex {
@@ -46,14 +48,16 @@ HostErrorCode remapTensor(LibraryData data, KImage image, const char* interpolat
     const cv::Mat y = tableOver(data, yTable, rows, columns);
     if (!fill || x.empty() || y.empty()) return StatusFunctionError;
 
-    cv::Mat matrix;
-    if (!flatImageToMat(images, image, matrix, anyType)) return StatusFunctionError;
-    matrix = remapByStrips(matrix, flag, border, *fill, [&](int first, cv::Mat& mapX, cv::Mat& mapY) {
+    const BorrowedMat source(images, image, anyType);
+    if (!source.isPlane()) return StatusFunctionError;
+    ResultImage remapped(images, source->size(), source->type());
+    if (!remapped) return StatusFunctionError;
+    remapByStrips(*source, *remapped, flag, border, *fill, [&](int first, cv::Mat& mapX, cv::Mat& mapY) {
         const cv::Range strip(first, first + mapX.rows);
         x.rowRange(strip).convertTo(mapX, CV_32F);
         y.rowRange(strip).convertTo(mapY, CV_32F);
     });
-    return returnImage(images, matrix, result);
+    return remapped.release(result);
 }
 
 } // namespace miravex

@@ -1,9 +1,10 @@
 #include "ops/photo/operations.h"
 
+#include "convert/borrowed_mat.h"
 #include "convert/integers.h"
-#include "convert/sequences.h"
+#include "convert/result_image.h"
 #include "ops/photo/bounds.h"
-#include "ops/photo/exposures.h"
+#include "ops/photo/frames.h"
 
 #include <opencv2/photo.hpp>
 
@@ -35,11 +36,12 @@ HostErrorCode alignMtb(LibraryData data, KImage image, int64_t levels, int64_t e
 
     constexpr bool cut = false;
     const cv::Ptr<cv::AlignMTB> aligner = cv::createAlignMTB(count, range, cut);
-    std::vector<cv::Mat> frames, aligned;
-    if (!aligner || !bracketToMats(images, image, frames)) return StatusFunctionError;
-    aligner->process(frames, aligned);
-    return matsToImage3D(images, aligned, result, anyType, ColorSpaceUnspecified) ? StatusOk
-                                                                                  : StatusFunctionError;
+    const BorrowedSlices frames(images, image, CV_8U);
+    if (!aligner || !framesFit(frames)) return StatusFunctionError;
+    ResultSlices aligned(images, frames->size(), frames->front().size(), frames->front().type());
+    if (!aligned) return StatusFunctionError;
+    aligner->process(*frames, *aligned);
+    return aligned.release(result);
 }
 
 } // namespace miravex

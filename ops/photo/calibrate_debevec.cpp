@@ -1,8 +1,10 @@
 #include "ops/photo/operations.h"
 
+#include "convert/borrowed_mat.h"
 #include "convert/integers.h"
 #include "ops/photo/bounds.h"
 #include "ops/photo/exposures.h"
+#include "ops/photo/frames.h"
 
 #include <opencv2/photo.hpp>
 
@@ -39,11 +41,11 @@ HostErrorCode calibrateDebevec(LibraryData data, KImage image, KTensor exposures
 
     const cv::Ptr<cv::CalibrateDebevec> calibrator =
         cv::createCalibrateDebevec(count, static_cast<float>(lambda), random != 0);
-    std::vector<cv::Mat> frames;
-    if (!bracketToMats(images, image, frames)) return StatusFunctionError;
-    const cv::Size size = frames.front().size();
+    const BorrowedSlices frames(images, image, CV_8U);
+    if (!framesFit(frames)) return StatusFunctionError;
+    const cv::Size size = frames->front().size();
     if (!random && !bounds::calibrationGridFits(size.height, size.width, count)) return StatusFunctionError;
-    calibrator->process(frames, response, bracket.times());
+    calibrator->process(*frames, response, bracket.times());
 
     double* target = curve.reals();
     if (!target) return StatusFunctionError;

@@ -1,8 +1,10 @@
 #include "ops/photo/operations.h"
 
+#include "convert/borrowed_mat.h"
 #include "convert/integers.h"
 #include "ops/photo/bounds.h"
 #include "ops/photo/exposures.h"
+#include "ops/photo/frames.h"
 #include "ops/photo/robertson_response.h"
 
 #include <algorithm>
@@ -35,11 +37,12 @@ HostErrorCode calibrateRobertson(LibraryData data, KImage image, KTensor exposur
     const int count = lowInt32(iterations);
     if (!bracket.positive() || count > bounds::calibrationIterations) return StatusFunctionError;
 
-    std::vector<cv::Mat> frames;
-    if (!bracketToMats(images, image, frames)) return StatusFunctionError;
-    const cv::Size size = frames.front().size();
+    const BorrowedSlices frames(images, image, CV_8U);
+    if (!framesFit(frames)) return StatusFunctionError;
+    const cv::Size size = frames->front().size();
     if (!bounds::calibrationIterationsEnd(count, slices, size.height, size.width)) return StatusFunctionError;
-    const cv::Mat response = robertsonResponse(frames, bracket.times(), count, static_cast<float>(threshold));
+    const cv::Mat response =
+        robertsonResponse(*frames, bracket.times(), count, static_cast<float>(threshold));
 
     double* target = curve ? curve.reals() : nullptr;
     if (!target) return StatusFunctionError;

@@ -1,10 +1,8 @@
 #include "ops/photo/operations.h"
 
-#include "convert/image_to_mat.h"
+#include "convert/borrowed_mat.h"
 #include "convert/integers.h"
-#include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
-#include "convert/sequences.h"
+#include "convert/result_image.h"
 #include "ops/photo/bounds.h"
 
 #include <opencv2/photo.hpp>
@@ -100,11 +98,12 @@ HostErrorCode fastNlMeansDenoising(LibraryData data, KImage image, double streng
     if (channels == 3 ? colorSpace != ColorSpaceRGB : channels != 1 && channels != 2)
         return StatusFunctionError;
 
-    cv::Mat source, denoised = resultMatrix();
-    if (!imageToMat(images, image, source, CV_8U)) return StatusFunctionError;
-    if (!windows.bounded(source, source.channels())) return StatusFunctionError;
-    cv::fastNlMeansDenoising(source, denoised, strengthOf(strength), windows.patch, windows.search);
-    return returnImage(images, denoised, result);
+    const BorrowedMat source(images, image, CV_8U);
+    if (!source || !windows.bounded(*source, source->channels())) return StatusFunctionError;
+    ResultImage denoised(images, source->size(), source->type());
+    if (!denoised) return StatusFunctionError;
+    cv::fastNlMeansDenoising(*source, *denoised, strengthOf(strength), windows.patch, windows.search);
+    return denoised.release(result);
 }
 
 /// Replaces every pixel by the weighted mean of the pixels of its search window, apart for lightness and,
@@ -126,12 +125,14 @@ HostErrorCode fastNlMeansDenoisingColored(LibraryData data, KImage image, double
     const Windows windows(templateWindow, searchWindow);
     if (!windows.odd() || !isRgbBytes(pixelType, channels, colorSpace)) return StatusFunctionError;
 
-    cv::Mat source, denoised = resultMatrix();
-    if (!imageToMat(images, image, source, CV_8U)) return StatusFunctionError;
-    if (!windows.bounded(source, 2)) return StatusFunctionError; // lightness alone, then both colours
-    cv::fastNlMeansDenoisingColored(source, denoised, strengthOf(strength), strengthOf(colorStrength),
+    const BorrowedMat source(images, image, CV_8U);
+    // Lightness alone is denoised, then both colours.
+    if (!source || !windows.bounded(*source, 2)) return StatusFunctionError;
+    ResultImage denoised(images, source->size(), source->type());
+    if (!denoised) return StatusFunctionError;
+    cv::fastNlMeansDenoisingColored(*source, *denoised, strengthOf(strength), strengthOf(colorStrength),
                                     windows.patch, windows.search);
-    return returnImage(images, denoised, result);
+    return denoised.release(result);
 }
 
 /// Replaces every pixel of one frame by the weighted mean of the pixels of its search window there and in the
@@ -155,14 +156,15 @@ HostErrorCode fastNlMeansDenoisingMulti(LibraryData data, KImage image, int64_t 
     if (!sequence.accepts(windows, index)) return StatusFunctionError;
     if (sequence.channels < 1 || sequence.channels > 4) return StatusFunctionError;
 
-    std::vector<cv::Mat> frames;
-    if (!imageSlicesToMats(images, image, frames, anyType, everySlice)) return StatusFunctionError;
-    if (frames.empty() || !windows.bounded(frames.front(), frames.front().channels()))
-        return StatusFunctionError;
-    cv::Mat denoised = resultMatrix();
-    cv::fastNlMeansDenoisingMulti(frames, denoised, static_cast<int>(index), windows.temporal,
+    const BorrowedSlices frames(images, image, anyType);
+    if (!frames || frames->empty()) return StatusFunctionError;
+    const cv::Mat& first = frames->front();
+    if (!windows.bounded(first, first.channels())) return StatusFunctionError;
+    ResultImage denoised(images, first.size(), first.type());
+    if (!denoised) return StatusFunctionError;
+    cv::fastNlMeansDenoisingMulti(*frames, *denoised, static_cast<int>(index), windows.temporal,
                                   strengthOf(strength), windows.patch, windows.search);
-    return returnImage(images, denoised, result);
+    return denoised.release(result);
 }
 
 /// Replaces every pixel of one frame by the weighted mean of the pixels of its search window there and in the
@@ -184,14 +186,16 @@ HostErrorCode fastNlMeansDenoisingColoredMulti(LibraryData data, KImage image, i
     const Sequence sequence(images, image);
     if (!sequence.accepts(windows, index) || sequence.channels != 3) return StatusFunctionError;
 
-    std::vector<cv::Mat> frames;
-    if (!imageSlicesToMats(images, image, frames, CV_8U, everySlice)) return StatusFunctionError;
-    if (frames.empty() || !windows.bounded(frames.front(), 2)) return StatusFunctionError;
-    cv::Mat denoised = resultMatrix();
-    cv::fastNlMeansDenoisingColoredMulti(frames, denoised, static_cast<int>(index), windows.temporal,
+    const BorrowedSlices frames(images, image, CV_8U);
+    if (!frames || frames->empty()) return StatusFunctionError;
+    const cv::Mat& first = frames->front();
+    if (!windows.bounded(first, 2)) return StatusFunctionError;
+    ResultImage denoised(images, first.size(), first.type());
+    if (!denoised) return StatusFunctionError;
+    cv::fastNlMeansDenoisingColoredMulti(*frames, *denoised, static_cast<int>(index), windows.temporal,
                                          strengthOf(strength), strengthOf(colorStrength), windows.patch,
                                          windows.search);
-    return returnImage(images, denoised, result);
+    return denoised.release(result);
 }
 
 } // namespace miravex

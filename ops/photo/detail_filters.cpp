@@ -1,8 +1,7 @@
 #include "ops/photo/operations.h"
 
-#include "convert/image_to_mat.h"
-#include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
+#include "convert/borrowed_mat.h"
+#include "convert/result_image.h"
 #include "ops/photo/bounds.h"
 #include "ops/photo/normalized_convolution.h"
 #include "ops/photo/option_names.h"
@@ -44,10 +43,9 @@ bool accepts(LibraryData data, KImage image, const Sigmas& sigmas)
     return pixelType == PixelTypeByte && channels == 3 && sigmas.bounded();
 }
 
-bool sourceOf(LibraryData data, KImage image, cv::Mat& source)
+bool fits(const BorrowedMat& source)
 {
-    return imageToMat(*data->imageServices, image, source, anyType)
-        && bounds::frameFits(source.rows, source.cols, source.channels());
+    return source && bounds::frameFits(source->rows, source->cols, source->channels());
 }
 
 /// What OpenCV's filters that write beside their source look like.
@@ -60,10 +58,13 @@ HostErrorCode filtered(LibraryData data, KImage image, double spatialSigma, doub
 {
     const Sigmas sigmas(spatialSigma, rangeSigma);
     if (!accepts(data, image, sigmas)) return StatusFunctionError;
-    cv::Mat source, target = resultMatrix();
-    if (!sourceOf(data, image, source)) return StatusFunctionError;
-    filter(source, target, sigmas.spatial, sigmas.range);
-    return returnImage(*data->imageServices, target, result);
+    const ImageServices& images = *data->imageServices;
+    const BorrowedMat source(images, image, anyType);
+    if (!fits(source)) return StatusFunctionError;
+    ResultImage target(images, source->size(), source->type());
+    if (!target) return StatusFunctionError;
+    filter(*source, *target, sigmas.spatial, sigmas.range);
+    return target.release(result);
 }
 
 } // namespace
@@ -92,13 +93,16 @@ HostErrorCode edgePreservingFilter(LibraryData data, KImage image, const char* f
     if (!accepts(data, image, sigmas)) return StatusFunctionError;
     const int flag = valueOf(edgeFilters, filter, unknownFilter);
     if (flag == unknownFilter) return StatusFunctionError;
-    cv::Mat matrix;
-    if (!sourceOf(data, image, matrix)) return StatusFunctionError;
+    const ImageServices& images = *data->imageServices;
+    const BorrowedMat source(images, image, anyType);
+    if (!fits(source)) return StatusFunctionError;
+    ResultImage smoothed(images, source->size(), source->type());
+    if (!smoothed) return StatusFunctionError;
     if (flag == cv::NORMCONV_FILTER)
-        filterByNormalizedConvolution(matrix, matrix, sigmas.spatial, sigmas.range);
+        filterByNormalizedConvolution(*source, *smoothed, sigmas.spatial, sigmas.range);
     else
-        cv::edgePreservingFilter(matrix, matrix, flag, sigmas.spatial, sigmas.range);
-    return returnImage(*data->imageServices, matrix, result);
+        cv::edgePreservingFilter(*source, *smoothed, flag, sigmas.spatial, sigmas.range);
+    return smoothed.release(result);
 }
 
 /// Makes an image look painted: smooths it while it keeps its edges, and draws those dark.

@@ -1,10 +1,6 @@
 #pragma once
 
-#include "convert/sequences.h"
 #include "convert/tensors.h"
-#include "ops/photo/bounds.h"
-
-#include <opencv2/core.hpp>
 
 #include <algorithm>
 #include <optional>
@@ -43,15 +39,5 @@ public:
 private:
     std::optional<std::span<double>> values_;
 };
-
-/// The frames of a bracket as bytes. False also for frames without pixels and for frames beyond
-/// bounds::frameSamples, which OpenCV does not survive.
-inline bool bracketToMats(const ImageServices& images, KImage image, std::vector<cv::Mat>& frames,
-                          int requestedDepth = CV_8U)
-{
-    return imageSlicesToMats(images, image, frames, requestedDepth, everySlice) && !frames.empty()
-        && !frames.front().empty()
-        && bounds::frameFits(frames.front().rows, frames.front().cols, frames.front().channels());
-}
 
 } // namespace miravex

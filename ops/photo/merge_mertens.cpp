@@ -1,8 +1,8 @@
 #include "ops/photo/operations.h"
 
-#include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
-#include "ops/photo/exposures.h"
+#include "convert/borrowed_mat.h"
+#include "convert/result_image.h"
+#include "ops/photo/frames.h"
 
 #include <opencv2/photo.hpp>
 
@@ -25,11 +25,13 @@ HostErrorCode mergeMertens(LibraryData data, KImage image, KImage* result)
     constexpr float contrastWeight = 1, saturationWeight = 1, exposureWeight = 0;
     const cv::Ptr<cv::MergeMertens> merger =
         cv::createMergeMertens(contrastWeight, saturationWeight, exposureWeight);
-    std::vector<cv::Mat> frames;
-    if (!bracketToMats(images, image, frames, anyType)) return StatusFunctionError;
-    cv::Mat merged = resultMatrix();
-    merger->process(frames, merged);
-    return returnImage(images, merged, result, PixelTypeReal32);
+    const BorrowedSlices frames(images, image, anyType);
+    if (!framesFit(frames)) return StatusFunctionError;
+    const cv::Mat& first = frames->front();
+    ResultImage merged(images, first.size(), CV_MAKETYPE(CV_32F, first.channels()));
+    if (!merged) return StatusFunctionError;
+    merger->process(*frames, *merged);
+    return merged.release(result);
 }
 
 } // namespace miravex

@@ -1,9 +1,10 @@
 #include "ops/photo/operations.h"
 
+#include "convert/borrowed_mat.h"
 #include "convert/integers.h"
-#include "convert/sequences.h"
 #include "convert/tensors.h"
 #include "ops/photo/bounds.h"
+#include "ops/photo/frames.h"
 #include "ops/photo/option_names.h"
 
 #include <opencv2/superres/optical_flow.hpp>
@@ -106,12 +107,6 @@ HostErrorCode flowOfPairs(LibraryData data, const std::vector<cv::Mat>& frames,
     return StatusOk;
 }
 
-bool framesToMats(const ImageServices& images, KImage image, std::vector<cv::Mat>& frames)
-{
-    return imageSlicesToMats(images, image, frames, anyType, everySlice) && !frames.empty()
-        && !frames.front().empty() && bounds::frameFits(frames.front().rows, frames.front().cols, 1);
-}
-
 } // namespace
 
 /// Dense optical flow between consecutive frames by polynomial expansion: pairs x rows x columns x (u, v),
@@ -148,8 +143,8 @@ HostErrorCode opticalFlowFarneback(LibraryData data, KImage image, double pyrami
     cv::Mat flow;
     if (useInitialFlow && !readInitialFlow(data, initialFlow, input, flow)) return StatusFunctionError;
     const bool chained = useInitialFlow && flow.empty();
-    std::vector<cv::Mat> frames;
-    if (!framesToMats(images, image, frames)) return StatusFunctionError;
+    const BorrowedSlices frames(images, image, anyType);
+    if (!framesFit(frames)) return StatusFunctionError;
     if (useInitialFlow) flags += cv::OPTFLOW_USE_INITIAL_FLOW;
     const auto method = cv::superres::createOptFlow_Farneback();
     method->setPyrScale(pyramidScale);
@@ -163,7 +158,7 @@ HostErrorCode opticalFlowFarneback(LibraryData data, KImage image, double pyrami
         if (chained && pair == 1) method->setFlags(flags -= cv::OPTFLOW_USE_INITIAL_FLOW);
         if (chained && pair == 2) method->setFlags(flags += cv::OPTFLOW_USE_INITIAL_FLOW);
     };
-    return flowOfPairs(data, frames, *method, flow, replacement, false, chain, result);
+    return flowOfPairs(data, *frames, *method, flow, replacement, false, chain, result);
 }
 
 /// Dense optical flow between consecutive frames by total variation and the L1 norm: pairs x rows x columns x
@@ -193,8 +188,8 @@ HostErrorCode opticalFlowDualTvl1(LibraryData data, KImage image, double epsilon
     cv::Mat_<cv::Point2f> flow;
     if (useInitialFlow && !readInitialFlow(data, initialFlow, input, flow)) return StatusFunctionError;
     const bool chained = useInitialFlow && flow.empty();
-    std::vector<cv::Mat> frames;
-    if (!framesToMats(images, image, frames)) return StatusFunctionError;
+    const BorrowedSlices frames(images, image, anyType);
+    if (!framesFit(frames)) return StatusFunctionError;
     const auto method = cv::superres::createOptFlow_DualTVL1();
     method->setEpsilon(epsilon);
     method->setIterations(passes);
@@ -208,7 +203,7 @@ HostErrorCode opticalFlowDualTvl1(LibraryData data, KImage image, double epsilon
         if (chained && pair == 1) method->setUseInitialFlow(false);
         if (chained && pair == 2) method->setUseInitialFlow(true);
     };
-    return flowOfPairs(data, frames, *method, flow, replacement, true, chain, result);
+    return flowOfPairs(data, *frames, *method, flow, replacement, true, chain, result);
 }
 
 } // namespace miravex

@@ -1,9 +1,10 @@
 #include "ops/photo/operations.h"
 
-#include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
+#include "convert/borrowed_mat.h"
+#include "convert/result_image.h"
 #include "ops/photo/bounds.h"
 #include "ops/photo/exposures.h"
+#include "ops/photo/frames.h"
 
 #include <opencv2/photo.hpp>
 
@@ -41,14 +42,15 @@ HostErrorCode merge(LibraryData data, KImage image, KTensor exposures, KTensor r
     if (!bracket.positive()) return StatusFunctionError;
 
     const cv::Ptr<Merger> merger = create();
-    std::vector<cv::Mat> frames;
-    if (!bracketToMats(images, image, frames)) return StatusFunctionError;
-    cv::Mat merged = resultMatrix();
+    const BorrowedSlices frames(images, image, CV_8U);
+    if (!framesFit(frames)) return StatusFunctionError;
+    ResultImage merged(images, frames->front().size(), CV_32FC3);
+    if (!merged) return StatusFunctionError;
     if (curve->empty())
-        merger->process(frames, merged, bracket.times());
+        merger->process(*frames, *merged, bracket.times());
     else
-        merger->process(frames, merged, bracket.times(), responseOf(*curve));
-    return returnImage(images, merged, result);
+        merger->process(*frames, *merged, bracket.times(), responseOf(*curve));
+    return merged.release(result);
 }
 
 } // namespace

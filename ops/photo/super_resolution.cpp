@@ -2,8 +2,7 @@
 
 #include "convert/film.h"
 #include "convert/integers.h"
-#include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
+#include "convert/result_image.h"
 #include "ops/photo/bounds.h"
 #include "ops/photo/option_names.h"
 
@@ -87,11 +86,14 @@ HostErrorCode superResolution(LibraryData data, const char* path, const char* fl
     const cv::Ptr<DenseOpticalFlowExt> motion = createFlow(method);
     enlarger->setScale(factor);
     enlarger->setOpticalFlow(motion);
-    cv::Mat skipped, enlarged = resultMatrix();
+    cv::Mat skipped, enlarged;
     source->nextFrame(skipped);
     enlarger->setInput(source);
     enlarger->nextFrame(enlarged);
-    return returnImage(*data->imageServices, enlarged, result);
+    ResultImage image(*data->imageServices, enlarged.size(), enlarged.type());
+    if (!image) return StatusFunctionError;
+    *image = enlarged; // only the film knows how large it is
+    return image.release(result);
 }
 
 } // namespace miravex

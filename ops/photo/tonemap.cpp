@@ -1,8 +1,7 @@
 #include "ops/photo/operations.h"
 
-#include "convert/image_to_mat.h"
-#include "convert/mat_to_image.h"
-#include "convert/matrix_memory.h"
+#include "convert/borrowed_mat.h"
+#include "convert/result_image.h"
 #include "convert/tensors.h"
 #include "ops/photo/bounds.h"
 #include "ops/photo/compat.h"
@@ -27,27 +26,22 @@ std::vector<float> parametersOf(ToneMapping mapping, std::span<const double> giv
     return parameters;
 }
 
-/// False when a mapping would take OpenCV out of bounds; its own refusals are exceptions.
-bool map(ToneMapping mapping, const std::vector<float>& p, const cv::Mat& source, cv::Mat& mapped)
+void map(ToneMapping mapping, const std::vector<float>& p, const cv::Mat& source, cv::Mat& mapped)
 {
     switch (mapping) {
-    case ToneMapping::Basic: cv::createTonemap(p[0])->process(source, mapped); return true;
-    case ToneMapping::Durand:
-        if (!bounds::toneFilterEnds(source.rows, source.cols, p[4])) return false;
-        tonemapDurand(source, mapped, { p[0], p[1], p[2], p[3], p[4] });
-        return true;
+    case ToneMapping::Basic: cv::createTonemap(p[0])->process(source, mapped); return;
+    case ToneMapping::Durand: tonemapDurand(source, mapped, { p[0], p[1], p[2], p[3], p[4] }); return;
     case ToneMapping::Drago:
         compat::tonemapByLuminance(*cv::createTonemapDrago(p[0], p[1], p[2]), p[1], source, mapped);
-        return true;
+        return;
     case ToneMapping::Reinhard:
         compat::tonemapByRange(*cv::createTonemapReinhard(p[0], p[1], p[2], p[3]), source, mapped);
-        return true;
+        return;
     case ToneMapping::Mantiuk:
         compat::tonemapByLuminance(*cv::createTonemapMantiuk(p[0], p[1], p[2]), p[2], source, mapped);
-        return true;
-    case ToneMapping::None: break;
+        return;
+    case ToneMapping::None: return;
     }
-    return false;
 }
 
 } // namespace
@@ -73,11 +67,16 @@ HostErrorCode tonemap(LibraryData data, KImage image, const char* method, KTenso
         && (given->size() != toneDefaults(mapping).size() || !acceptsToneParameters(mapping, *given)))
         return StatusFunctionError;
 
-    cv::Mat source, mapped = resultMatrix();
-    if (!imageToMat(images, image, source, anyType) || source.dims != 2) return StatusFunctionError;
-    if (!bounds::frameFits(source.rows, source.cols, source.channels())) return StatusFunctionError;
-    if (!map(mapping, parametersOf(mapping, *given), source, mapped)) return StatusFunctionError;
-    return returnImage(images, mapped, result);
+    const BorrowedMat source(images, image, anyType);
+    if (!source || source->dims != 2) return StatusFunctionError;
+    if (!bounds::frameFits(source->rows, source->cols, source->channels())) return StatusFunctionError;
+    const std::vector<float> numbers = parametersOf(mapping, *given);
+    if (mapping == ToneMapping::Durand && !bounds::toneFilterEnds(source->rows, source->cols, numbers[4]))
+        return StatusFunctionError;
+    ResultImage mapped(images, source->size(), source->type());
+    if (!mapped) return StatusFunctionError;
+    map(mapping, numbers, *source, *mapped);
+    return mapped.release(result);
 }
 
 } // namespace miravex

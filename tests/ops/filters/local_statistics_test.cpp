@@ -20,9 +20,8 @@ cv::Mat bytesAsReals(int rows, int columns, uint64_t seed)
 ::testing::AssertionResult sameBothWays(const cv::Mat& picture, const LocalWindow& window, double meanWeight,
                                         double deviationWeight)
 {
-    cv::Mat byBlurs = picture.clone(), bySums = picture.clone();
-    subtractByBlurs(byBlurs, window, meanWeight, deviationWeight);
-    subtractByRunningSums(bySums, window, meanWeight, deviationWeight);
+    cv::Mat byBlurs = differencesByBlurs(picture, window, meanWeight, deviationWeight);
+    cv::Mat bySums = differencesByRunningSums(picture, window, meanWeight, deviationWeight);
     // A negative square root is NaN either way; its sign bit means nothing.
     for (int y = 0; y < picture.rows; ++y) {
         for (int x = 0; x < picture.cols; ++x) {
@@ -57,9 +56,11 @@ TEST(LocalStatistics, LeaveOutAndKeepTermsByTheirWeights)
     const cv::Mat picture = bytesAsReals(23, 31, 5);
     for (const int border : borders)
         for (const double meanWeight : { 0.0, 1.0, -1.0, 0.37 })
-            for (const double deviationWeight : { 0.0, 1.0, -1.0, 2.5 })
+            for (const double deviationWeight : { 0.0, 1.0, -1.0, 2.5 }) {
+                if (meanWeight == 0 && deviationWeight == 0) continue;
                 EXPECT_TRUE(sameBothWays(picture, { 4, border, 1.0 }, meanWeight, deviationWeight))
                     << "border " << border << ", weights " << meanWeight << ", " << deviationWeight;
+            }
 }
 
 TEST(LocalStatistics, AgreeOnFlatPicturesAndPhotos) // where sums that round decide the sign

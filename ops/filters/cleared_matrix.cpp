@@ -1,7 +1,6 @@
-#include "convert/matrix_memory.h"
+#include "ops/filters/cleared_matrix.h"
 
-#include "convert/large_pages.h"
-#include "convert/opencv_compat.h"
+#include "ops/filters/compat.h"
 
 #include <cstring>
 
@@ -9,21 +8,15 @@ namespace miravex {
 
 namespace {
 
-/// OpenCV's own allocator, and advice on what it gives. It stays the owner: matrices are freed without us.
-class LargePageAllocator final : public cv::MatAllocator {
+/// OpenCV's own allocator, whose memory is cleared. It stays the owner: matrices are freed without us.
+class ClearingAllocator final : public cv::MatAllocator {
 public:
-    explicit LargePageAllocator(bool clears)
-        : clears_(clears)
-    {
-    }
     cv::UMatData* allocate(int dimensions, const int* sizes, int type, void* data, std::size_t* steps,
                            compat::AccessFlags access, cv::UMatUsageFlags usage) const override
     {
         cv::UMatData* memory =
             cv::Mat::getStdAllocator()->allocate(dimensions, sizes, type, data, steps, access, usage);
-        if (data) return memory;
-        adviseLargePages(memory->data, memory->size);
-        if (clears_) std::memset(memory->data, 0, memory->size);
+        if (!data) std::memset(memory->data, 0, memory->size);
         return memory;
     }
     bool allocate(cv::UMatData* memory, compat::AccessFlags access, cv::UMatUsageFlags usage) const override
@@ -31,29 +24,13 @@ public:
         return cv::Mat::getStdAllocator()->allocate(memory, access, usage);
     }
     void deallocate(cv::UMatData* memory) const override { cv::Mat::getStdAllocator()->deallocate(memory); }
-
-private:
-    bool clears_;
 };
 
 } // namespace
 
-void useLargePages(cv::Mat& matrix)
+cv::Mat clearedMatrix()
 {
-    static LargePageAllocator allocator(false);
-    matrix.allocator = &allocator;
-}
-
-cv::Mat resultMatrix()
-{
-    cv::Mat matrix;
-    useLargePages(matrix);
-    return matrix;
-}
-
-cv::Mat clearedResultMatrix()
-{
-    static LargePageAllocator allocator(true);
+    static ClearingAllocator allocator;
     cv::Mat matrix;
     matrix.allocator = &allocator;
     return matrix;
