@@ -13,16 +13,17 @@
 
 namespace miravex::bench {
 
-// Each operation through the library against the same calls of OpenCV on matrices that are there already: the
-// library's share is the block copies between images and matrices.
+// Each operation through the library against the same calls of OpenCV on matrices that are there already.
 
 namespace {
 
 struct Size {
     const char* name;
     int rows, columns;
+    Goal goal;
 };
-constexpr Size sizes[] = { { "1 megapixel", 1000, 1000 }, { "12 megapixels", 3000, 4000 } };
+constexpr Size sizes[] = { { "1 megapixel", 1000, 1000, wrapperGoal },
+                           { "12 megapixels", 3000, 4000, largeWrapperGoal } };
 
 std::string named(const char* operation, const Size& size)
 {
@@ -65,12 +66,7 @@ void neighbourhoods(const Size& size)
         operation(
             "ImageConvolve",
             { imageOfMatrix(reals), realList(blurTaps()), realList(blurTaps()), std::string("Reflected") }),
-        [reals] {
-            cv::Mat out;
-            cv::sepFilter2D(reals, out, -1, blurTaps(), blurTaps());
-            keep(out.data);
-        },
-        wrapperGoal);
+        [reals](cv::Mat& out) { cv::sepFilter2D(reals, out, -1, blurTaps(), blurTaps()); }, size.goal);
 
     const cv::Mat kernel = noise(31, 31, CV_8U);
     ratio(
@@ -78,33 +74,45 @@ void neighbourhoods(const Size& size)
         operation("ImageCorrelate",
                   { imageOfMatrix(gray), imageOfMatrix(kernel), std::string("CorrelationDistance"),
                     std::string("Fixed"), 0.0 }),
-        [gray, kernel] {
-            cv::Mat out;
-            cv::copyMakeBorder(gray, out, 15, 15, 15, 15, cv::BORDER_REPLICATE);
-            cv::matchTemplate(out, kernel, out, cv::TM_CCOEFF_NORMED);
+        [gray, kernel](cv::Mat& out) {
+            cv::Mat padded;
+            cv::copyMakeBorder(gray, padded, 15, 15, 15, 15, cv::BORDER_REPLICATE);
+            cv::matchTemplate(padded, kernel, out, cv::TM_CCOEFF_NORMED);
             cv::subtract(cv::Mat::ones(out.size(), out.type()), out, out);
-            keep(out.data);
         },
-        wrapperGoal);
+        size.goal);
 
     ratio(
         named("dilation, radius 5", size), operation("Dilation", { imageOfMatrix(colors), int64_t { 5 } }),
-        [colors] {
-            cv::Mat out;
+        [colors](cv::Mat& out) {
             cv::dilate(colors, out, cv::getStructuringElement(cv::MORPH_RECT, cv::Size(11, 11)));
-            keep(out.data);
         },
-        wrapperGoal);
+        size.goal);
 
-    ratio(named("image-pad, 100 pixels", size),
-          operation("ImagePad",
-                    { imageOfMatrix(colors), int64_t { 100 }, int64_t { 100 }, int64_t { 100 },
-                      int64_t { 100 }, std::string("Reflected"), emptyList() }),
-          [colors] {
-              cv::Mat out;
-              cv::copyMakeBorder(colors, out, 100, 100, 100, 100, cv::BORDER_REFLECT_101);
-              keep(out.data);
-          });
+    ratio(
+        named("image-pad, 100 pixels", size),
+        operation("ImagePad",
+                  { imageOfMatrix(colors), int64_t { 100 }, int64_t { 100 }, int64_t { 100 }, int64_t { 100 },
+                    std::string("Reflected"), emptyList() }),
+        [colors](cv::Mat& out) {
+            cv::copyMakeBorder(colors, out, 100, 100, 100, 100, cv::BORDER_REFLECT_101);
+        },
+        size.goal);
+
+    for (const int64_t radius : { 1, 5 })
+        ratio(
+            fmt::format("median-filter, radius {}, {}", radius, size.name),
+            operation("MedianFilter", { imageOfMatrix(gray), radius }),
+            [gray, radius](cv::Mat& out) { cv::medianBlur(gray, out, static_cast<int>(2 * radius + 1)); },
+            size.goal);
+    const int64_t width = size.columns, height = size.rows;
+    ratio(
+        named("pyr-down", size),
+        operation("PyrDown", { imageOfMatrix(colors), std::string("Reflected"), width / 2, height / 2 }),
+        [colors](cv::Mat& out) { cv::pyrDown(colors, out); }, size.goal);
+    ratio(
+        named("pyr-up", size), operation("PyrUp", { imageOfMatrix(colors), width * 2, height * 2 }),
+        [colors](cv::Mat& out) { cv::pyrUp(colors, out); }, size.goal);
 }
 
 void colors(const Size& size)
@@ -114,28 +122,22 @@ void colors(const Size& size)
     ratio(
         named("image-demosaic", size),
         operation("imageDemosaic", { imageOfMatrix(gray), std::string("RGGB") }),
-        [gray] {
-            cv::Mat out;
-            cv::cvtColor(gray, out, cv::COLOR_BayerBG2RGB);
-            keep(out.data);
-        },
-        wrapperGoal);
+        [gray](cv::Mat& out) { cv::cvtColor(gray, out, cv::COLOR_BayerBG2RGB); }, size.goal);
     for (const char* name : { "Decolor", "Color_Boost" })
         ratio(
             named(name, size), operation(name, { imageOfMatrix(colors) }),
-            [colors] {
-                cv::Mat first, second;
-                cv::decolor(colors, first, second);
-                keep(second.data);
+            [colors, boost = std::string_view(name) == "Color_Boost"](cv::Mat& out) {
+                cv::Mat other;
+                cv::decolor(colors, boost ? other : out, boost ? out : other);
             },
-            wrapperGoal);
+            size.goal);
 
     const cv::Mat a = noise(size.rows, size.columns, CV_32F, 1),
                   b = noise(size.rows, size.columns, CV_32F, 2);
     ratio(
         named("phase-correlate", size),
         operation("PhaseCorrelate", { imageOfMatrix(a), imageOfMatrix(b), emptyList() }),
-        [a, b] { keep(cv::phaseCorrelate(a, b)); }, wrapperGoal);
+        [a, b] { keep(cv::phaseCorrelate(a, b)); }, size.goal);
 }
 
 void geometry(const Size& size)
@@ -153,13 +155,11 @@ void geometry(const Size& size)
                       { image, homography(), std::string("Linear"), std::string("Constant"),
                         realList({ 0, 0, 0 }) })();
         },
-        [colors, rewritten] {
-            cv::Mat out;
+        [colors, rewritten](cv::Mat& out) {
             cv::warpPerspective(colors, out, rewritten, colors.size());
             cv::flip(out, out, 0);
-            keep(out.data);
         },
-        wrapperGoal);
+        size.goal);
 
     const auto [x, y] = ripples(size.rows, size.columns);
     ratio(
@@ -174,21 +174,19 @@ void geometry(const Size& size)
             cv::remap(colors, out, mapX, mapY, cv::INTER_LINEAR);
             keep(out.data);
         },
-        wrapperGoal);
+        size.goal);
 
     const double magnitude = 0.14 * size.columns;
     ratio(
         named("log-polar-cv", size),
         operation("LogPolarCV",
                   { imageOfMatrix(colors), emptyList(), magnitude, std::string("Linear"), true, false }),
-        [colors, magnitude] {
-            cv::Mat out;
+        [colors, magnitude](cv::Mat& out) {
             const cv::Point2f centre(static_cast<float>(colors.cols) / 2,
                                      static_cast<float>(colors.rows) / 2);
             cv::logPolar(colors, out, centre, magnitude, cv::INTER_LINEAR + cv::WARP_FILL_OUTLIERS);
-            keep(out.data);
         },
-        wrapperGoal);
+        size.goal);
 }
 
 /// The whole operation, tables included, against cv::remap alone with tables that are there already.
@@ -217,10 +215,8 @@ void logPolarTables(const Size& size)
                   operation("LogPolarRemap",
                             { imageOfMatrix(picture), emptyList(), magnitude, std::string("Linear"),
                               std::string("Constant"), realList({ 0, 0, 0 }), inverse }),
-                  [picture, mapX, mapY] {
-                      cv::Mat out;
+                  [picture, mapX, mapY](cv::Mat& out) {
                       cv::remap(picture, out, mapX, mapY, cv::INTER_LINEAR);
-                      keep(out.data);
                   },
                   { .most = inverse ? 2.0 : 1.1, .threads = 1 });
         }
@@ -268,8 +264,8 @@ void binarization(const Size& size)
                   { image, int64_t { radius }, realList({ 0.9, 0.2, 0.0 }), std::string("Reflected"), 0.0 }),
               [image, window, rows = size.rows, columns = size.columns] {
                   const ImagePointer real = convertImage(*image, PixelTypeReal, false);
-                  cv::Mat picture(rows, columns, CV_64F, real->block.data());
-                  subtractByBlurs(picture, window, 0.9, 0.2);
+                  const cv::Mat picture = differencesByBlurs(
+                      cv::Mat(rows, columns, CV_64F, real->block.data()), window, 0.9, 0.2);
                   const ImagePointer bits =
                       makeImage({ .rows = rows, .columns = columns }, PixelTypeBit, ColorSpaceUnspecified);
                   auto* bit = bits->as<std::uint8_t>();

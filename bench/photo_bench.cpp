@@ -46,12 +46,7 @@ void mapping(const std::string& method, const cv::Ptr<cv::Tonemap>& direct)
     ratio(
         "tonemap " + method + ", 0.8 megapixel",
         operation("Tonemap", { imageOfMatrix(picture), method, emptyList() }),
-        [=] {
-            cv::Mat out;
-            direct->process(picture, out);
-            keep(out.data);
-        },
-        wrapperGoal);
+        [=](cv::Mat& out) { direct->process(picture, out); }, wrapperGoal);
 }
 
 } // namespace
@@ -64,23 +59,13 @@ MIRAVEX_BENCH(denoising)
         "fast-nl-means-denoising-colored, 0.12 megapixel",
         operation("FastNlMeansDenoisingColored",
                   { imageOfMatrix(picture), 10.0, 10.0, int64_t { 7 }, int64_t { 21 } }),
-        [=] {
-            cv::Mat out;
-            cv::fastNlMeansDenoisingColored(picture, out, 10, 10, 7, 21);
-            keep(out.data);
-        },
-        wrapperGoal);
+        [=](cv::Mat& out) { cv::fastNlMeansDenoisingColored(picture, out, 10, 10, 7, 21); }, wrapperGoal);
     ratio(
         "fast-nl-means-denoising-multi, 0.06 megapixel x 3",
         operation(
             "FastNlMeansDenoisingMulti",
             { imageOfFrames(sequence), int64_t { 2 }, int64_t { 3 }, 10.0, int64_t { 7 }, int64_t { 21 } }),
-        [=] {
-            cv::Mat out;
-            cv::fastNlMeansDenoisingMulti(sequence, out, 1, 3, 10, 7, 21);
-            keep(out.data);
-        },
-        wrapperGoal);
+        [=](cv::Mat& out) { cv::fastNlMeansDenoisingMulti(sequence, out, 1, 3, 10, 7, 21); }, wrapperGoal);
 }
 
 MIRAVEX_BENCH(detail)
@@ -88,30 +73,16 @@ MIRAVEX_BENCH(detail)
     const cv::Mat picture = smooth(800, 1000, CV_8UC3);
     ratio(
         "detail-enhance, 0.8 megapixel", operation("DetailEnhance", { imageOfMatrix(picture), 10.0, 0.15 }),
-        [=] {
-            cv::Mat out;
-            cv::detailEnhance(picture, out, 10, 0.15F);
-            keep(out.data);
-        },
-        wrapperGoal);
+        [=](cv::Mat& out) { cv::detailEnhance(picture, out, 10, 0.15F); }, wrapperGoal);
     ratio(
         "edge-preserving-filter, 0.8 megapixel",
         operation("EdgePreservingFilter",
                   { imageOfMatrix(picture), std::string("RECURS_FILTER"), 60.0, 0.4 }),
-        [=] {
-            cv::Mat out = picture.clone();
-            cv::edgePreservingFilter(out, out, cv::RECURS_FILTER, 60, 0.4F);
-            keep(out.data);
-        },
+        [=](cv::Mat& out) { cv::edgePreservingFilter(picture, out, cv::RECURS_FILTER, 60, 0.4F); },
         wrapperGoal);
     ratio(
         "stylization, 0.8 megapixel", operation("Stylization", { imageOfMatrix(picture), 60.0, 0.45 }),
-        [=] {
-            cv::Mat out;
-            cv::stylization(picture, out, 60, 0.45F);
-            keep(out.data);
-        },
-        wrapperGoal);
+        [=](cv::Mat& out) { cv::stylization(picture, out, 60, 0.45F); }, wrapperGoal);
 }
 
 MIRAVEX_BENCH(exposure)
@@ -128,38 +99,18 @@ MIRAVEX_BENCH(exposure)
         wrapperGoal);
     ratio(
         "merge-debevec, 0.5 megapixel x 4", operation("MergeDebevec", { image, exposures(4), emptyList() }),
-        [=] {
-            cv::Mat out;
-            cv::createMergeDebevec()->process(bracket, out, times(4));
-            keep(out.data);
-        },
-        wrapperGoal);
+        [=](cv::Mat& out) { cv::createMergeDebevec()->process(bracket, out, times(4)); }, wrapperGoal);
     ratio(
         "merge-robertson, 0.5 megapixel x 4",
         operation("MergeRobertson", { image, exposures(4), emptyList() }),
-        [=] {
-            cv::Mat out;
-            cv::createMergeRobertson()->process(bracket, out, times(4));
-            keep(out.data);
-        },
-        wrapperGoal);
+        [=](cv::Mat& out) { cv::createMergeRobertson()->process(bracket, out, times(4)); }, wrapperGoal);
     ratio(
         "merge-mertens, 0.5 megapixel x 4", operation("MergeMertens", { image }),
-        [=] {
-            std::vector<cv::Mat> copies = bracket;
-            cv::Mat out;
-            cv::createMergeMertens(1, 1, 0)->process(copies, out);
-            keep(out.data);
-        },
-        wrapperGoal);
+        [=](cv::Mat& out) { cv::createMergeMertens(1, 1, 0)->process(bracket, out); }, wrapperGoal);
     ratio(
         "calibrate-robertson, 0.5 megapixel x 4, 2 iterations",
         operation("CalibrateRobertson", { image, exposures(4), int64_t { 2 }, 0.0 }),
-        [=] {
-            cv::Mat out;
-            cv::createCalibrateRobertson(2, 0)->process(bracket, out, times(4));
-            keep(out.data);
-        },
+        [=](cv::Mat& out) { cv::createCalibrateRobertson(2, 0)->process(bracket, out, times(4)); },
         wrapperGoal);
 }
 

@@ -6,6 +6,7 @@
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 #include <opencv2/imgproc.hpp>
+#include <sys/prctl.h>
 
 #include <algorithm>
 #include <chrono>
@@ -73,29 +74,35 @@ private:
     int before_;
 };
 
-void measureRatio(benchmark::State& state, const Work& subject, const Work& baseline, const Goal& goal)
+void measureRatio(benchmark::State& state, const std::vector<Work>& works, const Goal& goal)
 {
     const Threads threads(goal.threads);
-    const int64_t repetitions = std::max(repetitionsFor(subject), repetitionsFor(baseline));
-    const double count = static_cast<double>(repetitions);
-    std::vector<double> ratios, subjectSeconds, baselineSeconds;
+    int64_t repetitions = 1;
+    for (const Work& work : works) repetitions = std::max(repetitions, repetitionsFor(work));
+    std::vector<std::vector<double>> seconds(works.size()), ratios(works.size());
     for (auto _ : state) {
-        sample([&](bool subjectFirst) {
-            double ours = subjectFirst ? secondsOf(subject, repetitions) : 0;
-            const double theirs = secondsOf(baseline, repetitions);
-            if (!subjectFirst) ours = secondsOf(subject, repetitions);
-            ratios.push_back(ours / theirs);
-            subjectSeconds.push_back(ours / count);
-            baselineSeconds.push_back(theirs / count);
+        sample([&](bool forward) {
+            std::vector<double> round(works.size());
+            for (std::size_t i = 0; i < works.size(); ++i) {
+                const std::size_t turn = forward ? i : works.size() - 1 - i;
+                round[turn] = secondsOf(works[turn], repetitions);
+            }
+            for (std::size_t i = 0; i < works.size(); ++i) {
+                seconds[i].push_back(round[i] / static_cast<double>(repetitions));
+                ratios[i].push_back(round.front() / round[i]);
+            }
         });
-        state.SetIterationTime(median(subjectSeconds));
+        state.SetIterationTime(median(seconds.front()));
     }
-    state.counters["ratio"] = median(ratios);
-    state.counters["baseline_ms"] = median(baselineSeconds) * 1e3;
-    state.counters["pairs"] = static_cast<double>(ratios.size());
+    const double baseline = median(seconds[1]) * 1e3;
+    state.counters["ratio"] = median(ratios[1]);
+    state.counters["baseline_ms"] = baseline;
+    state.counters["rounds"] = static_cast<double>(ratios[1].size());
+    if (works.size() > 2) state.counters["floor"] = median(ratios[2]);
     if (!goal.most) return;
-    const bool counts = median(baselineSeconds) * 1e3 >= goal.fromMilliseconds;
+    const bool counts = baseline >= goal.fromMilliseconds;
     state.counters[counts ? "target" : "below_ms"] = counts ? *goal.most : goal.fromMilliseconds;
+    if (works.size() > 2 && counts) state.counters["floor_target"] = mostOverFloor;
 }
 
 void measureDuration(benchmark::State& state, const Work& subject, std::optional<double> target)
@@ -114,13 +121,37 @@ void measureDuration(benchmark::State& state, const Work& subject, std::optional
 
 } // namespace
 
-void ratio(std::string name, Work subject, Work baseline, Goal goal)
+namespace {
+
+void registerRatio(const std::string& name, const std::vector<Work>& works, const Goal& goal)
 {
-    benchmark::RegisterBenchmark(
-        name.c_str(), [=](benchmark::State& state) { measureRatio(state, subject, baseline, goal); })
+    benchmark::RegisterBenchmark(name.c_str(),
+                                 [=](benchmark::State& state) { measureRatio(state, works, goal); })
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond)
         ->Iterations(1);
+}
+
+} // namespace
+
+void ratio(std::string name, Work subject, Work baseline, Goal goal)
+{
+    registerRatio(name, { std::move(subject), std::move(baseline) }, goal);
+}
+
+void ratio(std::string name, Work subject, Calls calls, Goal goal)
+{
+    const Work plain = [calls] {
+        cv::Mat out;
+        calls(out);
+        keep(out.data);
+    };
+    // Made by the first round, which warms up.
+    const Work floor = [calls, out = std::make_shared<cv::Mat>()] {
+        calls(*out);
+        keep(out->data);
+    };
+    registerRatio(name, { std::move(subject), plain, floor }, goal);
 }
 
 void duration(std::string name, Work subject, std::optional<double> targetNanoseconds)
@@ -174,8 +205,14 @@ Registration::Registration(void (*registerAll)()) { registerAll(); }
 
 } // namespace miravex::bench
 
+/// `--plain-malloc` measures as on a host that takes its memory from malloc and asks for no large pages.
 int main(int argc, char** argv)
 {
+    if (argc > 1 && std::string_view(argv[1]) == "--plain-malloc") {
+        prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
+        std::rotate(argv + 1, argv + 2, argv + argc);
+        --argc;
+    }
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();

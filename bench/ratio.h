@@ -20,11 +20,15 @@
 ///         const cv::Mat picture = noise(1000, 1000, CV_8UC3);
 ///         ratio("median-filter, 1 megapixel",
 ///               operation("MedianFilter", { imageOfMatrix(picture), int64_t { 3 } }),
-///               [=] { cv::Mat out; cv::medianBlur(picture, out, 7); });
+///               [=](cv::Mat& out) { cv::medianBlur(picture, out, 7); });
 ///     }
 namespace miravex::bench {
 
 using Work = std::function<void()>;
+
+/// The same calls of OpenCV made directly, with the matrix that takes their result: an empty one for the
+/// plain calls, or one that is there already, which is the floor: no call can do with less.
+using Calls = std::function<void(cv::Mat& out)>;
 
 /// What a ratio is held to.
 struct Goal {
@@ -33,13 +37,19 @@ struct Goal {
     int threads = 0; ///< of OpenCV, while the two are measured; 0: as many as it likes
 };
 
-/// Of an operation against the same calls of OpenCV made directly. Quick calls cost as much as the block
-/// copies between images and matrices do, and are held to nothing.
-inline constexpr Goal wrapperGoal { .most = 1.05, .fromMilliseconds = 5 };
+/// Of an operation against the same calls of OpenCV made directly. Quicker calls are held to nothing.
+inline constexpr Goal wrapperGoal { .most = 1.05, .fromMilliseconds = 0.2 };
+inline constexpr Goal largeWrapperGoal { .most = 1.0, .fromMilliseconds = 0.2 };
 
-/// Registers the measurement of `subject` against `baseline`. Both run alternately, the first of a pair
-/// changing places; the ratio is the median over the pairs.
+/// Of an operation against the floor, wherever it is held to something against the plain calls.
+inline constexpr double mostOverFloor = 1.10;
+
+/// Registers the measurement of `subject` against `baseline`. Both run by turns, in changing order; the ratio
+/// is the median over the rounds.
 void ratio(std::string name, Work subject, Work baseline, Goal goal = {});
+
+/// The same against the plain calls and against the floor.
+void ratio(std::string name, Work subject, Calls calls, Goal goal = {});
 
 /// Registers the time of one piece of work alone, in nanoseconds; the target is the longest that is wanted.
 void duration(std::string name, Work subject, std::optional<double> targetNanoseconds = {});

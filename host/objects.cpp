@@ -1,10 +1,7 @@
 #include "host/objects.h"
 
-#include "host/large_pages.h"
-
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <functional>
 #include <limits>
 #include <new>
@@ -118,16 +115,14 @@ TensorPointer makeTensor(int64_t type, std::vector<int64_t> dimensions)
 
 } // namespace
 
-Block Block::zeroed(std::size_t bytes)
+Block Block::guarded(std::size_t bytes, Start start)
 {
-    auto* memory = static_cast<std::byte*>(std::calloc(bytes + 2 * guardBytes, 1));
-    if (!memory) throw std::bad_alloc();
-    adviseLargePages(memory, bytes + 2 * guardBytes);
-    std::fill_n(memory, guardBytes, guardPattern);
-    std::fill_n(memory + guardBytes + bytes, guardBytes, guardPattern);
+    const std::shared_ptr<std::byte> memory = takeMemory(bytes + 2 * guardBytes, start);
+    std::fill_n(memory.get(), guardBytes, guardPattern);
+    std::fill_n(memory.get() + guardBytes + bytes, guardBytes, guardPattern);
     Block block;
-    block.owner_ = std::shared_ptr<const void>(memory, [](std::byte* start) { std::free(start); });
-    block.data_ = memory + guardBytes;
+    block.owner_ = memory;
+    block.data_ = memory.get() + guardBytes;
     block.size_ = bytes;
     block.guarded_ = true;
     return block;
@@ -162,10 +157,11 @@ std::size_t bytesPerSample(PixelType type) noexcept
     }
 }
 
-ImagePointer makeImage(ImageShape shape, PixelType pixelType, ColorSpace colorSpace, bool interleaved)
+ImagePointer makeImage(ImageShape shape, PixelType pixelType, ColorSpace colorSpace, bool interleaved,
+                       Start start)
 {
     auto image = std::make_shared<Image>();
-    image->block = Block::zeroed(imageBytes(shape, pixelType));
+    image->block = Block::guarded(imageBytes(shape, pixelType), start);
     image->shape = shape;
     image->pixelType = pixelType;
     image->colorSpace = colorSpace;
@@ -187,7 +183,8 @@ ImagePointer wrapImage(ImageShape shape, PixelType pixelType, ColorSpace colorSp
 
 ImagePointer convertImage(const Image& image, PixelType pixelType, bool interleaved)
 {
-    ImagePointer converted = makeImage(image.shape, pixelType, image.colorSpace, interleaved);
+    ImagePointer converted =
+        makeImage(image.shape, pixelType, image.colorSpace, interleaved, Start::AsItComes);
     switch (image.pixelType) {
     case PixelTypeBit:
     case PixelTypeByte: convertFrom<std::uint8_t>(image, *converted); break;

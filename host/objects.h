@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/memory.h"
 #include "miravex/host_interface.h"
 
 #include <cstddef>
@@ -13,11 +14,12 @@
 /// The objects of the embedded host: what the library's handles point to.
 namespace miravex {
 
-/// Zeroed memory between two guards, or memory that someone else owns.
+/// Memory between two guards, or memory that someone else owns.
 class Block {
 public:
     /// Throws std::bad_alloc when there is no room.
-    static Block zeroed(std::size_t bytes);
+    static Block guarded(std::size_t bytes, Start start);
+    static Block zeroed(std::size_t bytes) { return guarded(bytes, Start::Cleared); }
     /// `owner` keeps the memory alive; the block never frees it itself.
     static Block wrapping(void* data, std::size_t bytes, std::shared_ptr<const void> owner);
 
@@ -111,9 +113,10 @@ using ArrayPointer = std::shared_ptr<Array>;
 using Value = std::variant<std::monostate, int64_t, double, bool, std::string, ImagePointer, TensorPointer,
                            ArrayPointer>;
 
-/// A zeroed image. Throws std::invalid_argument for negative sizes, fewer than one channel or an unknown
-/// pixel type, std::bad_alloc when there is no room.
-ImagePointer makeImage(ImageShape shape, PixelType pixelType, ColorSpace colorSpace, bool interleaved);
+/// An image, zeroed unless told otherwise. Throws std::invalid_argument for negative sizes, fewer than one
+/// channel or an unknown pixel type, std::bad_alloc when there is no room.
+ImagePointer makeImage(ImageShape shape, PixelType pixelType, ColorSpace colorSpace, bool interleaved,
+                       Start start = Start::Cleared);
 inline ImagePointer makeImage(ImageShape shape, PixelType pixelType, ColorSpace colorSpace)
 {
     return makeImage(shape, pixelType, colorSpace, shape.channels > 1);

@@ -74,7 +74,7 @@ int imageNew3D(int64_t slices, int64_t width, int64_t height, int64_t channels, 
 {
     return create(out, [&] {
         return makeImage({ .rows = height, .columns = width, .channels = channels, .slices = slices },
-                         pixelType, colorSpace, interleaved != 0);
+                         pixelType, colorSpace, interleaved != 0, Start::AsItComes);
     });
 }
 

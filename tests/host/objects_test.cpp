@@ -131,6 +131,27 @@ TEST(Blocks, StartZeroedAndNoticeWritesAroundThem)
     }
 }
 
+TEST(Blocks, OfLargeMemoryThatIsUsedAgainStartZeroedToo)
+{
+    constexpr std::size_t large = std::size_t { 5 } << 20U;
+    const auto soil = [](std::size_t bytes) {
+        const Block block = Block::guarded(bytes, Start::AsItComes);
+        std::fill_n(block.data(), bytes, std::byte { 7 });
+        return static_cast<const void*>(block.data());
+    };
+    const void* const first = soil(large);
+    for (const std::size_t bytes : { large, large - 1000 }) {
+        const Block block = Block::zeroed(bytes);
+        EXPECT_TRUE(block.intact());
+        EXPECT_TRUE(std::all_of(block.data(), block.data() + bytes,
+                                [](std::byte sample) { return sample == std::byte { 0 }; }));
+        EXPECT_TRUE(block.data() != first || soil(large) != first) << "two blocks in one place";
+    }
+    // More than is kept, and sizes that no kept block fits.
+    for (std::size_t bytes = large; bytes < 20 * large; bytes += large) soil(bytes);
+    EXPECT_TRUE(Block::zeroed(large / 2).intact());
+}
+
 TEST(Blocks, KeepTheOwnerOfWrappedMemoryAlive)
 {
     auto memory = std::make_shared<std::vector<float>>(6, 0.25F);
