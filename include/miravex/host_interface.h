@@ -92,8 +92,9 @@ typedef struct ImageServices {
     HostBoolean (*imageIsInterleaved)(KImage image);
     ColorSpace (*imageGetColorSpace)(KImage image);
 
-    /* The samples, valid as long as the image and written through when the library fills a new one. Each
-     * is asked only of an image of its pixel type; null means that the samples can't be had. */
+    /* The samples, valid as long as the image. Those of an input are read while the operation runs and never
+     * written; a new image's are written through, and start as the host likes. Each is asked only of an image
+     * of its pixel type; null means that the samples can't be had. */
     uint8_t* (*imageGetBitData)(KImage image);
     uint8_t* (*imageGetByteData)(KImage image);
     uint16_t* (*imageGetBit16Data)(KImage image);

@@ -4,6 +4,7 @@ outside is refused before the call, by name."""
 from __future__ import annotations
 
 import math
+from pathlib import Path
 from typing import Any
 
 import miravex
@@ -47,18 +48,26 @@ def parts(value: Any) -> list[np.ndarray]:
     return [np.asarray(value)]
 
 
+def on_read_only_pages(array: np.ndarray, file: Path) -> np.ndarray:
+    """The same array in memory that the process can't write: a map of a file."""
+    if array.nbytes == 0:
+        return array
+    file.write_bytes(array.tobytes())
+    return np.memmap(file, array.dtype, "r", shape=array.shape)
+
+
 @pytest.mark.parametrize("record", RECORDS, ids=name)
-def test_inputs_are_only_read(record: Any) -> None:
-    """Arrays that may not be written serve as well, and hold afterwards what they held."""
+def test_inputs_are_only_read(record: Any, tmp_path: Path) -> None:
+    """Arrays that can't be written serve as well, and hold afterwards what they held."""
     values = usual(record)
     destinations = [argument.name for argument in record.arguments if argument.kind == "array" and argument.rewritten]
     inputs = {key: value for key, value in values.items() if isinstance(value, np.ndarray) and key not in destinations}
     before = {key: value.copy() for key, value in inputs.items()}
-    for array in inputs.values():
-        array.flags.writeable = False
-    call(record, values)
     for key, array in inputs.items():
-        assert np.array_equal(array, before[key]), key
+        values[key] = on_read_only_pages(array, tmp_path / key)
+    call(record, values)
+    for key, array in before.items():
+        assert np.array_equal(values[key], array), key
 
 
 @pytest.mark.parametrize("record", RECORDS, ids=name)
