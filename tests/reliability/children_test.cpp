@@ -38,12 +38,16 @@ TEST(Children, TellWhoRefused)
 TEST(Children, NoticeThatMemoryRanOut)
 {
     if (!allocationsAreCounted) GTEST_SKIP() << "sanitizers have a malloc of their own";
-    // The host can't convert these to reals, OpenCV can't hold that result.
+    // The host can't convert these to reals, nor make room for that result; OpenCV needs many times its
+    // input.
     const Values large { imageOfZeros({ .rows = 46000, .columns = 46000 }, PixelTypeByte), int64_t { 1 },
                          realList({ 1, 0, 0 }), std::string("Fixed"), 0.0 };
     EXPECT_EXIT(exitAfter(Ending::Refused, "LocalAdaptiveBinarize", large), itFails, "lack of memory");
-    EXPECT_EXIT(exitAfter(Ending::RefusedByOpenCv, "ImagePad", paddedBy(30000)), itFails, "lack of memory");
-    EXPECT_EXIT(exitAfter(Ending::Refused, "ImagePad", paddedBy(30000)), itFails, "left it to OpenCV");
+    EXPECT_EXIT(exitAfter(Ending::Refused, "ImagePad", paddedBy(30000)), itFails, "lack of memory");
+    const Values photo =
+        arguments("Akaze", { { "image", imageOfZeros({ .rows = 12000, .columns = 12000 }, PixelTypeByte) } });
+    EXPECT_EXIT(exitAfter(Ending::RefusedByOpenCv, "Akaze", photo), itFails, "lack of memory");
+    EXPECT_EXIT(exitAfter(Ending::Refused, "Akaze", photo), itFails, "left it to OpenCV");
 }
 
 } // namespace miravex::test
