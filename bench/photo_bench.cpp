@@ -1,12 +1,15 @@
 #include "bench/ratio.h"
 
+#include <fmt/format.h>
 #include <opencv2/imgproc.hpp>
 #include <opencv2/photo.hpp>
 #include <opencv2/superres/optical_flow.hpp>
 #include <opencv2/video.hpp>
 
-/// The photo room's operations against the same OpenCV calls made directly. What the library adds is the
-/// copies in and out, so ratios near 1 are wanted wherever OpenCV has something to do.
+#include <tuple>
+
+/// The photo room's operations against the same OpenCV calls made directly. Where OpenCV does the work, what
+/// the library adds is the copies in and out, and ratios near 1 are wanted.
 namespace miravex::bench {
 
 namespace {
@@ -49,23 +52,73 @@ void mapping(const std::string& method, const cv::Ptr<cv::Tonemap>& direct)
         [=](cv::Mat& out) { direct->process(picture, out); }, wrapperGoal);
 }
 
+/// Our own non-local means against OpenCV's, with everyday windows: on one image, ...
+void denoisingOfOne(const std::string& megapixels, int rows, int columns, int threads)
+{
+    const cv::Mat gray = smooth(rows, columns, CV_8U), picture = smooth(rows, columns, CV_8UC3);
+    const Goal goal { .most = 1.0 / 4, .threads = threads };
+    const std::string with = fmt::format(", {} megapixel, threads: {}", megapixels, threads);
+    ratio(
+        "fast-nl-means-denoising" + with,
+        operation("FastNlMeansDenoising", { imageOfMatrix(gray), 10.0, int64_t { 7 }, int64_t { 21 } }),
+        [=] {
+            cv::Mat out;
+            cv::fastNlMeansDenoising(gray, out, 10, 7, 21);
+            keep(out.data);
+        },
+        goal);
+    ratio(
+        "fast-nl-means-denoising-colored" + with,
+        operation("FastNlMeansDenoisingColored",
+                  { imageOfMatrix(picture), 10.0, 10.0, int64_t { 7 }, int64_t { 21 } }),
+        [=] {
+            cv::Mat out;
+            cv::fastNlMeansDenoisingColored(picture, out, 10, 10, 7, 21);
+            keep(out.data);
+        },
+        goal);
+}
+
+/// ... and on the middle of three frames as well.
+void denoising(const std::string& megapixels, int rows, int columns, int threads)
+{
+    denoisingOfOne(megapixels, rows, columns, threads);
+    const std::vector<cv::Mat> gray = frames(3, rows, columns, CV_8U);
+    const std::vector<cv::Mat> colored = frames(3, rows, columns, CV_8UC3);
+    const Goal goal { .most = 1.0 / 3, .threads = threads };
+    const std::string with = fmt::format(", {} megapixel x 3, threads: {}", megapixels, threads);
+    ratio(
+        "fast-nl-means-denoising-multi" + with,
+        operation("FastNlMeansDenoisingMulti",
+                  { imageOfFrames(gray), int64_t { 2 }, int64_t { 3 }, 10.0, int64_t { 7 }, int64_t { 21 } }),
+        [=] {
+            cv::Mat out;
+            cv::fastNlMeansDenoisingMulti(gray, out, 1, 3, 10, 7, 21);
+            keep(out.data);
+        },
+        goal);
+    ratio(
+        "fast-nl-means-denoising-colored-multi" + with,
+        operation("FastNlMeansDenoisingColoredMulti",
+                  { imageOfFrames(colored), int64_t { 2 }, int64_t { 3 }, 10.0, 10.0, int64_t { 7 },
+                    int64_t { 21 } }),
+        [=] {
+            cv::Mat out;
+            cv::fastNlMeansDenoisingColoredMulti(colored, out, 1, 3, 10, 10, 7, 21);
+            keep(out.data);
+        },
+        goal);
+}
+
 } // namespace
 
 MIRAVEX_BENCH(denoising)
 {
-    const cv::Mat picture = smooth(300, 400, CV_8UC3);
-    const std::vector<cv::Mat> sequence = frames(3, 200, 300, CV_8U);
-    ratio(
-        "fast-nl-means-denoising-colored, 0.12 megapixel",
-        operation("FastNlMeansDenoisingColored",
-                  { imageOfMatrix(picture), 10.0, 10.0, int64_t { 7 }, int64_t { 21 } }),
-        [=](cv::Mat& out) { cv::fastNlMeansDenoisingColored(picture, out, 10, 10, 7, 21); }, wrapperGoal);
-    ratio(
-        "fast-nl-means-denoising-multi, 0.06 megapixel x 3",
-        operation(
-            "FastNlMeansDenoisingMulti",
-            { imageOfFrames(sequence), int64_t { 2 }, int64_t { 3 }, 10.0, int64_t { 7 }, int64_t { 21 } }),
-        [=](cv::Mat& out) { cv::fastNlMeansDenoisingMulti(sequence, out, 1, 3, 10, 7, 21); }, wrapperGoal);
+    for (const int threads : { 1, 2 }) {
+        for (const auto& [megapixels, rows, columns] : { std::tuple("0.12", 300, 400), { "1", 866, 1155 } })
+            denoising(megapixels, rows, columns, threads);
+    }
+    denoisingOfOne("4", 1732, 2309, 1);
 }
 
 MIRAVEX_BENCH(detail)

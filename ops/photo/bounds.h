@@ -20,22 +20,25 @@ constexpr bool frameFits(int64_t rows, int64_t columns, int64_t channels)
 
 // --- denoising ------------------------------------------------------------------------------------------
 
-/// Non-local means, side of the search window: OpenCV scales its weights so that a whole window of white fits
-/// 31 bits. Wider windows divide by zero; negative sides crash.
-inline constexpr int64_t denoisingSearch = 2901;
+/// Non-local means, pixels of all search windows together (temporal x search x search): weighted samples of
+/// 255 and half a weight, to round by, add up in 32 bits when each weighs 1 at most.
+inline constexpr int64_t denoisingWeights = 4294967295 / 256;
 
-/// Non-local means, weights of all search windows together (temporal x search x search): the same reason.
-inline constexpr int64_t denoisingWeights = 2147483647 / 255;
+/// True when the weights of the search windows of `temporal` frames add up within that.
+constexpr bool denoisingSearchFits(int64_t temporal, int64_t search)
+{
+    return product({ temporal, search, search }) <= denoisingWeights;
+}
 
-/// Non-local means, 32-bit counters that each worker thread keeps (temporal x search x search x columns):
-/// 1 GiB of them.
-inline constexpr int64_t denoisingScratch = int64_t { 1 } << 28;
+/// Widest search window of a single image.
+inline constexpr int64_t denoisingSearch = 4095;
+static_assert(denoisingSearchFits(1, denoisingSearch) && !denoisingSearchFits(1, denoisingSearch + 2));
 
-/// True when OpenCV can compare templates of `side` x `side` pixels over `channels` channels: it sums their
-/// squared differences in 31 bits and reads outside its table when they overflow.
+/// True when the squared differences of templates of `side` x `side` pixels over `channels` channels add up
+/// in 32 bits.
 constexpr bool denoisingTemplateFits(int64_t side, int64_t channels)
 {
-    return product({ side, side, 255, 255, channels }) <= 2147483647;
+    return product({ side, side, 255, 255, channels }) <= 4294967295;
 }
 
 /// Widest template, an odd side, over so many channels.
@@ -46,23 +49,24 @@ constexpr int64_t denoisingTemplate(int64_t channels)
     return side;
 }
 
-/// True when the weights of the search windows of `temporal` frames stay within OpenCV's arithmetic.
-constexpr bool denoisingSearchFits(int64_t temporal, int64_t search)
-{
-    return search <= denoisingSearch && product({ temporal, search, search }) <= denoisingWeights;
-}
-
-/// True when a worker thread's counters fit: a column of them for every column of the frame and the template.
-constexpr bool denoisingCountersFit(int64_t columns, int64_t temporal, int64_t search, int64_t side)
-{
-    return product({ temporal, search, search, sum({ columns, side, 1 }) }) <= denoisingScratch;
-}
-
-/// True when the templates of all search windows are compared in foreseeable time: a step for each pixel, and
-/// a whole template at the start of each row.
+/// True when the templates of all search windows are compared in foreseeable time: a step for each pixel that
+/// a template of the frame looks at.
 constexpr bool denoisingEnds(int64_t rows, int64_t columns, int64_t temporal, int64_t search, int64_t side)
 {
-    return product({ temporal, search, search, rows, sum({ columns, product({ side, side }) }) }) <= work;
+    return product({ temporal, search, search, sum({ rows, side }), sum({ columns, side }) }) <= work;
+}
+
+/// True when OpenCV's own non-local means survive such windows too, for when ours is switched off: weights
+/// that fit 31 bits, or it divides by zero; templates that fit 31 bits, or it reads outside its table; 1 GiB
+/// of counters for each thread; and in foreseeable time.
+constexpr bool openCvDenoises(int64_t rows, int64_t columns, int64_t channels, int64_t temporal,
+                              int64_t search, int64_t side)
+{
+    constexpr int64_t bits31 = 2147483647, counters = int64_t { 1 } << 28;
+    return product({ temporal, search, search, 255 }) <= bits31
+        && product({ side, side, 255, 255, channels }) <= bits31
+        && product({ temporal, search, search, sum({ columns, side, 1 }) }) <= counters
+        && product({ temporal, search, search, rows, sum({ columns, product({ side, side }) }) }) <= work;
 }
 
 // --- detail filters -------------------------------------------------------------------------------------

@@ -4,8 +4,7 @@
 #include "convert/integers.h"
 #include "convert/result_image.h"
 #include "ops/photo/bounds.h"
-
-#include <opencv2/photo.hpp>
+#include "ops/photo/denoise.h"
 
 #include <algorithm>
 
@@ -28,14 +27,14 @@ struct Windows {
 
     [[nodiscard]] bool odd() const { return (patch & 1) != 0 && (search & 1) != 0 && (temporal & 1) != 0; }
 
-    /// True when OpenCV survives them on a frame, comparing templates over `channels` channels at a time.
+    /// True when they are within our bounds on a frame, templates compared over `channels` channels at a
+    /// time.
     [[nodiscard]] bool bounded(const cv::Mat& frame, int channels) const
     {
         if (frame.dims != 2 || frame.empty()) return false;
         if (patch < 1 || search < 1 || temporal < 1) return false;
         if (!bounds::frameFits(frame.rows, frame.cols, frame.channels())) return false;
         return bounds::denoisingTemplateFits(patch, channels) && bounds::denoisingSearchFits(temporal, search)
-            && bounds::denoisingCountersFit(frame.cols, temporal, search, patch)
             && bounds::denoisingEnds(frame.rows, frame.cols, temporal, search, patch);
     }
 };
@@ -62,7 +61,7 @@ struct Sequence {
     {
     }
 
-    /// `index` is counted from 0. One frame too many at the end passes: OpenCV refuses it.
+    /// `index` is counted from 0. One frame too many at the end passes: denoising refuses it.
     [[nodiscard]] bool accepts(const Windows& windows, int64_t index) const
     {
         if (windows.search > rows || windows.search > columns) return false;
@@ -83,8 +82,8 @@ int64_t indexOfFrame(int64_t frame) { return std::max<int64_t>(frame, 0) - 1; }
 ///
 /// Image: 2D, bytes, 1 or 2 channels or 3 of ColorSpaceRGB. Strength: any; larger removes more. Template and
 /// search window: odd sides in pixels, from 1 to bounds::denoisingTemplate(channels) and
-/// bounds::denoisingSearch. Calls beyond bounds::denoisingScratch or bounds::work are refused. Source: A.
-/// Buades, B. Coll, J.-M. Morel, "A non-local algorithm for image denoising", 2005.
+/// bounds::denoisingSearch. Calls beyond bounds::work are refused. Source: A. Buades, B. Coll, J.-M. Morel,
+/// "A non-local algorithm for image denoising", 2005.
 HostErrorCode fastNlMeansDenoising(LibraryData data, KImage image, double strength, int64_t templateWindow,
                                    int64_t searchWindow, KImage* result)
 {
@@ -102,7 +101,7 @@ HostErrorCode fastNlMeansDenoising(LibraryData data, KImage image, double streng
     if (!source || !windows.bounded(*source, source->channels())) return StatusFunctionError;
     ResultImage denoised(images, source->size(), source->type());
     if (!denoised) return StatusFunctionError;
-    cv::fastNlMeansDenoising(*source, *denoised, strengthOf(strength), windows.patch, windows.search);
+    denoise(*source, *denoised, strengthOf(strength), windows.patch, windows.search);
     return denoised.release(result);
 }
 
@@ -111,8 +110,8 @@ HostErrorCode fastNlMeansDenoising(LibraryData data, KImage image, double streng
 ///
 /// Image: 2D, bytes, 3 channels of ColorSpaceRGB. Strengths: any; larger remove more. Template and search
 /// window: odd sides in pixels, from 1 to bounds::denoisingTemplate(2) and bounds::denoisingSearch. Calls
-/// beyond bounds::denoisingScratch or bounds::work are refused. Source: A. Buades, B. Coll, J.-M. Morel, "A
-/// non-local algorithm for image denoising", 2005.
+/// beyond bounds::work are refused. Source: A. Buades, B. Coll, J.-M. Morel, "A non-local algorithm for image
+/// denoising", 2005.
 HostErrorCode fastNlMeansDenoisingColored(LibraryData data, KImage image, double strength,
                                           double colorStrength, int64_t templateWindow, int64_t searchWindow,
                                           KImage* result)
@@ -130,8 +129,8 @@ HostErrorCode fastNlMeansDenoisingColored(LibraryData data, KImage image, double
     if (!source || !windows.bounded(*source, 2)) return StatusFunctionError;
     ResultImage denoised(images, source->size(), source->type());
     if (!denoised) return StatusFunctionError;
-    cv::fastNlMeansDenoisingColored(*source, *denoised, strengthOf(strength), strengthOf(colorStrength),
-                                    windows.patch, windows.search);
+    denoiseColored(*source, *denoised, strengthOf(strength), strengthOf(colorStrength), windows.patch,
+                   windows.search);
     return denoised.release(result);
 }
 
@@ -141,9 +140,8 @@ HostErrorCode fastNlMeansDenoisingColored(LibraryData data, KImage image, double
 /// Image: 3D, bytes, 1 to 4 channels; no side shorter than the windows. Frame: counted from 1. Temporal
 /// window: odd, at least 1, and within the sequence around the frame. Strength: any; larger removes more.
 /// Template: an odd side in pixels, at most bounds::denoisingTemplate(channels). Search window: an odd side
-/// in pixels, all of them together at most bounds::denoisingWeights. Calls beyond bounds::denoisingScratch or
-/// bounds::work are refused. Source: A. Buades, B. Coll, J.-M. Morel, "A non-local algorithm for image
-/// denoising", 2005.
+/// in pixels, all of them together at most bounds::denoisingWeights. Calls beyond bounds::work are
+/// refused. Source: A. Buades, B. Coll, J.-M. Morel, "A non-local algorithm for image denoising", 2005.
 HostErrorCode fastNlMeansDenoisingMulti(LibraryData data, KImage image, int64_t frame, int64_t temporalWindow,
                                         double strength, int64_t templateWindow, int64_t searchWindow,
                                         KImage* result)
@@ -162,8 +160,8 @@ HostErrorCode fastNlMeansDenoisingMulti(LibraryData data, KImage image, int64_t 
     if (!windows.bounded(first, first.channels())) return StatusFunctionError;
     ResultImage denoised(images, first.size(), first.type());
     if (!denoised) return StatusFunctionError;
-    cv::fastNlMeansDenoisingMulti(*frames, *denoised, static_cast<int>(index), windows.temporal,
-                                  strengthOf(strength), windows.patch, windows.search);
+    denoiseFrame(*frames, *denoised, static_cast<int>(index), windows.temporal, strengthOf(strength),
+                 windows.patch, windows.search);
     return denoised.release(result);
 }
 
@@ -173,8 +171,8 @@ HostErrorCode fastNlMeansDenoisingMulti(LibraryData data, KImage image, int64_t 
 /// Image: 3D, bytes, 3 channels; no side shorter than the windows. Frame: counted from 1. Temporal window:
 /// odd, at least 1, and within the sequence around the frame. Strengths: any; larger remove more. Template:
 /// an odd side in pixels, at most bounds::denoisingTemplate(2). Search window: an odd side in pixels, all of
-/// them together at most bounds::denoisingWeights. Calls beyond bounds::denoisingScratch or bounds::work are
-/// refused. Source: A. Buades, B. Coll, J.-M. Morel, "A non-local algorithm for image denoising", 2005.
+/// them together at most bounds::denoisingWeights. Calls beyond bounds::work are refused.
+/// Source: A. Buades, B. Coll, J.-M. Morel, "A non-local algorithm for image denoising", 2005.
 HostErrorCode fastNlMeansDenoisingColoredMulti(LibraryData data, KImage image, int64_t frame,
                                                int64_t temporalWindow, double strength, double colorStrength,
                                                int64_t templateWindow, int64_t searchWindow, KImage* result)
@@ -192,9 +190,8 @@ HostErrorCode fastNlMeansDenoisingColoredMulti(LibraryData data, KImage image, i
     if (!windows.bounded(first, 2)) return StatusFunctionError;
     ResultImage denoised(images, first.size(), first.type());
     if (!denoised) return StatusFunctionError;
-    cv::fastNlMeansDenoisingColoredMulti(*frames, *denoised, static_cast<int>(index), windows.temporal,
-                                         strengthOf(strength), strengthOf(colorStrength), windows.patch,
-                                         windows.search);
+    denoiseColoredFrame(*frames, *denoised, static_cast<int>(index), windows.temporal, strengthOf(strength),
+                        strengthOf(colorStrength), windows.patch, windows.search);
     return denoised.release(result);
 }
 

@@ -62,13 +62,6 @@ int64_t framesOf(const CallView& call)
     return call.has("temporal_window") ? lowInt32(call.integer("temporal_window")) : 1;
 }
 
-bool countersFit(const CallView& call, std::string_view image)
-{
-    return bounds::denoisingCountersFit(call.columns(image), framesOf(call),
-                                        lowInt32(call.integer("search_window")),
-                                        lowInt32(call.integer("template_window")));
-}
-
 bool ends(const CallView& call, std::string_view image)
 {
     return bounds::denoisingEnds(call.rows(image), call.columns(image), framesOf(call),
@@ -87,16 +80,10 @@ bool temporalFits(const CallView& call)
     return call.integer("frame") > half && call.integer("frame") <= call.slices("frames") - half;
 }
 
-constexpr Text fewerCounters { "windows that need at most {} counters for each thread",
-                               bounds::denoisingScratch };
 constexpr Text fewerSteps { "windows whose templates are compared in at most {} steps", bounds::work };
 
-constexpr Constraint imageCountersFit { "search_window", fewerCounters,
-                                        [](const CallView& call) { return countersFit(call, "image"); } };
 constexpr Constraint imageEnds { "search_window", fewerSteps,
                                  [](const CallView& call) { return ends(call, "image"); } };
-constexpr Constraint sequenceCountersFit { "search_window", fewerCounters,
-                                           [](const CallView& call) { return countersFit(call, "frames"); } };
 constexpr Constraint sequenceEnds { "search_window", fewerSteps,
                                     [](const CallView& call) { return ends(call, "frames"); } };
 constexpr Constraint searchesFit {
@@ -127,10 +114,9 @@ constexpr Constraint grayConstraints[] = {
       { "at most {}, {} or {} for 1, 2 or 3 channels", bounds::denoisingTemplate(1),
         bounds::denoisingTemplate(2), bounds::denoisingTemplate(3) },
       [](const CallView& call) { return templateFits(call, "image"); } },
-    imageCountersFit,
     imageEnds,
 };
-constexpr Constraint coloredConstraints[] = { imageFits, imageCountersFit, imageEnds };
+constexpr Constraint coloredConstraints[] = { imageFits, imageEnds };
 constexpr Constraint multiConstraints[] = {
     framesFit,
     searchInFrames,
@@ -141,32 +127,33 @@ constexpr Constraint multiConstraints[] = {
         bounds::denoisingTemplate(2), bounds::denoisingTemplate(3), bounds::denoisingTemplate(4) },
       [](const CallView& call) { return templateFits(call, "frames"); } },
     searchesFit,
-    sequenceCountersFit,
     sequenceEnds,
 };
 constexpr Constraint coloredMultiConstraints[] = {
-    framesFit, searchInFrames, templateInFrames, windowInTime, searchesFit, sequenceCountersFit, sequenceEnds,
+    framesFit, searchInFrames, templateInFrames, windowInTime, searchesFit, sequenceEnds,
 };
 
 // --- limits ---------------------------------------------------------------------------------------------
 
-constexpr Text longWindows {
-    "Windows that need more than {} counters of 4 bytes for each thread, or more than "
-    "{} steps, are refused.",
-    bounds::denoisingScratch, bounds::work
-};
+constexpr Text longWindows { "Windows whose templates take more than {} steps to compare are refused.",
+                             bounds::work };
+constexpr Text coarseWeights { "Weights are whole numbers up to 8421504 divided by the pixels of all search "
+                               "windows: up to 8 where these "
+                               "are a thousand pixels wide, 0 or 1 in the widest." };
 
 constexpr Text imageLimits[] = {
-    { "Templates whose squared differences may exceed 31 bits ({}, {} or {} pixels for 1, 2 or 3 channels) "
-      "are refused: OpenCV crashes on them.",
+    { "Templates whose squared differences may exceed 32 bits (more than {}, {} or {} pixels for 1, 2 or 3 "
+      "channels) are refused.",
       bounds::denoisingTemplate(1), bounds::denoisingTemplate(2), bounds::denoisingTemplate(3) },
-    { "Search windows above {} are refused: OpenCV divides by zero.", bounds::denoisingSearch },
+    { "Search windows above {} are refused: their sums may exceed 32 bits.", bounds::denoisingSearch },
+    coarseWeights,
     longWindows,
 };
 constexpr Text sequenceLimits[] = {
-    { "All search windows together hold at most {} pixels; OpenCV's weights overflow beyond that.",
+    { "All search windows together hold at most {} pixels: their sums may exceed 32 bits beyond that.",
       bounds::denoisingWeights },
-    "Templates whose squared differences may exceed 31 bits are refused: OpenCV crashes on them.",
+    "Templates whose squared differences may exceed 32 bits are refused.",
+    coarseWeights,
     longWindows,
 };
 

@@ -53,6 +53,8 @@ struct Costly {
 constexpr Costly costlyIntegers[] = {
     { "SuperResolution", "scale", 3 },
     { "CalibrateDebevec", "samples", 64 },
+    { "FastNlMeansDenoising", "search_window", 255 },
+    { "FastNlMeansDenoisingColored", "search_window", 255 },
 };
 
 constexpr PixelType pixelTypes[] = { PixelTypeByte, PixelTypeReal32, PixelTypeBit16, PixelTypeReal,

@@ -51,8 +51,8 @@ TEST_F(CommandLine, NamesTheArgumentItsValueAndWhatIsAccepted)
                   { "radius", "0", "at least 1" });
     expectFailure(2, { "median-filter", file, "--radius", "-7", "-o", "out.png" },
                   { "radius is -7", "at least 1" });
-    expectFailure(2, { "fast-nl-means-denoising", file, "--search-window", "2903", "-o", "out.png" },
-                  { "search_window is 2903", "at most 2901", "try 2901" });
+    expectFailure(2, { "fast-nl-means-denoising", file, "--search-window", "4097", "-o", "out.png" },
+                  { "search_window is 4097", "at most 4095", "try 4095" });
     expectFailure(2, { "median-filter", file, "--radius", "3.5", "-o", "out.png" },
                   { "radius is \"3.5\"", "an integer", "at least 1" });
     expectFailure(2, { "median-filter", file, "--radius", "99999999999999999999", "-o", "out.png" },
@@ -194,7 +194,7 @@ TEST_F(CommandLine, HelpsWithEveryOperation)
         EXPECT_EQ(succeed({ "batch", kebabCase(operation->name), "-h" }).out, help.out);
     }
     const ToolRun help = succeed({ "help", "fast-nl-means-denoising" });
-    for (const char* text : { "--template-window N", "181, odd", "default: 7", "2005" })
+    for (const char* text : { "--template-window N", "257, odd", "default: 7", "2005" })
         EXPECT_THAT(help.out, HasSubstr(text));
 }
 

@@ -41,7 +41,7 @@ TEST_F(Documents, SchemaTellsEverythingOfAnArgument)
     EXPECT_FALSE(radius.contains("maximum"));
     const json denoising = json::parse(succeed({ "schema", "FastNlMeansDenoising" }).out);
     EXPECT_EQ(denoising["arguments"][3]["name"], "search_window");
-    EXPECT_EQ(denoising["arguments"][3]["maximum"]["value"], 2901.0);
+    EXPECT_EQ(denoising["arguments"][3]["maximum"]["value"], 4095.0);
     EXPECT_EQ(schema["arguments"][0]["image"]["channels"], (json { 1, 3, 4 }));
     EXPECT_EQ(schema["results"][0]["kind"], "image");
     const json pyramid = json::parse(succeed({ "schema", "pyr-down" }).out);

@@ -1,3 +1,4 @@
+#include "convert/own_kernels.h"
 #include "tests/support/host_check.h"
 
 #include <opencv2/photo.hpp>
@@ -41,6 +42,18 @@ std::vector<cv::Mat> frames(int count, int type, int rows = 24, int columns = 28
 
 /// Black and white at random: the largest differences that bytes can have.
 cv::Mat checkers(int rows, int columns, int type) { return (noise(rows, columns, type) > 127); }
+
+/// A call that OpenCV would not survive works with our own kernels, and is refused without.
+void expectWorksWithOwnKernels(std::string_view operation, const Values& values)
+{
+    if (ownKernels()) {
+        succeed(operation, values);
+        return;
+    }
+    const Outcome outcome = invoke(operation, values);
+    EXPECT_EQ(outcome.status, StatusFunctionError);
+    EXPECT_THAT(outcome.openCvError, ::testing::HasSubstr("does not survive"));
+}
 
 } // namespace
 
@@ -124,26 +137,37 @@ TEST(FastNlMeansDenoising, RefusesOtherImages)
     expectRefused("FastNlMeansDenoising", gray(nullptr, 10, 3, 5));
 }
 
-TEST(FastNlMeansDenoising, RefusesWindowsThatOpenCvDoesNotSurvive)
+TEST(FastNlMeansDenoising, RefusesWindowsBeyondItsBounds)
 {
     const ImagePointer image = imageOf(noise(20, 20, CV_8U));
     EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoising", gray(image, 10, 7, -7));
     EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoising", gray(image, 10, -7, 7));
-    EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoising", gray(image, 10, 7, 2903));
+    EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoising", gray(image, 10, 7, 4097));
     EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoising", gray(image, 10, 7, INT32_MAX));
     EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoising", gray(image, 10, INT32_MAX, 7));
-    // 2901 is within OpenCV's weights, but needs 33 MB for each of 400 columns in every thread.
-    EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoising", gray(imageOf(noise(20, 400, CV_8U)), 10, 7, 2901));
+    // 4095 is within its sums, but there are more than 2^42 pixels to compare.
+    EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoising", gray(imageOf(noise(520, 520, CV_8U)), 10, 7, 4095));
+    expectWorksWithOwnKernels("FastNlMeansDenoising", gray(imageOf(noise(1, 1, CV_8U)), 10, 1, 2903));
 }
 
 TEST(FastNlMeansDenoising, RefusesTemplatesThatOverflow)
 {
-    // The least templates that may overflow on black and white, and the greatest that can't.
+    // The least templates that may overflow on black and white, and the greatest that can't. OpenCV survives
+    // less than that.
     for (const auto& [channels, side] :
-         std::vector<std::pair<int, int>> { { 1, 183 }, { 2, 129 }, { 3, 105 } }) {
+         std::vector<std::pair<int, int>> { { 1, 259 }, { 2, 183 }, { 3, 149 } }) {
         const ImagePointer image = imageOf(checkers(40, 40, CV_8UC(channels)));
         EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoising", gray(image, 10, side, 5));
-        succeed("FastNlMeansDenoising", gray(image, 10, side - 2, 3));
+        expectWorksWithOwnKernels("FastNlMeansDenoising", gray(image, 10, side - 2, 3));
+    }
+    for (const auto& [channels, side] :
+         std::vector<std::pair<int, int>> { { 1, 181 }, { 2, 127 }, { 3, 103 } }) {
+        const cv::Mat picture = checkers(40, 40, CV_8UC(channels));
+        cv::Mat expected;
+        cv::fastNlMeansDenoising(picture, expected, 200.0F, side, 3);
+        const Outcome outcome = succeed("FastNlMeansDenoising", gray(imageOf(picture), 200, side, 3));
+        EXPECT_TRUE(sameBits(matrixOf(outcome.image()), expected)) << channels << " channels";
+        expectWorksWithOwnKernels("FastNlMeansDenoising", gray(imageOf(picture), 200, side + 2, 3));
     }
 }
 
@@ -194,9 +218,10 @@ TEST(FastNlMeansDenoisingColored, RefusesOtherImagesAndWindows)
     expectRefused("FastNlMeansDenoisingColored", colored(sequenceOf(frames(2, CV_8UC3)), 5, 5, 3, 5));
     expectRefused("FastNlMeansDenoisingColored", colored(nullptr, 5, 5, 3, 5));
     EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoisingColored", colored(good, 5, 5, 3, -5));
-    EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoisingColored", colored(good, 5, 5, 129, 5));
-    EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoisingColored", colored(good, 5, 5, 7, 2903));
+    EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoisingColored", colored(good, 5, 5, 183, 5));
+    EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoisingColored", colored(good, 5, 5, 7, 4097));
     succeed("FastNlMeansDenoisingColored", colored(good, 5, 5, 127, 3));
+    expectWorksWithOwnKernels("FastNlMeansDenoisingColored", colored(good, 5, 5, 181, 3));
 }
 
 TEST(FastNlMeansDenoisingColored, SurvivesFaults)
@@ -241,13 +266,13 @@ TEST(FastNlMeansDenoisingMulti, ChecksTheTemporalRange)
         succeed("FastNlMeansDenoisingMulti", values);
 }
 
-TEST(FastNlMeansDenoisingMulti, LeavesTheFrameBehindTheLastToOpenCv)
+TEST(FastNlMeansDenoisingMulti, RefusesTheFrameBehindTheLastWithAReason)
 {
-    // i + half equal to the number of frames passes the library's own check.
+    // i + half equal to the number of frames passes the first check of the library.
     const ImagePointer five = sequenceOf(frames(5, CV_8U));
     const Outcome outcome = invoke("FastNlMeansDenoisingMulti", multi(five, 5, 3, 10, 3, 5));
     EXPECT_EQ(outcome.status, StatusFunctionError);
-    EXPECT_THAT(outcome.openCvError, ::testing::HasSubstr("temporalWindowSize"));
+    EXPECT_THAT(outcome.openCvError, ::testing::HasSubstr("temporal window"));
     EXPECT_TRUE(invoke("FastNlMeansDenoisingMulti", multi(five, 6, 3, 10, 3, 5)).openCvError.empty());
 }
 
@@ -266,7 +291,7 @@ TEST(FastNlMeansDenoisingColoredMulti, ChecksTheTemporalRangeLikeTheOther)
         succeed("FastNlMeansDenoisingColoredMulti", values);
     const Outcome behind = invoke("FastNlMeansDenoisingColoredMulti", at(5, 3));
     EXPECT_EQ(behind.status, StatusFunctionError);
-    EXPECT_THAT(behind.openCvError, ::testing::HasSubstr("temporalWindowSize"));
+    EXPECT_THAT(behind.openCvError, ::testing::HasSubstr("temporal window"));
 }
 
 TEST(FastNlMeansDenoisingColoredMulti, ChecksItsWindows)
@@ -327,7 +352,7 @@ TEST(FastNlMeansDenoisingMulti, RefusesOtherImages)
     expectRefused("FastNlMeansDenoisingColoredMulti", coloredMulti(nullptr, 1, 1, 10, 10, 3, 5));
 }
 
-TEST(FastNlMeansDenoisingMulti, RefusesWindowsThatOpenCvDoesNotSurvive)
+TEST(FastNlMeansDenoisingMulti, RefusesWindowsBeyondItsBounds)
 {
     const ImagePointer sequence = sequenceOf(frames(5, CV_8U));
     EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoisingMulti", multi(sequence, 3, -3, 10, 3, 5));
@@ -336,9 +361,16 @@ TEST(FastNlMeansDenoisingMulti, RefusesWindowsThatOpenCvDoesNotSurvive)
     EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoisingMulti", multi(sequence, 3, 1, 10, -3, 5));
     const ImagePointer colour = sequenceOf(frames(5, CV_8UC3));
     EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoisingColoredMulti", coloredMulti(colour, 3, -3, 10, 10, 3, 5));
-    const ImagePointer four = sequenceOf({ checkers(95, 95, CV_8UC4) });
-    EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoisingMulti", multi(four, 1, 1, 10, 91, 5));
+    const ImagePointer four = sequenceOf({ checkers(131, 131, CV_8UC4) });
+    EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoisingMulti", multi(four, 1, 1, 10, 129, 5));
     succeed("FastNlMeansDenoisingMulti", multi(four, 1, 1, 10, 89, 3));
+    for (const int side : { 91, 127 })
+        expectWorksWithOwnKernels("FastNlMeansDenoisingMulti", multi(four, 1, 1, 10, side, 3));
+    const ImagePointer three = sequenceOf(frames(3, CV_8UC3, 185, 190));
+    EXPECT_REFUSED_IN_CHILD("FastNlMeansDenoisingColoredMulti", coloredMulti(three, 2, 1, 10, 10, 183, 3));
+    for (const int side : { 129, 181 })
+        expectWorksWithOwnKernels("FastNlMeansDenoisingColoredMulti",
+                                  coloredMulti(three, 2, 1, 10, 10, side, 3));
 }
 
 TEST(FastNlMeansDenoisingColoredMulti, MatchesOpenCv)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "convert/opencv_compat.h"
+#include "ops/filters/compat.h"
 
 #include <opencv2/core.hpp>
 #include <sys/mman.h>
