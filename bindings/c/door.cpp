@@ -54,6 +54,14 @@ std::optional<Samples> samplesOf(const mvx_samples& given)
     return samples;
 }
 
+/// A picture is a sequence of one frame where a sequence is wanted, and the other way round.
+void fitSlices(const Argument& argument, ImageShape& shape)
+{
+    if (argument.kind != Kind::Image) return;
+    if (argument.image.rank == 3 && shape.slices == 0) shape.slices = 1;
+    if (argument.image.rank == 2 && shape.slices == 1) shape.slices = 0;
+}
+
 const Image* imageOf(const mvx_call* call)
 {
     const auto* image = call ? std::get_if<ImagePointer>(&call->result()) : nullptr;
@@ -186,10 +194,11 @@ int mvx_set_text(mvx_call* call, const char* name, const char* value)
 int mvx_set_image(mvx_call* call, const char* name, const mvx_samples* samples)
 {
     return guarded(call, [&] {
-        const auto readable = name && samples ? samplesOf(*samples) : std::nullopt;
+        auto readable = name && samples ? samplesOf(*samples) : std::nullopt;
         if (!readable) return unreadable(*call, name, "no description of samples");
         const ColorSpace color =
             samples->color == MVX_USUAL ? usualColorSpace(samples->size[3]) : samples->color;
+        fitSlices(call->argument(name), readable->shape);
         return call->set(name, imageOver(*readable, color));
     });
 }

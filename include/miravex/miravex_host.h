@@ -163,7 +163,8 @@ MVX_PUBLIC int mvx_set_text(mvx_call* call, const char* name, const char* value)
 /* A picture or a sequence. The samples must stay as they are until mvx_run has returned; they are read where
  * they lie when rows are dense and channels interleaved or planar, and copied otherwise: quickest where the
  * samples of a column are dense (column-major matrices), at any steps. The library never writes into them.
- * The description itself is copied. */
+ * A picture serves as a sequence of one frame, and such a sequence as a picture. The description itself is
+ * copied. */
 MVX_PUBLIC int mvx_set_image(mvx_call* call, const char* name, const mvx_samples* samples);
 
 /* Numbers of any type; copied. A matrix of one row or one column serves where a list is wanted, and one of

@@ -223,7 +223,7 @@ TEST(PositionalArguments, OfOtherShapesAreLeftToTheRecord)
                std::pair("Orb", "keypoints") }) {
             NamedValues given { { argument, tensor } };
             toLibraryPositions(record(operation), given);
-            EXPECT_EQ(std::memcmp(before.data(), tensor->block.data(), before.size()), 0) << argument;
+            EXPECT_TRUE(std::equal(before.begin(), before.end(), tensor->block.data())) << argument;
         }
     }
 }

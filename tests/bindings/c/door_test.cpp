@@ -493,6 +493,17 @@ TEST(Door, LeavesSamplesAlone)
     }
 }
 
+TEST(Door, TakesPicturesForSequencesOfOneFrame)
+{
+    const cv::Mat picture = noise(9, 8, CV_8UC3);
+    EXPECT_TRUE(answerTo("merge_mertens", MVX_DONE, { { "frames", imageOf(picture) } })
+                == answerTo("merge_mertens", MVX_DONE, { { "frames", sequenceOf({ picture }) } }));
+    EXPECT_TRUE(answerTo("stylization", MVX_DONE, { { "image", sequenceOf({ picture }) } })
+                == answerTo("stylization", MVX_DONE, { { "image", imageOf(picture) } }));
+    EXPECT_THAT(answerTo("stylization", MVX_REFUSED, { { "image", sequenceOf({ picture, picture }) } }),
+                HasSubstr("sequence of 2 frames"));
+}
+
 TEST(Door, CopiesResultsIntoAnyMemory)
 {
     const cv::Mat picture = noise(7, 5, CV_8UC3);
