@@ -295,7 +295,7 @@ mvx_call* mvx_load_images(const mvx_batch* batch, int64_t files, const char* con
             return unreadable(*call, "the batch", "incomplete");
         std::vector<std::string> names;
         for (int64_t i = 0; i < files; ++i) names.emplace_back(paths[i] ? paths[i] : "");
-        return call->load(*batch, std::move(names), slots);
+        return call->load(*batch, names, slots);
     });
     return call;
 }
