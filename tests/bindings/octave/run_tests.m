@@ -31,7 +31,7 @@ endfunction
 ## The tests inside of every function's file.
 function blocks (package, calls)
   files = dir (fullfile (package, "+miravex", "*.m"));
-  assert (numel (files), 54 + 2); # load_images and demo
+  assert (numel (files), 54 + 1); # load_images stands for an operation, and demo for none
   for i = 1:numel (files)
     [passed, tried] = test (fullfile (files(i).folder, files(i).name), "quiet", "/dev/null");
     assert (tried > 0 || strcmp (files(i).name, "demo.m"), "%s has no tests", files(i).name);
@@ -42,6 +42,16 @@ function blocks (package, calls)
     [shown, status] = __makeinfo__ (text, "plain text");
     assert (status == 0, "%s: its help is broken", files(i).name);
     assert (! isempty (strfind (shown, ["miravex." files(i).name(1:end - 2)])));
+    check_examples (files(i).name, text);
+  endfor
+endfunction
+
+## Examples in the help are lines that Octave can read.
+function check_examples (name, text)
+  examples = regexp (text, '@example\n(.*?)\n *@end example', "tokens");
+  assert (! isempty (examples) || strcmp (name, "demo.m"), "%s has no example", name);
+  for i = 1:numel (examples)
+    eval (sprintf ("if (false)\n%s\nendif", strrep (strrep (examples{i}{1}, "@{", "{"), "@}", "}")));
   endfor
 endfunction
 
