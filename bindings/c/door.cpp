@@ -107,6 +107,12 @@ template <typename Number> void copyColumns(const Part& part, const Number* from
                             from[i * steps[0] + j * steps[1] + k * steps[2] + l * steps[3]]);
 }
 
+bool isComplete(const mvx_batch& batch, int64_t files, const char* const* paths, const float* slots)
+{
+    return (batch.mean_count <= 0 || batch.mean) && (batch.deviation_count <= 0 || batch.deviation)
+        && files >= 0 && (files == 0 || (paths && slots));
+}
+
 } // namespace
 
 extern "C" {
@@ -291,7 +297,7 @@ mvx_call* mvx_load_images(const mvx_batch* batch, int64_t files, const char* con
 {
     auto* call = new (std::nothrow) mvx_call;
     guarded(call, [&] {
-        if (!batch || files < 0 || (files > 0 && (!paths || !slots)))
+        if (!batch || !isComplete(*batch, files, paths, slots))
             return unreadable(*call, "the batch", "incomplete");
         std::vector<std::string> names;
         for (int64_t i = 0; i < files; ++i) names.emplace_back(paths[i] ? paths[i] : "");

@@ -441,6 +441,20 @@ TEST(Door, RefusesDescriptionsThatCannotBeRead)
     EXPECT_EQ(mvx_set_text(call.get(), nullptr, "a"), MVX_REFUSED);
 }
 
+TEST(Door, TellsOfMemoryThatIsNotThere)
+{
+    // One sample that is to be repeated over four terabytes.
+    uint8_t sample = 7;
+    const mvx_samples endless {
+        &sample, MVX_BYTE, MVX_USUAL, { 0, int64_t { 1 } << 21, int64_t { 1 } << 21, 1 }, {}
+    };
+    const Call call = begin("dilation");
+    EXPECT_EQ(mvx_set_image(call.get(), "image", &endless), MVX_NO_MEMORY);
+    EXPECT_STREQ(mvx_error(call.get()), "there is not enough memory");
+    EXPECT_EQ(mvx_run(call.get()), MVX_NO_MEMORY);
+    EXPECT_EQ(mvx_result(call.get(), nullptr), MVX_NOTHING);
+}
+
 TEST(Door, AcceptsNullCalls)
 {
     mvx_end(nullptr);
@@ -669,6 +683,12 @@ TEST_F(Batch, OfWrongOptionsIsRefused)
     EXPECT_STREQ(mvx_error(call.get()),
                  "height is 0, expected at least 1 (try 1)\nwidth is 0, expected at least 1 (try 1)");
     EXPECT_EQ(mvx_run(Call(mvx_load_images(nullptr, 0, nullptr, nullptr)).get()), MVX_REFUSED);
+    batch.height = batch.width = 2;
+    EXPECT_EQ(mvx_run(Call(mvx_load_images(&batch, 0, nullptr, nullptr)).get()), MVX_DONE);
+    EXPECT_EQ(mvx_run(Call(mvx_load_images(&batch, -1, nullptr, nullptr)).get()), MVX_REFUSED);
+    EXPECT_EQ(mvx_run(Call(mvx_load_images(&batch, 1, nullptr, nullptr)).get()), MVX_REFUSED);
+    batch.mean_count = 1;
+    EXPECT_EQ(mvx_run(Call(mvx_load_images(&batch, 0, nullptr, nullptr)).get()), MVX_REFUSED);
 }
 
 TEST_F(Batch, IsEndedByItsProgress)
