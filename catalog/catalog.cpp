@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <numeric>
+#include <unordered_map>
 
 namespace miravex {
 
@@ -85,6 +86,13 @@ std::size_t distance(std::string_view a, std::string_view b)
     return row.back();
 }
 
+std::unordered_map<std::string, const Operation*> byEssence()
+{
+    std::unordered_map<std::string, const Operation*> operations;
+    for (const Operation* operation : catalog()) operations.emplace(essence(operation->name), operation);
+    return operations;
+}
+
 } // namespace
 
 // The records that the rooms' lists name.
@@ -136,10 +144,10 @@ const Operation* findOperation(std::string_view name)
 {
     constexpr std::string_view prefix = "opencv_";
     if (name.starts_with(prefix)) name.remove_prefix(prefix.size());
-    const auto& all = catalog();
-    const auto found = std::ranges::find(all, essence(name),
-                                         [](const Operation* operation) { return essence(operation->name); });
-    return found == all.end() ? nullptr : *found;
+    // Kernels ask several times in a call.
+    static const std::unordered_map<std::string, const Operation*> known = byEssence();
+    const auto found = known.find(essence(name));
+    return found == known.end() ? nullptr : found->second;
 }
 
 std::string kebabCase(std::string_view name) { return separated(name, '-'); }

@@ -1,7 +1,9 @@
-# What `cmake --install` lays out: the library, its header, a CMake package, a pkg-config file.
+# What `cmake --install` lays out: the libraries, their headers, a CMake package, pkg-config files.
 
-install(TARGETS miravex EXPORT MiravexTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
-install(FILES ${PROJECT_SOURCE_DIR}/include/miravex/host_interface.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/miravex)
+install(TARGETS miravex miravex_host EXPORT MiravexTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
+install(FILES ${PROJECT_SOURCE_DIR}/include/miravex/host_interface.h
+  ${PROJECT_SOURCE_DIR}/include/miravex/miravex_host.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/miravex)
 install(EXPORT MiravexTargets NAMESPACE Miravex:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Miravex)
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/MiravexConfig.cmake.in
@@ -13,5 +15,7 @@ install(FILES ${PROJECT_BINARY_DIR}/MiravexConfig.cmake ${PROJECT_BINARY_DIR}/Mi
 # Relative to the file itself, so that the installed tree may be moved.
 file(RELATIVE_PATH MIRAVEX_PREFIX_FROM_PKGCONFIG
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-configure_file(${PROJECT_SOURCE_DIR}/cmake/miravex.pc.in ${PROJECT_BINARY_DIR}/miravex.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/miravex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(package miravex miravex_host)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

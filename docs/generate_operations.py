@@ -93,6 +93,14 @@ class Given(NamedTuple):
             return f"numpy.zeros(({self.word.replace('x', ', ')}), numpy.float32)"
         return f'"{self.word}"' if kind == "text" else str(self.numbers)
 
+    def octave(self) -> str:
+        kind = self.argument.kind
+        if self.is_sample or kind == "text":
+            return self.python()
+        if kind in ("integer", "real", "boolean"):
+            return self.word
+        return f"[{self.word.replace(';', '; ').replace(',', ', ')}]"
+
     def c(self) -> str:
         kind = self.argument.kind
         if kind == "text":
@@ -183,6 +191,20 @@ def python_lines(record: Operation) -> list[str]:
         lines += [f"# {call.title}", f"miravex.{record.function}({', '.join(parts)})", ""]
     described = [line for name, text in inputs.items() for line in wrapped(f"{name}: {text}")]
     return [*described, *([""] if described else []), *lines[:-1]]
+
+
+def octave_lines(record: Operation) -> list[str]:
+    if any(argument.kind == "array" and argument.rewritten for argument in record.arguments):
+        return ['batch = miravex.load_images (paths, "size", [160, 200]);']
+    lines = []
+    for call in calls(record):
+        parts = []
+        for argument in sorted(shown(record), key=lambda argument: not is_required(argument)):
+            if argument.name in call.given:
+                label = "" if is_required(argument) else f'"{argument.name}", '
+                parts.append(label + call.given[argument.name].octave())
+        lines += [f"% {call.title}", f"result = miravex.{record.function} ({', '.join(parts)});", ""]
+    return lines[:-1]
 
 
 def wrapped(text: str) -> list[str]:
@@ -331,8 +353,9 @@ def page(record: Operation, gallery: Path | None, output: Path) -> str:
     lines += [f"   {escaped(sentence(record.summary))}", ""]
     lines += heading("Command line", "-") + block("sh", command_lines(record))
     lines += heading("Python", "-") + block("python", python_lines(record))
+    lines += heading("GNU Octave", "-") + block("octave", octave_lines(record))
     lines += heading("C", "-") + block("c", c_lines(record))
-    lines += ["How calls are made: :doc:`/tool`, :doc:`/python`, :doc:`/host`.", ""]
+    lines += ["How calls are made: :doc:`/tool`, :doc:`/python`, :doc:`/kernels`, :doc:`/host`.", ""]
     lines += heading("Arguments", "-") + arguments_table(record)
     lines += heading("Result", "-") + results_lines(record)
     if record.constraints or record.limits:

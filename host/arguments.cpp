@@ -152,6 +152,28 @@ std::vector<Refusal> check(const Operation& operation, std::span<const Value> va
     return check(viewOf(operation, values));
 }
 
+Completed acceptable(const Operation& operation, NamedValues given)
+{
+    Completed completed = complete(operation, std::move(given));
+    if (completed.refusals.empty()) completed.refusals = check(operation, completed.values);
+    return completed;
+}
+
+ImagePointer withPixelTypeFor(const Argument& argument, ImagePointer image, std::vector<std::string>& notes)
+{
+    const ImageRule& rule = argument.image;
+    const PixelType given = image->pixelType;
+    if (rule.acceptsPixelType(given)) return image;
+    PixelType wanted = given;
+    for (PixelType type = PixelTypeBit; type <= PixelTypeReal; ++type)
+        if (rule.acceptsPixelType(type) && (wanted == given || wanted < given)) wanted = type;
+    if (wanted == given) return image;
+    if (wanted < given)
+        notes.push_back(fmt::format("{}: {} samples are converted to {}", argument.name, pixelTypeName(given),
+                                    pixelTypeName(wanted)));
+    return convertImage(*image, wanted, image->interleaved);
+}
+
 std::string describe(const Value& value) { return inWords(viewOf(value)); }
 
 } // namespace miravex

@@ -36,27 +36,6 @@ Names padded(Names names, std::size_t width, char letter = 'c')
 
 const Names keypointNames { "x", "y", "size", "angle", "response", "octave", "class_id" };
 
-/// The columns of layouts whose elements are rows as they stand.
-Names columnsOf(Layout layout, std::size_t width)
-{
-    switch (layout) {
-    case Layout::Keypoints: return padded(keypointNames, width);
-    case Layout::Descriptors: return padded({}, width, 'd');
-    case Layout::KeypointsAndDescriptors: return padded(keypointNames, width, 'd');
-    case Layout::Regions: return padded({ "number", "xmin", "ytop", "xmax", "ybottom" }, width);
-    case Layout::PolarLines: return { "rho", "theta" };
-    case Layout::BorderLines:
-    case Layout::Segments: return { "x1", "y1", "x2", "y2" };
-    case Layout::WideSegments: return { "x1", "y1", "x2", "y2", "width" };
-    case Layout::Circles: return { "x", "y", "radius" };
-    case Layout::Flow: return { "u", "v" };
-    case Layout::FlowAndValidity: return { "u", "v", "valid" };
-    case Layout::Shift: return { "x", "y" };
-    case Layout::Positions: return { "position" };
-    default: return padded({}, width);
-    }
-}
-
 Table rowsOf(Names columns, const std::vector<double>& all)
 {
     Table table { std::move(columns), {} };
@@ -162,7 +141,156 @@ nlohmann::json chainJson(const Tensor& tensor)
     return json;
 }
 
+// --- parts ----------------------------------------------------------------------------------------------
+
+int64_t countOf(const std::vector<int64_t>& list) { return static_cast<int64_t>(list.size()); }
+
+Part wholeOf(Layout layout, const TensorPointer& tensor, std::vector<int64_t> sizes)
+{
+    std::vector<int64_t> steps(sizes.size(), 1);
+    for (std::size_t i = sizes.size(); i > 1; --i) steps[i - 2] = steps[i - 1] * sizes[i - 1];
+    const std::string name(nameOf(layout));
+    return { name, name, tensor, 0, std::move(sizes), std::move(steps) };
+}
+
+Part listOf(std::string group, std::string name, const std::vector<int64_t>& numbers)
+{
+    return { std::move(group),
+             std::move(name),
+             makeIntegerTensor({ countOf(numbers) }, numbers),
+             0,
+             { countOf(numbers) },
+             { 1 } };
+}
+
+/// Columns of `count` rows that lie one after the other, `width` elements each, from element `first` on.
+void addColumns(std::vector<Part>& parts, const std::string& group, const Names& names,
+                const TensorPointer& tensor, std::size_t first, int64_t count, std::size_t width)
+{
+    for (std::size_t i = 0; i < names.size(); ++i)
+        parts.push_back({ group, names[i], tensor, first + i, { count }, { static_cast<int64_t>(width) } });
+}
+
+void expectRank(const Tensor& tensor, std::size_t rank)
+{
+    if (tensor.dimensions.size() != rank)
+        throw std::invalid_argument("the result has not the dimensions of its layout");
+}
+
+std::vector<Part> featureParts(const TensorPointer& tensor)
+{
+    expectRank(*tensor, 2);
+    const std::size_t named = keypointNames.size(), width = std::max(lastDimension(*tensor), named);
+    const int64_t count = tensor->dimensions.front();
+    std::vector<Part> parts;
+    addColumns(parts, "keypoints", keypointNames, tensor, 0, count, width);
+    const auto numbers = static_cast<int64_t>(width - named);
+    parts.push_back({ "descriptors",
+                      "descriptors",
+                      tensor,
+                      named,
+                      { count, numbers },
+                      { static_cast<int64_t>(width), 1 } });
+    return parts;
+}
+
+std::vector<Part> flowParts(Layout layout, const TensorPointer& tensor)
+{
+    expectRank(*tensor, 4);
+    const std::size_t width = lastDimension(*tensor);
+    const int64_t rows = tensor->dimensions[1], columns = tensor->dimensions[2];
+    const auto pixel = static_cast<int64_t>(width);
+    std::vector<Part> parts;
+    for (const std::string& name : columnsOf(layout, width))
+        parts.push_back({ "flow",
+                          name,
+                          tensor,
+                          parts.size(),
+                          { rows, columns, tensor->dimensions[0] },
+                          { columns * pixel, pixel, rows * columns * pixel } });
+    return parts;
+}
+
+std::vector<Part> contourParts(const TensorPointer& tensor, int64_t firstContour)
+{
+    std::vector<int64_t> numbers, lengths;
+    for (const TracedContour& contour : contoursOf(*tensor)) {
+        const int64_t number = firstContour + countOf(lengths);
+        lengths.push_back(static_cast<int64_t>(contour.points.size()));
+        numbers.insert(numbers.end(), contour.points.size(), number);
+    }
+    const std::size_t points = 1 + lengths.size(), neighbours = points + 2 * numbers.size();
+    std::vector<Part> parts { listOf("points", "contour", numbers) };
+    addColumns(parts, "points", { "x", "y" }, tensor, points, countOf(numbers), 2);
+    parts.push_back(listOf("contours", "length", lengths));
+    addColumns(parts, "contours", { "next", "previous", "first_child", "parent" }, tensor, neighbours,
+               countOf(lengths), 4);
+    return parts;
+}
+
+std::vector<Part> chainParts(const Tensor& tensor, int64_t firstContour)
+{
+    std::vector<int64_t> numbers, all, lengths;
+    for (const std::vector<int64_t>& codes : chainCodesOf(tensor)) {
+        const int64_t number = firstContour + countOf(lengths);
+        lengths.push_back(countOf(codes));
+        numbers.insert(numbers.end(), codes.size(), number);
+        all.insert(all.end(), codes.begin(), codes.end());
+    }
+    return { listOf("codes", "contour", numbers), listOf("codes", "code", all),
+             listOf("contours", "length", lengths) };
+}
+
+std::vector<Part> matchParts(const Tensor& tensor)
+{
+    std::vector<int64_t> queries, trained;
+    for (const MatchedPair& pair : matchesOf(tensor)) {
+        queries.push_back(pair.query);
+        trained.push_back(pair.train);
+    }
+    return { listOf("matches", "query", queries), listOf("matches", "train", trained) };
+}
+
+std::vector<Part> faceParts(const TensorPointer& tensor)
+{
+    const Table table = faceTable(*tensor);
+    const auto count = static_cast<int64_t>(table.rows.size());
+    std::vector<Part> parts;
+    addColumns(parts, "face-boxes", { table.columns.begin(), table.columns.end() - 1 }, tensor, 1, count, 4);
+    addColumns(parts, "face-boxes", { table.columns.back() }, tensor, 1 + 4 * table.rows.size(), count, 1);
+    return parts;
+}
+
+std::vector<Part> tableParts(Layout layout, const TensorPointer& tensor)
+{
+    const Names names = columnsOf(layout, lastDimension(*tensor));
+    const int64_t count = names.empty() ? 0 : tensor->length() / static_cast<int64_t>(names.size());
+    std::vector<Part> parts;
+    addColumns(parts, std::string(nameOf(layout)), names, tensor, 0, count, names.size());
+    return parts;
+}
+
 } // namespace
+
+std::vector<std::string> columnsOf(Layout layout, std::size_t width)
+{
+    switch (layout) {
+    case Layout::Keypoints: return padded(keypointNames, width);
+    case Layout::Descriptors: return padded({}, width, 'd');
+    case Layout::KeypointsAndDescriptors: return padded(keypointNames, width, 'd');
+    case Layout::Regions: return padded({ "number", "xmin", "ytop", "xmax", "ybottom" }, width);
+    case Layout::PolarLines: return { "rho", "theta" };
+    case Layout::BorderLines:
+    case Layout::Segments: return { "x1", "y1", "x2", "y2" };
+    case Layout::WideSegments: return { "x1", "y1", "x2", "y2", "width" };
+    case Layout::Circles: return { "x", "y", "radius" };
+    case Layout::Flow: return { "u", "v" };
+    case Layout::FlowAndValidity: return { "u", "v", "valid" };
+    case Layout::Shift: return { "x", "y" };
+    case Layout::Positions: return { "position" };
+    default: return padded({}, width);
+    }
+}
 
 const Result& resultOf(const Operation& operation, std::span<const Value> values)
 {
@@ -242,6 +370,26 @@ nlohmann::json jsonOf(const Operation& operation, const Result& result, const Va
         json["rows"] = table.rows;
     }
     return json;
+}
+
+std::vector<Part> partsOf(Layout layout, const TensorPointer& tensor, int64_t firstContour)
+{
+    switch (layout) {
+    case Layout::KeypointsAndDescriptors: return featureParts(tensor);
+    case Layout::Flow:
+    case Layout::FlowAndValidity: return flowParts(layout, tensor);
+    case Layout::Contours: return contourParts(tensor, firstContour);
+    case Layout::ChainCodes: return chainParts(*tensor, firstContour);
+    case Layout::Matches: return matchParts(*tensor);
+    case Layout::FaceBoxes: return faceParts(tensor);
+    case Layout::ResponseCurve: return { wholeOf(layout, tensor, { tensor->length() / 3, 3 }) };
+    case Layout::Plain:
+    case Layout::Descriptors:
+    case Layout::Labels:
+    case Layout::Transport:
+    case Layout::Positions: return { wholeOf(layout, tensor, tensor->dimensions) };
+    default: return tableParts(layout, tensor);
+    }
 }
 
 } // namespace miravex

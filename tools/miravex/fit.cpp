@@ -2,20 +2,17 @@
 
 #include "catalog/catalog.h"
 #include "files/pictures.h"
+#include "host/arguments.h"
 
 #include <opencv2/imgproc.hpp>
 
 #include <fmt/format.h>
 
-#include <array>
 #include <cstring>
 
 namespace miravex::tool {
 
 namespace {
-
-constexpr std::array pixelTypes { PixelTypeBit, PixelTypeByte, PixelTypeBit16, PixelTypeReal32,
-                                  PixelTypeReal };
 
 /// Applies a change of channels to every slice.
 template <typename Change> ImagePointer withFrames(const Image& image, Change change)
@@ -87,22 +84,6 @@ ImagePointer withChannels(ImagePointer image, const Argument& argument, Notes& n
     return image;
 }
 
-ImagePointer withPixelType(ImagePointer image, const Argument& argument, Notes& notes)
-{
-    const ImageRule& rule = argument.image;
-    const PixelType given = image->pixelType;
-    if (rule.acceptsPixelType(given)) return image;
-    // The next larger type loses nothing; else the largest of the smaller ones.
-    PixelType wanted = given;
-    for (const PixelType type : pixelTypes)
-        if (rule.acceptsPixelType(type) && (wanted == given || wanted < given)) wanted = type;
-    if (wanted == given) return image;
-    if (wanted < given)
-        notes.push_back(fmt::format("{}: {} samples are converted to {}", argument.name, pixelTypeName(given),
-                                    pixelTypeName(wanted)));
-    return convertImage(*image, wanted, image->interleaved);
-}
-
 ImagePointer withRank(ImagePointer image, const Argument& argument, Notes& notes)
 {
     if (argument.image.rank == 3 && image->rank() == 2) {
@@ -125,7 +106,7 @@ ImagePointer grayOf(ImagePointer image)
 
 PixelType pixelTypeOf(const std::string& name)
 {
-    for (const PixelType type : pixelTypes)
+    for (PixelType type = PixelTypeBit; type <= PixelTypeReal; ++type)
         if (pixelTypeName(type) == name) return type;
     throw Failure(ExitStatus::Usage,
                   fmt::format("--type is \"{}\", expected one of bit, byte, bit16, real32, real", name));
@@ -135,7 +116,7 @@ ImagePointer fitted(ImagePointer image, const Argument& argument, Notes& notes)
 {
     image = withRank(std::move(image), argument, notes);
     image = withChannels(std::move(image), argument, notes);
-    return withPixelType(std::move(image), argument, notes);
+    return withPixelTypeFor(argument, std::move(image), notes);
 }
 
 } // namespace miravex::tool

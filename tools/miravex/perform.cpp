@@ -179,10 +179,8 @@ Given readGiven(const ParsedCall& words, Notes& notes)
 
 std::vector<Value> completed(const Operation& operation, NamedValues given)
 {
-    Completed whole = complete(operation, std::move(given));
+    Completed whole = acceptable(operation, std::move(given));
     if (!whole.refusals.empty()) refuse(std::move(whole.refusals));
-    std::vector<Refusal> refusals = check(operation, whole.values);
-    if (!refusals.empty()) refuse(std::move(refusals));
     return std::move(whole.values);
 }
 

@@ -3,9 +3,9 @@
 #include "bindings/python/extension/schema.h"
 
 #include "catalog/catalog.h"
-#include "catalog/explain.h"
 #include "draw/draw.h"
 #include "host/arguments.h"
+#include "host/failures.h"
 #include "host/library.h"
 #include "host/results.h"
 
@@ -67,9 +67,8 @@ std::vector<Value> valuesOf(const Operation& operation, const py::dict& argument
             throw Refused(fmt::format("{}: {}", snakeCase(operation.name), refused.what()));
         }
     }
-    Completed completed = complete(operation, std::move(named));
+    Completed completed = acceptable(operation, std::move(named));
     refuseAny(operation, completed.refusals);
-    refuseAny(operation, check(operation, completed.values));
     return std::move(completed.values);
 }
 
@@ -109,12 +108,8 @@ py::tuple callByName(std::string_view name, const py::dict& arguments, const py:
         const py::gil_scoped_release unlocked;
         outcome = call(library(), operation, values);
     }
-    if (!outcome.ok())
-        throw Failed(fmt::format("{}: {}", snakeCase(operation.name),
-                                 explain(viewOf(operation, values), outcome.openCvError).message()));
-    if (!outcome.accounting.clean())
-        throw Failed(
-            fmt::format("{}: {}", snakeCase(operation.name), fmt::join(outcome.accounting.violations, "; ")));
+    const std::string failure = failureOf(operation, values, outcome);
+    if (!failure.empty()) throw Failed(fmt::format("{}: {}", snakeCase(operation.name), failure));
     return py::make_tuple(objectOf(outcome.result), nameOf(resultOf(operation, values).layout));
 }
 

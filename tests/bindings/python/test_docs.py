@@ -40,6 +40,21 @@ def test_python_calls_fit_their_signatures(record: Any) -> None:
         assert not any("@" in text for text in [*positional, *named.values()])
 
 
+@pytest.mark.parametrize("record", RECORDS, ids=name)
+def test_octave_calls_name_arguments(record: Any) -> None:
+    """Octave itself reads the same lines in the help of its package; here the names are looked at."""
+    lines = [line for line in pages.octave_lines(record) if line and not line.startswith("%")]
+    assert lines
+    known = [argument.name for argument in record.arguments]
+    for line in lines:
+        called = re.fullmatch(r"\w+ = miravex\.(\w+) \((.*)\);", line)
+        assert called and called[1] in (record.function, "load_images"), line
+        if called[1] == record.function:
+            named = re.findall(r'"([a-z_0-9]+)", ', called[2])
+            assert set(named) <= {*known, *(choice for argument in record.arguments for choice in argument.choices)}
+            assert "@" not in line
+
+
 def declarations(record: Any) -> list[str]:
     """What a host has at hand before it makes the call: its objects and what it worked out of them."""
     types = {"image": "KImage", "array": "NumericArray", "reals": "KTensor", "integers": "KTensor"}
