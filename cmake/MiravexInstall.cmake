@@ -1,6 +1,8 @@
-# What `cmake --install` lays out: the library, its header, a CMake package, a pkg-config file.
+# What `cmake --install` lays out: the library in its two parts, its header, a CMake package, a pkg-config file.
 
-install(TARGETS miravex EXPORT MiravexTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
+# The second part must stand beside the first.
+install(TARGETS miravex miravex_readers EXPORT MiravexTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
 install(FILES ${PROJECT_SOURCE_DIR}/include/miravex/host_interface.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/miravex)
 install(EXPORT MiravexTargets NAMESPACE Miravex:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Miravex)
 
