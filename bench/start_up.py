@@ -54,7 +54,8 @@ def rivals() -> dict[str, tuple[list[str], dict[str, str]]]:
 
 def cost(words: list[str], environment: dict[str, str]) -> tuple[float, float]:
     """Processor time in ms and resident memory in MB of one run."""
-    whole = {name: value for name, value in os.environ.items() if name != "PYTHONDONTWRITEBYTECODE"}
+    unwanted = ("PYTHONDONTWRITEBYTECODE", "MIRAVEX_LIBRARY")
+    whole = {name: value for name, value in os.environ.items() if name not in unwanted}
     process = subprocess.Popen(
         words, env={**whole, **environment}, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
     )

@@ -189,6 +189,8 @@ public:
         const std::size_t threads = static_cast<std::size_t>(std::max(cv::getNumThreads(), 1));
         std::optional<SingleThreads> single;
         if (left >= threads) single.emplace();
+        // As many threads as asked for, even beyond the cores; OpenCV takes its own from among them.
+        const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
         if (left > 0) runSideBySide(std::min(left, threads));
         return report_;
     }
@@ -197,7 +199,6 @@ private:
     void runSideBySide(std::size_t workers)
     {
         using tbb::filter_mode;
-        const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, workers);
         tbb::task_arena arena(static_cast<int>(workers));
         const auto begin =
             tbb::make_filter<void, Task*>(filter_mode::serial_in_order, [this](tbb::flow_control& flow) {

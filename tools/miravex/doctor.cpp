@@ -64,8 +64,7 @@ Finding examineReaders()
     } catch (const std::exception&) { // told of the library itself
         return { "readers", Verdict::Broken, "there is no library to load them" };
     }
-    if (dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))
-        return { "readers", Verdict::Good, path.string() };
+    if (dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) return { "readers", Verdict::Good, path.string() };
     const char* reason = dlerror();
     std::vector<std::string> operations;
     for (const std::string_view name : readersOperations) operations.push_back(kebabCase(name));
