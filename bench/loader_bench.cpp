@@ -242,7 +242,7 @@ private:
 
 struct Libraries {
     miravex::Library direct { miravex::Library::defaultPath() };
-    miravex::Library indirect { miravex::Library::defaultPath().parent_path() / "libmiravex_indirect.so" };
+    miravex::Library indirect { miravex::Library::defaultPath().parent_path() / "indirect/libmiravex.so" };
 };
 
 void compare(Table& table, const Libraries& libraries, const PictureSet& set,

@@ -1,6 +1,8 @@
-# What `cmake --install` lays out: the libraries, their headers, a CMake package, pkg-config files.
+# What `cmake --install` lays out: the library in its two parts, the C functions over it, their headers, a CMake
+# package, pkg-config files.
 
-install(TARGETS miravex miravex_host EXPORT MiravexTargets
+# The second part must stand beside the first.
+install(TARGETS miravex miravex_readers miravex_host EXPORT MiravexTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library)
 install(FILES ${PROJECT_SOURCE_DIR}/include/miravex/host_interface.h
   ${PROJECT_SOURCE_DIR}/include/miravex/miravex_host.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/miravex)

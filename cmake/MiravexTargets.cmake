@@ -26,30 +26,59 @@ function(miravex_sources target)
   target_sources(${target} PRIVATE ${sources})
 endfunction()
 
-# A room of operations: code goes to the library, records to the catalogue.
+# A room of operations: code goes to the library, but for what is named after READERS, which goes to its second
+# part; records go to the catalogue.
 function(miravex_room)
-  miravex_sources(miravex ${ARGN})
+  cmake_parse_arguments(ARG "" "" "EXCEPT;READERS" ${ARGN})
+  miravex_sources(miravex EXCEPT ${ARG_EXCEPT} ${ARG_READERS})
+  list(TRANSFORM ARG_READERS PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
+  target_sources(miravex_readers_parts PRIVATE ${ARG_READERS})
   file(GLOB records CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.record.cpp)
   target_sources(miravex_catalog PRIVATE ${records})
+endfunction()
+
+# OpenCV's modules that compute, with some 30 libraries behind them. The others (${OpenCV_LIBS} is all) read
+# files and bring 200 more.
+set(MIRAVEX_OPENCV_COMPUTING opencv_core opencv_imgproc opencv_features2d opencv_flann opencv_objdetect
+  opencv_calib3d opencv_photo opencv_video opencv_dnn)
+
+# Whatever is built is linked to what it uses and no more.
+add_link_options(-Wl,--as-needed)
+
+# Exactly the exports that a version script names, and hardened.
+function(miravex_exports target script)
+  target_link_options(${target} PRIVATE
+    -Wl,--version-script=${script} -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
+  if(NOT MIRAVEX_SANITIZE)
+    target_link_options(${target} PRIVATE -Wl,-z,defs)
+  endif()
+  set_property(TARGET ${target} PROPERTY LINK_DEPENDS ${script})
 endfunction()
 
 # The shared library: abi, convert and the operations of all rooms.
 add_library(miravex SHARED)
 add_library(Miravex::miravex ALIAS miravex)
 miravex_options(miravex)
+miravex_exports(miravex ${PROJECT_SOURCE_DIR}/abi/exports.map)
+target_compile_definitions(miravex PRIVATE MIRAVEX_VERSION="${PROJECT_VERSION}")
 target_include_directories(miravex INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-target_link_libraries(miravex PRIVATE ${OpenCV_LIBS} Threads::Threads)
-target_link_options(miravex PRIVATE
-  -Wl,--version-script=${PROJECT_SOURCE_DIR}/abi/exports.map -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
-if(NOT MIRAVEX_SANITIZE)
-  target_link_options(miravex PRIVATE -Wl,-z,defs)
-endif()
-set_property(TARGET miravex PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/abi/exports.map)
+target_link_libraries(miravex PRIVATE ${MIRAVEX_OPENCV_COMPUTING} Threads::Threads ${CMAKE_DL_LIBS})
+
+# Its second part, which it loads from its own folder when files are to be read.
+add_library(miravex_readers_parts OBJECT)
+miravex_options(miravex_readers_parts)
+target_compile_definitions(miravex_readers_parts PRIVATE MIRAVEX_VERSION="${PROJECT_VERSION}")
+target_link_libraries(miravex_readers_parts PUBLIC ${OpenCV_LIBS} Threads::Threads)
+add_library(miravex_readers MODULE)
+miravex_options(miravex_readers)
+miravex_exports(miravex_readers ${PROJECT_SOURCE_DIR}/readers/exports.map)
+target_link_libraries(miravex_readers PRIVATE miravex_readers_parts)
+add_dependencies(miravex miravex_readers)
 
 # The records of all operations, and what is said and checked by them.
 add_library(miravex_catalog STATIC)
 miravex_options(miravex_catalog)
-target_link_libraries(miravex_catalog PUBLIC ${OpenCV_LIBS} fmt::fmt nlohmann_json::nlohmann_json)
+target_link_libraries(miravex_catalog PUBLIC opencv_core fmt::fmt nlohmann_json::nlohmann_json)
 
 # The embedded host: everything that calls the library.
 add_library(miravex_host_core STATIC)

@@ -43,8 +43,12 @@ void copyToStandardOutput(const fs::path& file)
 /// Files made by mkstemps are private; what the user asked for has the usual mode.
 void allowAsUsual(const fs::path& file)
 {
-    const mode_t mask = umask(0);
-    umask(mask);
+    // Asked for once: it can only be had by setting it, which other threads would notice.
+    static const mode_t mask = [] {
+        const mode_t found = umask(0);
+        umask(found);
+        return found;
+    }();
     fs::permissions(file, static_cast<fs::perms>(0666 & ~mask));
 }
 

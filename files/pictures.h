@@ -1,5 +1,6 @@
 #pragma once
 
+#include "files/codecs.h"
 #include "host/matrices.h"
 
 #include <opencv2/core.hpp>
@@ -22,9 +23,6 @@ constexpr int64_t allFrames = std::numeric_limits<int64_t>::max();
 
 /// Things worth telling that are no error ("the fourth channel is dropped").
 using Notes = std::vector<std::string>;
-
-/// Hears how reading goes on: how much is done, and of how much; 0 when that is unknown.
-using Progress = std::function<void(int64_t done, int64_t total)>;
 
 /// Everything that a file holds: a 2D image, or a 3D image of its pages or frames when there are several.
 /// `progress` counts the frames of a film.

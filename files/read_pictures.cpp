@@ -1,5 +1,4 @@
 #include "catalog/explain.h"
-#include "convert/film.h"
 #include "files/error.h"
 #include "files/files.h"
 #include "files/npy.h"
@@ -42,29 +41,15 @@ Frames readStill(const std::string& path)
     // Unchanged keeps alpha but ignores the orientation, which only JPEGs (without alpha) commonly have.
     const bool isJpeg = startsWith(path, { "\xFF\xD8\xFF"sv });
     const cv::Mat picture =
-        cv::imread(path, isJpeg ? cv::IMREAD_ANYCOLOR | cv::IMREAD_ANYDEPTH : cv::IMREAD_UNCHANGED);
+        codecs().read(path, isJpeg ? cv::IMREAD_ANYCOLOR | cv::IMREAD_ANYDEPTH : cv::IMREAD_UNCHANGED);
     return picture.empty() ? Frames() : Frames { picture };
 }
 
 Frames readPages(const std::string& path, int64_t maximum)
 {
-    Frames pages;
-    cv::imreadmulti(path, pages, cv::IMREAD_UNCHANGED);
+    Frames pages = codecs().readPages(path);
     if (static_cast<int64_t>(pages.size()) > maximum) pages.resize(static_cast<std::size_t>(maximum));
     return pages;
-}
-
-Frames readVideo(const std::string& path, int64_t maximum, const Progress& progress)
-{
-    Frames frames;
-    cv::VideoCapture video;
-    if (!openFilm(video, path)) return frames;
-    const auto promised = static_cast<int64_t>(std::max(0.0, video.get(cv::CAP_PROP_FRAME_COUNT)));
-    for (cv::Mat frame; static_cast<int64_t>(frames.size()) < maximum && video.read(frame);) {
-        frames.push_back(frame.clone());
-        if (progress) progress(static_cast<int64_t>(frames.size()), std::min(promised, maximum));
-    }
-    return frames;
 }
 
 PixelType pixelTypeOf(const std::string& file, const NpyArray& array)
@@ -123,7 +108,7 @@ Frames readFrames(const std::string& file, int64_t maximum, const Progress& prog
     try {
         const bool isTiff = startsWith(path, { "II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv });
         frames = isTiff ? readPages(path, maximum) : readStill(path);
-        if (frames.empty()) frames = readVideo(path, maximum, progress);
+        if (frames.empty()) frames = codecs().readFilm(path, maximum, progress);
     } catch (const cv::Exception& error) {
         unreadable(file, error.err);
     }

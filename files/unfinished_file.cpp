@@ -4,32 +4,50 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cstring>
 
 namespace miravex::files {
 
 namespace {
 
-/// Read by a signal handler, hence plain memory: the path of the file being written, or "".
-std::array<char, PATH_MAX> unfinished {};
+/// Where a signal handler finds what is being written, hence plain memory.
+struct Entry {
+    std::atomic<bool> taken = false;
+    std::atomic<bool> complete = false; ///< the path can be read
+    std::array<char, PATH_MAX> path {};
+};
+
+/// As many files at once as threads that may write one.
+constexpr std::size_t mostAtOnce = 256;
+std::array<Entry, mostAtOnce> entries;
 
 } // namespace
 
-void removeUnfinishedFile() noexcept
+void removeUnfinishedFiles() noexcept
 {
-    if (unfinished[0] != '\0') unlink(unfinished.data());
+    for (Entry& entry : entries)
+        if (entry.complete) unlink(entry.path.data());
 }
 
 UnfinishedFile::UnfinishedFile(std::filesystem::path path)
     : path_(std::move(path))
 {
     const std::string name = path_.string();
-    if (name.size() < unfinished.size()) std::memcpy(unfinished.data(), name.c_str(), name.size() + 1);
+    while (entry_ < entries.size() && entries[entry_].taken.exchange(true)) ++entry_;
+    if (entry_ == entries.size()) return; // its own end alone removes it then
+    Entry& entry = entries[entry_];
+    if (name.size() >= entry.path.size()) return;
+    std::memcpy(entry.path.data(), name.c_str(), name.size() + 1);
+    entry.complete = true;
 }
 
 UnfinishedFile::~UnfinishedFile()
 {
-    unfinished[0] = '\0';
+    if (entry_ < entries.size()) {
+        entries[entry_].complete = false;
+        entries[entry_].taken = false;
+    }
     std::error_code ignored;
     if (!kept_) std::filesystem::remove(path_, ignored);
 }

@@ -4,7 +4,8 @@
 
 namespace miravex::files {
 
-/// A file that is removed by removeUnfinishedFile(), or when this object ends before keep().
+/// A file that is removed by removeUnfinishedFiles(), or when this object ends before keep(). Several threads
+/// may write one each.
 class UnfinishedFile {
 public:
     explicit UnfinishedFile(std::filesystem::path path);
@@ -18,9 +19,10 @@ public:
 private:
     std::filesystem::path path_;
     bool kept_ = false;
+    std::size_t entry_ = 0;
 };
 
-/// Removes the file that is being written, if there is one. A signal handler may call it.
-void removeUnfinishedFile() noexcept;
+/// Removes the files that are being written. A signal handler may call it.
+void removeUnfinishedFiles() noexcept;
 
 } // namespace miravex::files

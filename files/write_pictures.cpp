@@ -4,7 +4,6 @@
 #include "files/pictures.h"
 
 #include <opencv2/imgcodecs.hpp>
-#include <opencv2/videoio.hpp>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -105,28 +104,22 @@ cv::Mat forFile(const cv::Mat& frame, const Format& format)
     return stored;
 }
 
-void writeVideo(const std::vector<cv::Mat>& frames, const std::filesystem::path& path)
-{
-    constexpr double framesPerSecond = 10;
-    cv::VideoWriter video(path.string(), cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), framesPerSecond,
-                          frames.front().size());
-    if (!video.isOpened()) throw Error(Error::Kind::Output, "OpenCV cannot write this video");
-    for (const cv::Mat& frame : frames) video.write(frame);
-}
-
 constexpr int lzw = 5; // as TIFF numbers its compressions
 
 void writeMatrices(const std::vector<cv::Mat>& frames, const std::filesystem::path& path,
                    const Format& format)
 {
     try {
-        if (format.video) return writeVideo(frames, path);
+        if (format.video) {
+            if (!codecs().writeFilm(path.string(), frames))
+                throw Error(Error::Kind::Output, "OpenCV cannot write this video");
+            return;
+        }
         // Left to itself OpenCV rounds floats in colour TIFFs to logarithms.
         std::vector<int> parameters;
         if (format.extension.starts_with(".tif")) parameters = { cv::IMWRITE_TIFF_COMPRESSION, lzw };
-        const bool written = frames.size() > 1 ? cv::imwrite(path.string(), frames, parameters)
-                                               : cv::imwrite(path.string(), frames.front(), parameters);
-        if (!written) throw Error(Error::Kind::Output, "OpenCV cannot write this picture");
+        if (!codecs().write(path.string(), frames, parameters))
+            throw Error(Error::Kind::Output, "OpenCV cannot write this picture");
     } catch (const cv::Exception& error) {
         throw Error(Error::Kind::Output, "OpenCV cannot write this picture: " + error.err);
     }

@@ -1,10 +1,11 @@
 #include "host/library.h"
 
+#include "host/installed_file.h"
 #include "host/opencv_errors.h"
 #include "host/services.h"
+#include "readers/second_part.h"
 
 #include <dlfcn.h>
-#include <link.h>
 
 #include <cstdlib>
 #include <stdexcept>
@@ -105,32 +106,12 @@ Value takeResult(const ValueCell& cell, ResultKind kind, Ledger& ledger)
     return {};
 }
 
-/// Of the program or of the Python extension that this code is linked into.
-std::filesystem::path directoryOfThisCode()
-{
-    Dl_info info {};
-    link_map* object = nullptr;
-    const auto* code = reinterpret_cast<const void*>(&directoryOfThisCode);
-    if (dladdr1(code, &info, reinterpret_cast<void**>(&object), RTLD_DL_LINKMAP) == 0 || !object) return {};
-    // A program has no name there, and the one it was started by says nothing of where it lies.
-    const bool isProgram = !object->l_name || !*object->l_name;
-    std::error_code error;
-    return std::filesystem::weakly_canonical(isProgram ? "/proc/self/exe" : object->l_name, error)
-        .parent_path();
-}
-
 } // namespace
 
 std::filesystem::path Library::defaultPath(const std::filesystem::path& installed)
 {
-    if (const char* chosen = std::getenv("MIRAVEX_LIBRARY"); chosen && *chosen) return chosen;
-    const std::filesystem::path directory = directoryOfThisCode();
-    for (const std::filesystem::path& place :
-         { std::filesystem::path("."), std::filesystem::path("../lib"), installed }) {
-        std::filesystem::path candidate = (directory / place / fileName).lexically_normal();
-        if (std::filesystem::exists(candidate)) return candidate;
-    }
-    return fileName;
+    const char* const chosen = std::getenv("MIRAVEX_LIBRARY");
+    return chosen && *chosen ? chosen : installedFile(fileName, installed);
 }
 
 std::filesystem::path Library::defaultPath() { return defaultPath(MIRAVEX_LIBRARY_FROM_BINARIES); }
@@ -165,6 +146,14 @@ Library::~Library()
 }
 
 void* Library::symbol(const std::string& name) const { return dlsym(handle_, name.c_str()); }
+
+std::filesystem::path Library::readersPath() const
+{
+    Dl_info info {};
+    if (dladdr(symbol("KorvaneLibrary_initialize"), &info) == 0) return readersFileName;
+    std::error_code error;
+    return std::filesystem::weakly_canonical(info.dli_fname, error).replace_filename(readersFileName);
+}
 
 MiravexOperation Library::operation(std::string_view name) const
 {

@@ -35,6 +35,9 @@ public:
 
     [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
 
+    /// Where the library looks for its second part when files are to be read.
+    [[nodiscard]] std::filesystem::path readersPath() const;
+
 private:
     std::filesystem::path path_;
     void* handle_ = nullptr;

@@ -1,4 +1,4 @@
-"""Packs the built package into a wheel: the extension module, the library itself and the Python files.
+"""Packs the built package into a wheel: the extension module, the parts of the library and the Python files.
 
 A wheel is a zip archive with a list of its files, so that nothing but Python itself is needed. OpenCV is not
 in it: the wheel is for machines with the same Debian packages.
@@ -77,11 +77,11 @@ def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--package", type=Path, required=True)
     parser.add_argument("--extension", type=Path, required=True)
-    parser.add_argument("--library", type=Path, required=True)
+    parser.add_argument("--library", type=Path, required=True, action="append")
     parser.add_argument("--version", required=True)
     parser.add_argument("--output", type=Path, required=True)
     options = parser.parse_args()
-    print(write_wheel(options.package, [options.extension, options.library], options.version, options.output))
+    print(write_wheel(options.package, [options.extension, *options.library], options.version, options.output))
 
 
 if __name__ == "__main__":

@@ -4,6 +4,7 @@
 #include "ops/loading/bounds.h"
 #include "ops/loading/option_names.h"
 #include "ops/loading/parallel_load.h"
+#include "readers/readers.h"
 
 #include <cstring>
 #include <stdexcept>
@@ -138,9 +139,8 @@ KTensor loadImagesFromPathInto(LibraryData data, const LoadRequest& request)
 
     if (!bounds::filesFit(files)) refuse("There are too many files");
     std::vector<unsigned char> status(paths.size(), 0);
-    const LoadImages body(std::move(paths), destination.data, format, status.data());
-    cv::parallel_for_(cv::Range(0, static_cast<int>(files)), body, static_cast<double>(request.stripes));
-    body.finish();
+    readers().loadPictures(std::move(paths), destination.data, format, status.data(),
+                           static_cast<double>(request.stripes));
     return unreadPositions(data, status);
 }
 

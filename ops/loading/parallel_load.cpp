@@ -71,6 +71,15 @@ void LoadImages::finish() const
     if (failure_) std::rethrow_exception(failure_);
 }
 
+void loadPictures(std::vector<std::string> paths, float* destination, const SlotFormat& format,
+                  unsigned char* status, double stripes)
+{
+    const cv::Range files(0, static_cast<int>(paths.size()));
+    const LoadImages body(std::move(paths), destination, format, status);
+    cv::parallel_for_(files, body, stripes);
+    body.finish();
+}
+
 bool loadImageInto(const std::string& path, float* slot, const SlotFormat& format, Scratch& scratch)
 {
     cv::Mat picture = readPicture(path, format, scratch);

@@ -60,6 +60,11 @@ private:
     mutable std::exception_ptr failure_;
 };
 
+/// Runs the loop over all files, in up to `stripes` stripes; 0 or less: as many as OpenCV has threads. Throws
+/// what stopped it.
+void loadPictures(std::vector<std::string> paths, float* destination, const SlotFormat& format,
+                  unsigned char* status, double stripes);
+
 /// Fills one slot from one file; false when the file could not be read and the slot holds noise.
 bool loadImageInto(const std::string& path, float* slot, const SlotFormat& format, Scratch& scratch);
 

@@ -6,8 +6,9 @@
 #include "ops/photo/bounds.h"
 #include "ops/photo/frames.h"
 #include "ops/photo/option_names.h"
+#include "readers/readers.h"
 
-#include <opencv2/superres/optical_flow.hpp>
+#include <opencv2/video/tracking.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -86,12 +87,11 @@ double* appendFlow(const cv::Mat& flow, double replacement, bool withValidity, d
 }
 
 /// Flow of all pairs of consecutive frames, always through the one matrix `flow`, so that the flow of a pair
-/// is the first estimate of the next wherever the method uses one. `prepare` is told of every pair, counted
-/// from 1, before it.
-template <typename Flow, typename Prepare>
-HostErrorCode flowOfPairs(LibraryData data, const std::vector<cv::Mat>& frames,
-                          cv::superres::DenseOpticalFlowExt& method, Flow& flow, double replacement,
-                          bool withValidity, Prepare prepare, KTensor* result)
+/// is the first estimate of the next wherever the method uses one. `compute` computes that of each pair,
+/// counted from 1.
+template <typename Compute>
+HostErrorCode flowOfPairs(LibraryData data, const std::vector<cv::Mat>& frames, const cv::Mat& flow,
+                          double replacement, bool withValidity, Compute compute, KTensor* result)
 {
     const cv::Mat& first = frames.front();
     const auto pairs = static_cast<int64_t>(frames.size()) - 1;
@@ -99,8 +99,7 @@ HostErrorCode flowOfPairs(LibraryData data, const std::vector<cv::Mat>& frames,
     double* target = vectors ? vectors.reals() : nullptr;
     if (!target) return StatusFunctionError;
     for (std::size_t pair = 1; pair < frames.size(); ++pair) {
-        prepare(pair);
-        method.calc(frames[pair - 1], frames[pair], flow, cv::noArray());
+        compute(pair);
         target = appendFlow(flow, replacement, withValidity, target);
     }
     *result = vectors.release();
@@ -146,19 +145,12 @@ HostErrorCode opticalFlowFarneback(LibraryData data, KImage image, double pyrami
     const BorrowedSlices frames(images, image, anyType);
     if (!framesFit(frames)) return StatusFunctionError;
     if (useInitialFlow) flags += cv::OPTFLOW_USE_INITIAL_FLOW;
-    const auto method = cv::superres::createOptFlow_Farneback();
-    method->setPyrScale(pyramidScale);
-    method->setLevelsNumber(count);
-    method->setWindowSize(side);
-    method->setIterations(passes);
-    method->setPolyN(reach);
-    method->setPolySigma(sigma);
-    method->setFlags(flags);
-    const auto chain = [&](std::size_t pair) {
-        if (chained && pair == 1) method->setFlags(flags -= cv::OPTFLOW_USE_INITIAL_FLOW);
-        if (chained && pair == 2) method->setFlags(flags += cv::OPTFLOW_USE_INITIAL_FLOW);
+    const auto compute = [&](std::size_t pair) {
+        const int own = chained && pair == 1 ? flags - cv::OPTFLOW_USE_INITIAL_FLOW : flags;
+        cv::calcOpticalFlowFarneback((*frames)[pair - 1], (*frames)[pair], flow, pyramidScale, count, side,
+                                     passes, reach, sigma, own);
     };
-    return flowOfPairs(data, *frames, *method, flow, replacement, false, chain, result);
+    return flowOfPairs(data, *frames, flow, replacement, false, compute, result);
 }
 
 /// Dense optical flow between consecutive frames by total variation and the L1 norm: pairs x rows x columns x
@@ -190,7 +182,7 @@ HostErrorCode opticalFlowDualTvl1(LibraryData data, KImage image, double epsilon
     const bool chained = useInitialFlow && flow.empty();
     const BorrowedSlices frames(images, image, anyType);
     if (!framesFit(frames)) return StatusFunctionError;
-    const auto method = cv::superres::createOptFlow_DualTVL1();
+    const auto method = readersOrCvError().createDualTvl1();
     method->setEpsilon(epsilon);
     method->setIterations(passes);
     method->setLambda(lambda);
@@ -199,11 +191,12 @@ HostErrorCode opticalFlowDualTvl1(LibraryData data, KImage image, double epsilon
     method->setTheta(theta);
     method->setWarpingsNumber(warps);
     method->setUseInitialFlow(useInitialFlow != 0);
-    const auto chain = [&](std::size_t pair) {
+    const auto compute = [&](std::size_t pair) {
         if (chained && pair == 1) method->setUseInitialFlow(false);
         if (chained && pair == 2) method->setUseInitialFlow(true);
+        method->calc((*frames)[pair - 1], (*frames)[pair], flow, cv::noArray());
     };
-    return flowOfPairs(data, *frames, *method, flow, replacement, true, chain, result);
+    return flowOfPairs(data, *frames, flow, replacement, true, compute, result);
 }
 
 } // namespace miravex

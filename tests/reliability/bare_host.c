@@ -1,13 +1,14 @@
 /* A host of a few lines that links nothing but the C library: when it closes Miravex, nobody else keeps
  * OpenCV in memory. Each way of loading is tried over and over.
  *
- * Usage: bare_host LIBRARY local|global|unready|incomplete ROUNDS
+ * Usage: bare_host LIBRARY local|global|unready|reading ROUNDS
  */
 #define _GNU_SOURCE
 #include "miravex/host_interface.h"
 
 #include <dirent.h>
 #include <dlfcn.h>
+#include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -147,6 +148,38 @@ static KImage squares(int64_t side)
     return image;
 }
 
+/* True when a library whose file name holds `name` is in this process. */
+static int isMapped(const char* name)
+{
+    char line[4096];
+    int found = 0;
+    FILE* maps = fopen("/proc/self/maps", "r");
+    REQUIRE(maps != NULL);
+    while (fgets(line, sizeof line, maps)) found |= strstr(line, name) != NULL;
+    fclose(maps);
+    return found;
+}
+
+static int codecsAreMapped(void)
+{
+    return isMapped("libmiravex_readers") || isMapped("libopencv_imgcodecs") || isMapped("libopencv_videoio")
+        || isMapped("libopencv_superres");
+}
+
+static void filterByMedian(void* library)
+{
+    MiravexOperation operation = NULL;
+    ValueCell cells[2], result = { .integer = 0 };
+    ArgumentSlot slots[2] = { &cells[0], &cells[1] };
+    cells[0].image = squares(64);
+    cells[1].integer = 2;
+    find(library, "opencv_MedianFilter", &operation);
+    REQUIRE(operation(&table, 2, slots, &result) == StatusOk);
+    imageFree(result.image);
+    imageFree(cells[0].image);
+    REQUIRE(liveImages == 0);
+}
+
 /* A picture large enough for OpenCV to set its pool to work. */
 static void callOperations(void* library)
 {
@@ -226,6 +259,8 @@ static void useOnce(const char* path, int flags)
     REQUIRE(getVersion() == MIRAVEX_INTERFACE_VERSION);
     REQUIRE(initialize(&table) == StatusOk);
     callOperations(library);
+    filterByMedian(library);
+    REQUIRE(!codecsAreMapped());
     uninitialize();
     REQUIRE(dlclose(library) == 0);
 }
@@ -259,10 +294,48 @@ static void useUnready(const char* path)
     REQUIRE(dlclose(library) == 0);
 }
 
+/* Looks for a film that is nowhere. */
+static void* openNoFilm(void* library)
+{
+    MiravexOperation operation = NULL;
+    ValueCell cells[3], result = { .integer = 17 };
+    ArgumentSlot slots[3] = { &cells[0], &cells[1], &cells[2] };
+    cells[0].string = "/nowhere/film.avi";
+    cells[1].string = "Farneback";
+    cells[2].integer = 2;
+    find(library, "opencv_SuperResolution", &operation);
+    REQUIRE(operation(&table, 3, slots, &result) == StatusFunctionError && result.integer == 17);
+    return NULL;
+}
+
+/* The second part is loaded by whichever thread needs it first, from the library's folder, although that was
+ * named from a working folder left since; and it stays. */
+static void useReaders(const char* path)
+{
+    enum { callers = 4 };
+    pthread_t threads[callers];
+    char* const folder = strdup(path);
+    char* const name = strrchr(folder, '/');
+    char relative[256];
+    REQUIRE(name != NULL && snprintf(relative, sizeof relative, ".%s", name) < (int)sizeof relative);
+    *name = 0;
+    REQUIRE(chdir(folder) == 0);
+    void* const library = dlopen(relative, RTLD_NOW | RTLD_LOCAL);
+    REQUIRE(library != NULL);
+    REQUIRE(chdir("/") == 0);
+    REQUIRE(codecsAreMapped() == (currentRound > 0));
+    for (int i = 0; i < callers; ++i) REQUIRE(pthread_create(&threads[i], NULL, openNoFilm, library) == 0);
+    for (int i = 0; i < callers; ++i) REQUIRE(pthread_join(threads[i], NULL) == 0);
+    REQUIRE(isMapped("libmiravex_readers") && isMapped("libopencv_imgcodecs"));
+    REQUIRE(dlclose(library) == 0);
+    REQUIRE(isMapped("libmiravex_readers"));
+    free(folder);
+}
+
 int main(int argc, char** argv)
 {
     if (argc != 4) {
-        fprintf(stderr, "usage: bare_host LIBRARY local|global|unready ROUNDS\n");
+        fprintf(stderr, "usage: bare_host LIBRARY local|global|unready|reading ROUNDS\n");
         return 2;
     }
     const char* const way = argv[2];
@@ -271,6 +344,8 @@ int main(int argc, char** argv)
     for (currentRound = 0; currentRound < rounds; ++currentRound) {
         if (strcmp(way, "unready") == 0)
             useUnready(argv[1]);
+        else if (strcmp(way, "reading") == 0)
+            useReaders(argv[1]);
         else
             useOnce(argv[1], strcmp(way, "global") == 0 ? RTLD_GLOBAL : RTLD_LOCAL);
         if (currentRound == 0) {

@@ -1,14 +1,20 @@
 #include "tests/support/drawn_call.h"
 #include "tests/support/host_check.h"
 #include "tests/support/sample_files.h"
+#include "tests/support/temporary_folder.h"
+
+#include "catalog/catalog.h"
+#include "host/batch.h"
+#include "readers/second_part.h"
 
 #include <dlfcn.h>
 #include <fmt/format.h>
-#include <unistd.h>
+#include <opencv2/imgcodecs.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <memory>
+#include <fstream>
 
 /// The library as a file: how it may be loaded and unloaded, and what the dynamic linker is told about it.
 namespace miravex::test {
@@ -35,19 +41,21 @@ Finished shell(const std::string& command)
 
 std::string path() { return Library::defaultPath().string(); }
 
-/// A copy of the library under another name, gone with this object.
+/// A copy of the library under another name, in a folder of its own, gone with this object.
 class Copy {
 public:
-    Copy()
-        : path_(std::filesystem::temp_directory_path() / fmt::format("libmiravex-{}.so", getpid()))
+    enum Parts { First, Both };
+
+    explicit Copy(Parts parts = Both)
     {
-        std::filesystem::copy_file(path(), path_, std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::copy_file(path(), file());
+        if (parts == Both) std::filesystem::copy_file(library().readersPath(), readers());
     }
-    ~Copy() { std::filesystem::remove(path_); }
-    [[nodiscard]] const std::filesystem::path& file() const { return path_; }
+    [[nodiscard]] std::filesystem::path file() const { return folder_.file("libmiravex-copy.so"); }
+    [[nodiscard]] std::filesystem::path readers() const { return folder_.file("libmiravex_readers.so"); }
 
 private:
-    std::filesystem::path path_;
+    TemporaryFolder folder_;
 };
 
 bool isLoaded(const std::string& file)
@@ -67,7 +75,7 @@ TEST_P(BareHost, LoadsAndUnloadsManyTimes)
     EXPECT_EQ(result.status, 0) << result.output;
 }
 
-INSTANTIATE_TEST_SUITE_P(Ways, BareHost, ::testing::Values("local", "global", "unready"),
+INSTANTIATE_TEST_SUITE_P(Ways, BareHost, ::testing::Values("local", "global", "unready", "reading"),
                          [](const auto& way) { return std::string(way.param); });
 
 TEST(Loading, LeavesNothingBehind)
@@ -105,6 +113,109 @@ TEST(Loading, TwoCopiesSideBySideAnswerAlike)
     }
 }
 
+namespace {
+
+constexpr int64_t side = 16;
+
+/// One slot with a picture in it, read by a library.
+std::vector<float> loaded(const Library& from, const std::string& picture)
+{
+    const BatchOptions options { .height = side, .width = side };
+    std::vector<float> slot(static_cast<std::size_t>(options.samples()));
+    EXPECT_TRUE(loadBatch(from, { &picture, 1 }, options, slot.data()).failed.empty());
+    return slot;
+}
+
+std::string smallPicture(const TemporaryFolder& folder)
+{
+    cv::Mat picture(side, side, CV_8UC3);
+    cv::randu(picture, 0, 256);
+    cv::imwrite(folder.file("picture.png"), picture);
+    return folder.file("picture.png");
+}
+
+/// What the library says on standard output while it refuses to load a batch.
+std::string refusalOfBatch(const Library& from)
+{
+    const std::string picture = "picture.png";
+    const BatchOptions options { .height = side, .width = side };
+    std::vector<float> slot(static_cast<std::size_t>(options.samples()));
+    ::testing::internal::CaptureStdout();
+    EXPECT_THROW(loadBatch(from, { &picture, 1 }, options, slot.data()), std::runtime_error);
+    return ::testing::internal::GetCapturedStdout();
+}
+
+} // namespace
+
+TEST(SecondPart, OfACopyAnswersAlike)
+{
+    const TemporaryFolder folder;
+    const std::string picture = smallPicture(folder);
+    const Copy copy;
+    for (int round = 0; round < 3; ++round) {
+        const Library second(copy.file());
+        EXPECT_EQ(second.readersPath(), copy.readers());
+        EXPECT_EQ(loaded(library(), picture), loaded(second, picture));
+        EXPECT_TRUE(isLoaded(copy.readers()));
+    }
+    EXPECT_FALSE(isLoaded(copy.file()));
+}
+
+TEST(SecondPart, IsFoundThroughALinkToTheFirst)
+{
+    const TemporaryFolder folder;
+    const std::string picture = smallPicture(folder);
+    std::filesystem::create_symlink(path(), folder.file("link.so"));
+    const Library linked(folder.file("link.so"));
+    EXPECT_EQ(loaded(library(), picture), loaded(linked, picture));
+}
+
+TEST(SecondPart, MissingFailsTheOperationsThatNeedItAlone)
+{
+    const Copy copy(Copy::First);
+    const Library alone(copy.file());
+    std::vector<std::string_view> failed;
+    for (const Operation* operation : catalog()) {
+        const auto values = validValues(*operation, 0);
+        if (!values || !call(library(), *operation, *values).ok()) continue; // its files are not here
+        ::testing::internal::CaptureStdout();
+        const Outcome outcome = call(alone, *operation, *values);
+        const std::string said = ::testing::internal::GetCapturedStdout();
+        EXPECT_TRUE(outcome.accounting.clean()) << operation->name;
+        if (outcome.ok()) continue;
+        EXPECT_EQ(outcome.status, StatusFunctionError) << operation->name;
+        EXPECT_NE((said + outcome.openCvError).find(copy.readers().string()), std::string::npos)
+            << operation->name << ": " << said << outcome.openCvError;
+        failed.push_back(operation->name);
+    }
+    EXPECT_THAT(failed, ::testing::UnorderedElementsAreArray(readersOperations));
+}
+
+TEST(SecondPart, SaysWhyItCannotBeUsedAndIsTriedAgain)
+{
+    using ::testing::AllOf, ::testing::EndsWith, ::testing::HasSubstr, ::testing::StartsWith;
+    const auto because = [](const Copy& copy, const char* reason) {
+        return AllOf(StartsWith("Runtime Error: cannot use the library " + copy.readers().string() + ": "),
+                     HasSubstr(reason), EndsWith("\n"));
+    };
+    const Copy copy(Copy::First);
+    const Library alone(copy.file());
+    EXPECT_THAT(refusalOfBatch(alone), because(copy, "No such file or directory"));
+
+    std::ofstream(copy.readers()) << "no library at all";
+    EXPECT_THAT(refusalOfBatch(alone), because(copy, "file too short"));
+    std::filesystem::remove(copy.readers());
+
+    std::filesystem::copy_file(path(), copy.readers()); // a library, but another
+    EXPECT_THAT(refusalOfBatch(alone), because(copy, "it is no part of Miravex"));
+    std::filesystem::remove(copy.readers());
+
+    const TemporaryFolder folder;
+    const std::string picture = smallPicture(folder);
+    std::filesystem::copy_file(library().readersPath(), copy.readers());
+    EXPECT_EQ(loaded(library(), picture), loaded(alone, picture));
+}
+
 TEST(Loading, RefusesFilesThatAreNotTheLibrary)
 {
     EXPECT_THROW(Library("/nowhere/libmiravex.so"), std::runtime_error);
@@ -130,6 +241,14 @@ TEST(Linking, DeclaresWhatItNeeds)
     EXPECT_EQ(result.output.find("undefined symbol"), std::string::npos) << result.output;
     EXPECT_EQ(result.output.find("not found"), std::string::npos) << result.output;
     EXPECT_NE(result.output.find("libopencv_core"), std::string::npos) << result.output;
+}
+
+TEST(Linking, NeedsNoLibraryThatReadsFiles)
+{
+    const std::string all = shell(fmt::format("ldd '{}'", path())).output;
+    for (const char* reader : { "imgcodecs", "videoio", "superres", "highgui" })
+        EXPECT_EQ(all.find(reader), std::string::npos) << all;
+    EXPECT_LE(std::ranges::count(all, '\n'), 40) << all;
 }
 
 TEST(Linking, IsHardened)

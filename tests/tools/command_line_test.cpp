@@ -9,6 +9,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include <fstream>
+#include <functional>
 
 namespace miravex::test {
 
@@ -16,6 +17,7 @@ using nlohmann::json;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 class CommandLine : public ToolTest { };
 
@@ -296,6 +298,37 @@ TEST_F(CommandLine, TakesAndGivesPicturesOfEveryType)
     succeed({ "pyr-up", "in.exr", "-o", "out.exr" });
     cv::pyrUp(reals, expected);
     EXPECT_TRUE(sameBits(cv::imread(path("out.exr"), cv::IMREAD_UNCHANGED), expected));
+}
+
+namespace {
+
+/// What the dynamic linker says of the files that it opens for a run.
+std::string filesOpened(const std::function<ToolRun()>& run)
+{
+    setenv("LD_DEBUG", "files", 1);
+    const ToolRun result = run();
+    unsetenv("LD_DEBUG");
+    EXPECT_EQ(result.status, 0);
+    return result.err;
+}
+
+} // namespace
+
+TEST_F(CommandLine, LoadsCodecsForPicturesAlone)
+{
+    const std::vector<std::vector<std::string>> plain { { "list" },     { "help" }, { "help", "orb" },
+                                                        { "schema" },   { "man" },  { "completion", "bash" },
+                                                        { "--version" } };
+    for (const auto& words : plain) {
+        const std::string opened = filesOpened([&] { return run(words); });
+        EXPECT_THAT(opened, HasSubstr("libopencv_core")) << words.front();
+        for (const char* reader : { "imgcodecs", "videoio", "libmiravex" })
+            EXPECT_THAT(opened, Not(HasSubstr(reader))) << words.front();
+    }
+    picture("a.png", noise(8, 8, CV_8U));
+    const std::string opened = filesOpened([&] { return run({ "median-filter", "a.png", "-o", "b.png" }); });
+    EXPECT_THAT(opened, HasSubstr("libmiravex_codecs"));
+    EXPECT_THAT(opened, Not(HasSubstr("libmiravex_readers")));
 }
 
 } // namespace miravex::test

@@ -26,14 +26,14 @@ std::string quoted(const std::string& word)
     return result;
 }
 
+} // namespace
+
 std::string tool()
 {
     const char* named = std::getenv("MIRAVEX_TOOL");
     if (named) return named;
     return (fs::read_symlink("/proc/self/exe").parent_path() / "miravex").string();
 }
-
-} // namespace
 
 std::string contentsOf(const fs::path& file)
 {

@@ -16,6 +16,9 @@ struct ToolRun {
     std::string err;
 };
 
+/// The tool's file: MIRAVEX_TOOL, or what stands beside the test.
+std::string tool();
+
 /// A test with a folder of its own, in which the tool named by MIRAVEX_TOOL runs as a process.
 class ToolTest : public ::testing::Test {
 protected:

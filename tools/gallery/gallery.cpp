@@ -10,7 +10,6 @@
 #include "tools/miravex/progress.h"
 #include "tools/miravex/text.h"
 
-#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <fmt/format.h>
@@ -148,7 +147,7 @@ public:
             const std::string name =
                 fmt::format("pictures/{}{}{}", stem, frames.size() > 1 ? fmt::format("-{}", i + 1) : "",
                             shown.channels() == 3 ? ".jpg" : ".png");
-            cv::imwrite((folder_ / name).string(), shown);
+            files::codecs().write((folder_ / name).string(), { shown }, {});
             const std::string text = frames.size() > 1
                 ? fmt::format("{}, frame {} of {}", caption, i + 1, frames.size())
                 : caption;

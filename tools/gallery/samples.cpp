@@ -1,10 +1,10 @@
 #include "tools/gallery/samples.h"
 
+#include "files/codecs.h"
 #include "files/npy.h"
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
-#include <opencv2/videoio.hpp>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -66,7 +66,7 @@ public:
 
     static cv::Mat picture(const char* name, int flags = cv::IMREAD_COLOR)
     {
-        cv::Mat read = cv::imread(document(name).front(), flags);
+        cv::Mat read = files::codecs().read(document(name).front(), flags);
         if (read.empty()) throw MissingSample(fmt::format("{} cannot be read", name));
         return read;
     }
@@ -74,7 +74,7 @@ public:
     [[nodiscard]] Words keep(const std::string& name, const cv::Mat& picture) const
     {
         const fs::path file = folder_ / name;
-        cv::imwrite(file.string(), picture);
+        files::codecs().write(file.string(), { picture }, {});
         return { file.string() };
     }
     [[nodiscard]] Words keepAll(const std::string& stem, const std::vector<cv::Mat>& pictures) const
@@ -234,7 +234,7 @@ Words highDynamicRange(const SampleMaker& maker)
     } else {
         cv::Mat weights;
         for (const Exposure& exposure : bracket) {
-            const cv::Mat picture = cv::imread(exposure.file);
+            const cv::Mat picture = files::codecs().read(exposure.file, cv::IMREAD_COLOR);
             const cv::Mat weight = trust(picture);
             const cv::Mat radiance = (linear(picture) * exposure.reciprocalTime).mul(weight);
             light = light.empty() ? radiance : cv::Mat(light + radiance);
@@ -250,9 +250,8 @@ Words film(const SampleMaker& maker)
     constexpr int frames = 10;
     const fs::path file = maker.path("film.avi");
     const cv::Mat scene = smaller(SampleMaker::picture("graf1.png"), 0.5);
-    cv::VideoWriter video(file.string(), cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 10, cv::Size(160, 120));
-    if (!video.isOpened()) throw MissingSample("OpenCV cannot write an AVI here");
-    for (const cv::Mat& frame : pan(scene, frames, cv::Size(160, 120), cv::Point(2, 1))) video.write(frame);
+    if (!files::codecs().writeFilm(file.string(), pan(scene, frames, cv::Size(160, 120), cv::Point(2, 1))))
+        throw MissingSample("OpenCV cannot write an AVI here");
     return { file.string() };
 }
 

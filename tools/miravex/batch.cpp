@@ -10,10 +10,16 @@
 #include "tools/miravex/progress.h"
 #include "tools/miravex/text.h"
 
+#include <opencv2/core/utility.hpp>
+
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
+#include <tbb/global_control.h>
+#include <tbb/parallel_pipeline.h>
+#include <tbb/task_arena.h>
 
 #include <algorithm>
+#include <optional>
 #include <set>
 
 namespace miravex::tool {
@@ -130,29 +136,119 @@ bool concernsPicture(const Operation& operation, const Failure& failure)
     });
 }
 
-Report performAll(const ParsedCall& words, const std::vector<Task>& tasks, const Session& session)
-{
-    const Library library;
-    const PoliteInterrupt interrupt;
-    Progress progress(kebabCase(words.operation->name), static_cast<int64_t>(tasks.size()));
-    Report report;
-    for (const Task& task : tasks) {
-        report.interrupted = interrupt.requested();
-        if (report.interrupted) break;
-        try {
-            performTask(library, words, task, session);
-            report.done.push_back(task);
-        } catch (const Failure& failure) {
-            // What the record refuses in the options, it refuses for every file.
-            const bool sameForAll =
-                failure.status() == ExitStatus::Usage && !concernsPicture(*words.operation, failure);
-            if (sameForAll && report.done.empty()) throw;
-            report.failed.emplace_back(task.input, failure.what());
-        }
-        progress.advance();
-    }
-    return report;
+/// A task that has come to its end, one way or the other.
+struct Ended {
+    const Task* task;
+    std::optional<Failure> failure;
+    bool skipped = false; ///< not begun, because the user had enough
+};
+
+Ended ended(const Library& library, const ParsedCall& words, const Task& task, const Session& session)
+try {
+    performTask(library, words, task, session);
+    return { &task, std::nullopt };
+} catch (const Failure& failure) {
+    return { &task, failure };
 }
+
+/// OpenCV's pool at one thread, as long as this exists.
+class SingleThreads {
+public:
+    SingleThreads() { cv::setNumThreads(1); }
+    ~SingleThreads() { cv::setNumThreads(threads_); }
+    SingleThreads(const SingleThreads&) = delete;
+    SingleThreads& operator=(const SingleThreads&) = delete;
+
+private:
+    int threads_ = cv::getNumThreads();
+};
+
+/// Files are done side by side, each from reading to writing on one of as many threads as OpenCV would use;
+/// no more of them than that are in memory. With at least a file for every thread, OpenCV itself uses no
+/// further ones; results do not depend on it. What is reported keeps the order of the files.
+class BatchRun {
+public:
+    BatchRun(const ParsedCall& words, std::vector<Task> tasks, const Session& session)
+        : words_(words)
+        , tasks_(std::move(tasks))
+        , session_(session)
+        , progress_(kebabCase(words.operation->name), static_cast<int64_t>(tasks_.size()))
+    {
+    }
+
+    Report run()
+    {
+        // Until one is done: what the record refuses in the options, it refuses for every file, and once is
+        // enough to say so.
+        while (report_.done.empty())
+            if (const Task* const task = next())
+                finish(ended(library_, words_, *task, session_));
+            else
+                return report_;
+        const std::size_t left = tasks_.size() - begun_;
+        const std::size_t threads = static_cast<std::size_t>(std::max(cv::getNumThreads(), 1));
+        std::optional<SingleThreads> single;
+        if (left >= threads) single.emplace();
+        // As many threads as asked for, even beyond the cores; OpenCV takes its own from among them.
+        const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
+        if (left > 0) runSideBySide(std::min(left, threads));
+        return report_;
+    }
+
+private:
+    void runSideBySide(std::size_t workers)
+    {
+        using tbb::filter_mode;
+        tbb::task_arena arena(static_cast<int>(workers));
+        const auto begin =
+            tbb::make_filter<void, Task*>(filter_mode::serial_in_order, [this](tbb::flow_control& flow) {
+                Task* const task = next();
+                if (!task) flow.stop();
+                return task;
+            });
+        const auto perform = tbb::make_filter<Task*, Ended>(filter_mode::parallel, [this](Task* task) {
+            return interrupt_.requested() ? Ended { task, std::nullopt, true }
+                                          : ended(library_, words_, *task, session_);
+        });
+        const auto end = tbb::make_filter<Ended, void>(filter_mode::serial_in_order,
+                                                       [this](const Ended& one) { finish(one); });
+        // Some files may be done before one that was begun earlier; no more than `workers` are ever being
+        // done.
+        constexpr std::size_t waiting = 16;
+        arena.execute([&] { tbb::parallel_pipeline(waiting * workers, begin & perform & end); });
+    }
+
+    /// The next task, or null when there is none left or the user has had enough.
+    Task* next()
+    {
+        if (begun_ == tasks_.size()) return nullptr;
+        report_.interrupted = interrupt_.requested();
+        return report_.interrupted ? nullptr : &tasks_[begun_++];
+    }
+
+    void finish(const Ended& one)
+    {
+        if (one.skipped) {
+            report_.interrupted = true;
+            return;
+        }
+        progress_.advance();
+        if (!one.failure) return report_.done.push_back(*one.task);
+        const bool sameForAll =
+            one.failure->status() == ExitStatus::Usage && !concernsPicture(*words_.operation, *one.failure);
+        if (sameForAll && report_.done.empty()) throw Failure(*one.failure);
+        report_.failed.emplace_back(one.task->input, one.failure->what());
+    }
+
+    const ParsedCall& words_;
+    std::vector<Task> tasks_;
+    const Session& session_;
+    const Library library_;
+    const PoliteInterrupt interrupt_;
+    Progress progress_;
+    std::size_t begun_ = 0;
+    Report report_;
+};
 
 nlohmann::ordered_json jsonOf(const ParsedCall& words, const Report& report)
 {
@@ -199,7 +295,7 @@ ExitStatus runBatch(Session& session, std::vector<std::string> words)
     const std::vector<Task> tasks = tasksOf(parsed, result);
     checkBatch(parsed, result, tasks, session.settings.force);
     fs::create_directories(parsed.output);
-    const Report report = performAll(parsed, tasks, session);
+    const Report report = BatchRun(parsed, tasks, session).run();
     tellReport(parsed, report, tasks.size(), session.settings);
     if (report.interrupted) return ExitStatus::Interrupted;
     return report.failed.empty() ? ExitStatus::Done : ExitStatus::BatchPartlyFailed;

@@ -1,16 +1,17 @@
 #include "catalog/catalog.h"
+#include "files/codecs.h"
 #include "host/exports.h"
 #include "host/json_text.h"
 #include "host/library.h"
+#include "readers/second_part.h"
 #include "tools/gallery/samples.h"
 #include "tools/miravex/commands.h"
 #include "tools/miravex/text.h"
 
 #include <opencv2/core.hpp>
 #include <opencv2/core/utility.hpp>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/videoio/registry.hpp>
 
+#include <dlfcn.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
@@ -52,6 +53,24 @@ Finding examineLibrary()
     } catch (const std::exception& error) {
         return { "library", Verdict::Broken, error.what() };
     }
+}
+
+/// The library's second part, loaded as the library would.
+Finding examineReaders()
+{
+    std::filesystem::path path;
+    try {
+        path = Library().readersPath();
+    } catch (const std::exception&) { // told of the library itself
+        return { "readers", Verdict::Broken, "there is no library to load them" };
+    }
+    if (dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) return { "readers", Verdict::Good, path.string() };
+    const char* reason = dlerror();
+    std::vector<std::string> operations;
+    for (const std::string_view name : readersOperations) operations.push_back(kebabCase(name));
+    return { "readers", Verdict::Broken,
+             fmt::format("cannot load {}: {}; without it {} fail", path.string(),
+                         reason ? reason : "unknown reason", fmt::join(operations, ", ")) };
 }
 
 std::vector<std::string> without(const std::set<std::string>& all, const std::set<std::string>& known)
@@ -108,9 +127,7 @@ Finding examineCodec(const std::string& extension, int type)
 {
     const cv::Mat picture(8, 8, type, cv::Scalar::all(0.5));
     try {
-        std::vector<uchar> bytes;
-        if (cv::imencode(extension, picture, bytes)
-            && cv::imdecode(bytes, cv::IMREAD_UNCHANGED).size() == picture.size())
+        if (files::codecs().throughMemory(extension, picture).size() == picture.size())
             return { extension, Verdict::Good, "reads and writes" };
     } catch (const cv::Exception& error) {
         return { extension, Verdict::Missing, error.err };
@@ -118,13 +135,26 @@ Finding examineCodec(const std::string& extension, int type)
     return { extension, Verdict::Missing, "OpenCV was built without it" };
 }
 
-Finding examineVideo()
+/// What the tool itself reads and writes picture files and films with.
+std::vector<Finding> examineCodecs()
 {
-    std::vector<std::string> names;
-    for (const cv::VideoCaptureAPIs backend : cv::videoio_registry::getStreamBackends())
-        names.push_back(cv::videoio_registry::getBackendName(backend));
-    return { "video", names.empty() ? Verdict::Missing : Verdict::Good,
-             fmt::format("{}", fmt::join(names, ", ")) };
+    try {
+        static_cast<void>(files::codecs());
+    } catch (const std::exception& error) {
+        return { { "codecs", Verdict::Broken, error.what() } };
+    }
+    std::vector<Finding> findings { { "codecs", Verdict::Good, files::codecsPath().string() } };
+    for (const auto& [extension, type] :
+         std::initializer_list<std::pair<const char*, int>> { { ".png", CV_16UC3 },
+                                                              { ".jpg", CV_8UC3 },
+                                                              { ".tiff", CV_32FC3 },
+                                                              { ".exr", CV_32FC3 },
+                                                              { ".webp", CV_8UC3 } })
+        findings.push_back(examineCodec(extension, type));
+    const std::vector<std::string> readers = files::codecs().filmReaders();
+    findings.push_back({ "video", readers.empty() ? Verdict::Missing : Verdict::Good,
+                         fmt::format("{}", fmt::join(readers, ", ")) });
+    return findings;
 }
 
 Finding examineFolder(const std::string& what, const std::filesystem::path& folder, const std::string& advice)
@@ -143,15 +173,8 @@ Finding examineTestData()
 
 std::vector<Finding> examineAll()
 {
-    std::vector<Finding> findings { examineLibrary(), examineExports(), examineOpenCv() };
-    for (const auto& [extension, type] :
-         std::initializer_list<std::pair<const char*, int>> { { ".png", CV_16UC3 },
-                                                              { ".jpg", CV_8UC3 },
-                                                              { ".tiff", CV_32FC3 },
-                                                              { ".exr", CV_32FC3 },
-                                                              { ".webp", CV_8UC3 } })
-        findings.push_back(examineCodec(extension, type));
-    findings.push_back(examineVideo());
+    std::vector<Finding> findings { examineLibrary(), examineReaders(), examineExports(), examineOpenCv() };
+    std::ranges::move(examineCodecs(), std::back_inserter(findings));
     findings.push_back(examineFolder("sample pictures", samplePictureFolder(), "apt install opencv-doc"));
     findings.push_back(examineFolder("cascades", cascadeFolder(), "apt install opencv-data"));
     findings.push_back(examineTestData());

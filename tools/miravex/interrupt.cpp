@@ -20,7 +20,7 @@ void onInterrupt(int)
         interrupted = 1;
         return;
     }
-    files::removeUnfinishedFile();
+    files::removeUnfinishedFiles();
     _exit(static_cast<int>(ExitStatus::Interrupted));
 }
 

@@ -4,22 +4,31 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 
 namespace miravex::tool {
 
 using namespace std::chrono_literals;
 
+namespace {
+
+/// Bars that exist, on all threads.
+std::atomic<int> bars = 0;
+
+} // namespace
+
 Progress::Progress(std::string title, int64_t total)
     : title_(std::move(title))
     , total_(total)
-    , visible_(isatty(STDERR_FILENO) != 0)
+    , visible_(bars++ == 0 && isatty(STDERR_FILENO) != 0)
     , next_(std::chrono::steady_clock::now() + 300ms)
 {
 }
 
 Progress::~Progress()
 {
+    --bars;
     if (drawn_) fmt::print(stderr, "\r\033[K");
 }
 

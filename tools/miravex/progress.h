@@ -6,7 +6,8 @@
 
 namespace miravex::tool {
 
-/// A bar on standard error, shown only on a terminal and only when the work takes a while.
+/// A bar on standard error, shown only on a terminal and only when the work takes a while, and not while
+/// there is another one.
 class Progress {
 public:
     /// A total of 0 is unknown: the bar then counts.

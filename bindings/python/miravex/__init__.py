@@ -13,14 +13,28 @@ nothing is copied on either way.
 
 from __future__ import annotations
 
-from . import draw, results
+from typing import TYPE_CHECKING, Any
+
+from . import _operations, draw, results
 from ._miravex import MiravexError, get_threads, set_threads
 from ._miravex import version as __version__
-from ._operations import *
-from ._operations import __all__ as _functions
 from .loading import load_images
 
-__all__ = ["MiravexError", "draw", "get_threads", "load_images", "results", "set_threads", *_functions]
+__all__ = ["MiravexError", "draw", "get_threads", "load_images", "results", "set_threads", *_operations.__all__]
+
+if TYPE_CHECKING:
+    from ._operations import *
+else:
+
+    def __getattr__(name: str) -> Any:
+        """An operation, made when it is first asked for."""
+        if name not in _operations.__all__:
+            raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
+        made = globals()[name] = getattr(_operations, name)
+        return made
+
+    def __dir__() -> list[str]:
+        return sorted({*globals(), *__all__})
 
 MiravexError.__module__ = __name__
 MiravexError.__doc__ = "An operation failed although its arguments were acceptable."

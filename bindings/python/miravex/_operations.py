@@ -14,7 +14,9 @@ from ._signatures import COLORSPACE, INPLACE, docstring, parameter_name, shown, 
 from ._words import hint
 from .results import unpacked
 
-__all__ = ["catalog"]
+_records = {record.function: record for record in _miravex.catalog()}
+
+__all__ = ["catalog", *_records]
 
 
 def catalog() -> tuple[Operation, ...]:
@@ -77,6 +79,9 @@ def _function(record: Operation) -> Callable[..., Any]:
     return operation
 
 
-for _record in _miravex.catalog():
-    globals()[_record.function] = _function(_record)
-    __all__.append(_record.function)
+def __getattr__(name: str) -> Any:
+    """Makes a function when it is first asked for: all their docstrings take as long as the rest of the import."""
+    if name not in _records:
+        raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
+    made = globals()[name] = _function(_records[name])
+    return made

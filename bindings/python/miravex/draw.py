@@ -5,15 +5,18 @@ Each function takes a picture and what an operation found in it, and gives a new
 
 from __future__ import annotations
 
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 import numpy as np
-import numpy.typing as npt
 
 from . import _miravex, results
 from .results import packed
 
-Image = npt.NDArray[Any]
+if TYPE_CHECKING:
+    import numpy.typing as npt
+
+    Image = npt.NDArray[Any]
+
 
 _INTEGERS = ("matches", "contours", "chain-codes", "positions")
 

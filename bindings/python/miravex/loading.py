@@ -8,18 +8,21 @@ import sys
 import time
 from collections.abc import Callable, Iterable, Sequence
 from dataclasses import dataclass, replace
-from typing import Any, Literal, Union
+from typing import TYPE_CHECKING, Any, Literal, Union
 
 import numpy as np
-import numpy.typing as npt
 
 from . import _miravex
 from ._words import hint, plain
 
+if TYPE_CHECKING:
+    import numpy.typing as npt
+
+    Array = npt.NDArray[Any]
+
 Path = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 Layout = Literal["channels_first", "channels_last"]
 Colour = Literal["RGB", "XYZ", "LAB", "LUV", "Grayscale"]
-Array = npt.NDArray[Any]
 
 #: Files between two moments at which an interrupt is noticed and progress is shown.
 FILES_PER_CHUNK = 64

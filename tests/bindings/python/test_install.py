@@ -22,6 +22,9 @@ import numpy as np, miravex
 from miravex import _miravex
 picture = np.array([[9, 8, 7], [1, 200, 6], [2, 3, 4]], dtype=np.uint8)
 assert miravex.median_filter(picture, radius=1)[1, 1] == 6
+with open("speck.pgm", "wb") as file:
+    file.write(b"P5 3 3 255\\n" + picture.tobytes())
+assert not miravex.load_images(["speck.pgm"], size=(3, 3))[1]
 print(miravex.__file__)
 print(_miravex.library_path())
 """
@@ -47,7 +50,9 @@ def pack(output: Path) -> Path:
     built = Path(BUILD)
     extension = next((built / "python/miravex").glob("_miravex.*.so"))
     command = [sys.executable, str(ROOT / "bindings/python/make_wheel.py"), "--package", str(ROOT / "bindings/python/miravex")]
-    command += ["--extension", str(extension), "--library", str(built / "lib/libmiravex.so")]
+    command += ["--extension", str(extension)]
+    for library in ("libmiravex.so", "libmiravex_readers.so"):
+        command += ["--library", str(built / "lib" / library)]
     command += ["--version", "1.0.0", "--output", str(output)]
     return Path(subprocess.run(command, check=True, capture_output=True, text=True).stdout.strip())
 

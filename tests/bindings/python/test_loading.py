@@ -215,3 +215,20 @@ def test_a_batch_can_be_interrupted(photos: list[Path]) -> None:
     process.send_signal(signal.SIGINT)
     process.communicate(timeout=20)
     assert process.returncode == 130
+
+
+def test_codecs_are_loaded_by_the_first_files_alone(photos: list[Path]) -> None:
+    script = """
+import sys, miravex, numpy as np
+def codecs():
+    with open("/proc/self/maps") as maps:
+        text = maps.read()
+    return [name for name in ("imgcodecs", "videoio", "superres", "libmiravex_readers") if name in text]
+assert not codecs(), codecs()
+miravex.median_filter(np.zeros((9, 9), np.uint8), radius=1)
+miravex.draw.keypoints(np.zeros((9, 9), np.uint8), miravex.fast(np.zeros((9, 9), np.uint8)))
+assert not codecs(), codecs()
+miravex.load_images([sys.argv[1]])
+assert "libmiravex_readers" in codecs(), codecs()
+"""
+    subprocess.run([sys.executable, "-c", script, str(photos[0])], check=True)
