@@ -79,7 +79,7 @@ BatchOptions optionsOf(const mvx_batch& batch)
     return options;
 }
 
-/// Where a pixel type is all that is against an image, the option that helps.
+/// Names the option that helps where an image is of a pixel type that is not accepted.
 void suggestConversion(const Operation& operation, const std::vector<Value>& values,
                        std::vector<Refusal>& refusals)
 {
@@ -209,12 +209,13 @@ int mvx_call::perform()
 
 int mvx_call::run()
 {
-    if (hasRun_) return status_;
-    status_ = lacksMemory_ ? MVX_NO_MEMORY : MVX_FAILED; // unless what follows ends otherwise
-    if (!lacksMemory_) status_ = perform();
-    hasRun_ = true;
-    arguments_.clear();
-    return status_;
+    if (!hasRun_ && !lacksMemory_) {
+        hasRun_ = true;
+        status_ = MVX_FAILED; // unless what follows ends otherwise
+        status_ = perform();
+        arguments_.clear();
+    }
+    return lacksMemory_ ? MVX_NO_MEMORY : status_;
 }
 
 int mvx_call::load(const mvx_batch& batch, const std::vector<std::string>& paths, float* slots)
