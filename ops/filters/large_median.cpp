@@ -245,7 +245,7 @@ struct Stripes {
     {
         // Wide enough that the columns looked at on both sides of a stripe don't outweigh its own, narrow
         // enough that histograms stay in the cache and every thread has something to do.
-        const int64_t usual = columns / std::max<int64_t>(1024, 2 * radius) + 1;
+        const int64_t usual = columns / std::max<int64_t>(2048, 2 * radius) + 1;
         const int64_t most = columns / 64 + 1;
         const int64_t wanted = (cv::getNumThreads() + source.channels() - 1) / source.channels();
         count = static_cast<int>(std::min(most, std::max(usual, wanted)));
