@@ -2,8 +2,10 @@
 
 #include "convert/borrowed_mat.h"
 #include "convert/integers.h"
+#include "convert/own_kernels.h"
 #include "convert/result_image.h"
 #include "ops/filters/bounds.h"
+#include "ops/filters/mean_shift.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -14,16 +16,24 @@ namespace {
 /// Largest distance between two 8-bit colours, rounded: 255 times the square root of 3.
 constexpr double colorDistanceRange = 441.0;
 
+/// In place on purpose: with a separate destination OpenCV's result differs.
+void meanShiftByOpenCv(const cv::Mat& source, cv::Mat& flattened, const MeanShift& by)
+{
+    source.copyTo(flattened);
+    cv::pyrMeanShiftFiltering(flattened, flattened, by.spatialRadius, by.colorRadius, by.levels,
+                              cv::TermCriteria(cv::TermCriteria::COUNT, by.steps, 0.0));
+}
+
 } // namespace
 
 /// Flattens colours by mean-shift filtering over position and colour, coarse to fine.
 ///
 /// Image: 2D, 3 byte channels; the result has ColorSpaceUnspecified. Spatial radius in pixels, colour radius
 /// as a fraction of the largest colour distance, both at least 0; maximum pyramid level and iterations at
-/// least 0 and cut to 32 bits (OpenCV refuses levels above bounds::meanShiftLevels and runs
-/// bounds::meanShiftIterations at most). Calls beyond bounds::meanShiftFits, and images of more than 2^31 - 1
-/// samples, are refused. Source: D. Comaniciu, P. Meer, "Mean shift: a robust approach toward feature space
-/// analysis", 2002.
+/// least 0 and cut to 32 bits (levels above bounds::meanShiftLevels are refused and
+/// bounds::meanShiftIterations run at most, as OpenCV does). Calls beyond bounds::meanShiftFits, and images
+/// of more than 2^31 - 1 samples, are refused. Source: D. Comaniciu, P. Meer, "Mean shift: a robust approach
+/// toward feature space analysis", 2002.
 HostErrorCode pyrMeanShiftFilter(LibraryData data, KImage image, double spatialRadius, double colorRadius,
                                  int64_t maxLevel, int64_t iterations, KImage* result)
 {
@@ -43,11 +53,14 @@ HostErrorCode pyrMeanShiftFilter(LibraryData data, KImage image, double spatialR
         return StatusFunctionError;
     ResultImage flattened(images, source->size(), source->type());
     if (!flattened) return StatusFunctionError;
-    // In place on purpose: with a separate destination OpenCV's result differs.
-    source->copyTo(*flattened);
-    cv::pyrMeanShiftFiltering(*flattened, *flattened, spatialRadius, colorRadius * colorDistanceRange,
-                              lowInt32(maxLevel),
-                              cv::TermCriteria(cv::TermCriteria::COUNT, lowInt32(iterations), 0.0));
+    const MeanShift by { .spatialRadius = spatialRadius,
+                         .colorRadius = colorRadius * colorDistanceRange,
+                         .levels = lowInt32(maxLevel),
+                         .steps = lowInt32(iterations) };
+    if (ownKernels() && !(spatialRadius > meanShiftReach))
+        meanShift(*source, *flattened, by);
+    else
+        meanShiftByOpenCv(*source, *flattened, by);
     return flattened.release(result);
 }
 
