@@ -1,5 +1,7 @@
 #include "host/memory.h"
 
+#include "host/kept_memory.h"
+
 #include <sys/mman.h>
 
 #include <algorithm>
@@ -51,18 +53,27 @@ public:
     {
         const std::scoped_lock lock(mutex_);
         if (bytes > mostKept || blocks_.size() == blocks_.capacity()) return std::free(memory);
-        while (total_ + bytes > mostKept) {
-            total_ -= blocks_.front().bytes;
-            std::free(blocks_.front().memory);
-            blocks_.erase(blocks_.begin());
-        }
+        while (total_ + bytes > mostKept) freeOldest();
         blocks_.push_back({ memory, bytes });
         total_ += bytes;
+    }
+
+    void clear() noexcept
+    {
+        const std::scoped_lock lock(mutex_);
+        while (!blocks_.empty()) freeOldest();
     }
 
     KeptBlocks() { blocks_.reserve(mostKept / largeBytes); }
 
 private:
+    void freeOldest() noexcept
+    {
+        total_ -= blocks_.front().bytes;
+        std::free(blocks_.front().memory);
+        blocks_.erase(blocks_.begin());
+    }
+
     struct Kept {
         std::byte* memory;
         std::size_t bytes;
@@ -100,5 +111,7 @@ std::shared_ptr<std::byte> takeMemory(std::size_t bytes, Start start)
     if (!memory) throw std::bad_alloc();
     return { memory, [](std::byte* block) { std::free(block); } };
 }
+
+void releaseKeptMemory() noexcept { keptBlocks().clear(); }
 
 } // namespace miravex

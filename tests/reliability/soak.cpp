@@ -1,4 +1,5 @@
 #include "catalog/catalog.h"
+#include "host/kept_memory.h"
 #include "tests/support/allocations.h"
 #include "tests/support/drawn_call.h"
 #include "tests/support/sample_files.h"
@@ -53,8 +54,8 @@ std::size_t entriesOf(const char* folder)
 
 /// What the process holds at one moment.
 struct Holding {
-    // What malloc keeps for later is given up first: left are the objects that are still there.
-    int trimmed = malloc_trim(0);
+    // What the host and malloc keep for later is given up first: left are the objects that are still there.
+    int trimmed = (releaseKeptMemory(), malloc_trim(0));
     double memory = residentMebibytes();
     int64_t blocks = liveAllocations();
     std::size_t files = entriesOf("/proc/self/fd");

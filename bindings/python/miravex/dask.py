@@ -18,7 +18,7 @@ import threading
 from collections import Counter
 from collections.abc import Iterable, Iterator, Sequence
 from contextlib import contextmanager
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 import dask.array as da
 import numpy as np
@@ -28,7 +28,10 @@ from dask.delayed import delayed
 from dask.system import CPU_COUNT
 
 from ._miravex import get_threads, set_threads
-from .loading import Array, Batch, Colour, Layout, Path, batch_of, load_into, paths_of
+from .loading import Batch, Colour, Layout, Path, batch_of, load_into, paths_of
+
+if TYPE_CHECKING:
+    from .loading import Array
 
 __all__ = ["load_images", "tasks_at_once"]
 
