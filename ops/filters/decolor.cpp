@@ -1,8 +1,10 @@
 #include "ops/filters/operations.h"
 
 #include "convert/borrowed_mat.h"
+#include "convert/own_kernels.h"
 #include "convert/result_image.h"
 #include "ops/filters/bounds.h"
+#include "ops/filters/decolorization.h"
 
 #include <opencv2/photo.hpp>
 
@@ -25,6 +27,12 @@ bool decolors(const BorrowedMat& source)
     return source.isPlane() && bounds::isIndexed(source->rows, source->cols, source->channels());
 }
 
+/// False where OpenCV is to do the work.
+bool decolorizesByOwnKernel(const cv::Mat& source, cv::Mat& gray)
+{
+    return ownKernels() && decolorizesAsOpenCv() && decolorize(source, gray);
+}
+
 } // namespace
 
 /// Boosts the colours of an image along with the contrasts that its decolorization finds.
@@ -40,7 +48,10 @@ HostErrorCode colorBoost(LibraryData data, KImage image, KImage* result)
     ResultImage boosted(images, source->size(), CV_8UC3);
     if (!boosted) return StatusFunctionError;
     cv::Mat gray;
-    cv::decolor(*source, gray, *boosted);
+    if (decolorizesByOwnKernel(*source, gray))
+        boostColors(*source, gray, *boosted);
+    else
+        cv::decolor(*source, gray, *boosted);
     return boosted.release(result);
 }
 
@@ -57,7 +68,7 @@ HostErrorCode decolor(LibraryData data, KImage image, KImage* result)
     ResultImage gray(images, source->size(), CV_8U);
     if (!gray) return StatusFunctionError;
     cv::Mat boosted;
-    cv::decolor(*source, *gray, boosted);
+    if (!decolorizesByOwnKernel(*source, *gray)) cv::decolor(*source, *gray, boosted);
     return gray.release(result);
 }
 
