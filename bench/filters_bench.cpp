@@ -290,7 +290,8 @@ void meanShift(const std::string& megapixels, int rows, int columns, int threads
 }
 
 /// ... and our own decolorization, of which each operation computes what it returns.
-void decolorization(const std::string& megapixels, int rows, int columns, int threads, double gray)
+void decolorization(const std::string& megapixels, int rows, int columns, int threads, double gray,
+                    double boost)
 {
     const cv::Mat picture = smooth(rows, columns, CV_8UC3);
     const Work direct = [picture] {
@@ -298,7 +299,7 @@ void decolorization(const std::string& megapixels, int rows, int columns, int th
         cv::decolor(picture, out, boosted);
         keep(out.data);
     };
-    for (const auto& [name, times] : { std::pair("Decolor", gray), std::pair("Color_Boost", 3.5) })
+    for (const auto& [name, times] : { std::pair("Decolor", gray), std::pair("Color_Boost", boost) })
         ratio(fmt::format("{}, {} megapixel, threads: {}", name, megapixels, threads),
               operation(name, { imageOfMatrix(picture) }), direct, { .most = 1 / times, .threads = threads });
 }
@@ -318,9 +319,9 @@ MIRAVEX_BENCH(filters)
     for (const int threads : { 1, 2 }) {
         meanShift("0.12", 300, 400, threads);
         meanShift("1", 1000, 1000, threads);
-        decolorization("0.12", 300, 400, threads, 2.5);
-        decolorization("1", 1000, 1000, threads, 4.5);
-        decolorization("12", 3000, 4000, threads, 12);
+        decolorization("0.12", 300, 400, threads, 2.5, 2.5);
+        decolorization("1", 1000, 1000, threads, 4.5, 3.5);
+        decolorization("12", 3000, 4000, threads, 12, 3.5);
     }
 }
 
