@@ -17,7 +17,7 @@
 struct KImageObject {
     int64_t width, height, channels;
     PixelType pixelType;
-    uint8_t samples[];
+    uint8_t samples[] __attribute__((aligned(16)));
 };
 
 static int liveImages = 0;
