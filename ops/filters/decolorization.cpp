@@ -85,7 +85,7 @@ public:
     [[nodiscard]] double operator()(double x) const
     {
         if (!(x < end)) return 0;
-        const int nearest = static_cast<int>(x * nodesPerUnit + 0.5);
+        const int nearest = cvRound(x * nodesPerUnit);
         const double away = x - nearest * (1.0 / nodesPerUnit);
         const Node& node = nodes_[static_cast<std::size_t>(nearest)];
         return node.value + away * (node.slope + away * node.bend);
