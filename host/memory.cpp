@@ -1,7 +1,5 @@
 #include "host/memory.h"
 
-#include "host/kept_memory.h"
-
 #include <sys/mman.h>
 
 #include <algorithm>

@@ -16,4 +16,7 @@ enum class Start { Cleared, AsItComes };
 /// kept for the next. Sanitizers look for use after the end of a life, so their builds keep nothing.
 std::shared_ptr<std::byte> takeMemory(std::size_t bytes, Start start);
 
+/// Gives the large blocks that takeMemory() keeps for the next back to the system.
+void releaseKeptMemory() noexcept;
+
 } // namespace miravex

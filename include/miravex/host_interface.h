@@ -94,7 +94,8 @@ typedef struct ImageServices {
 
     /* The samples, valid as long as the image. Those of an input are read while the operation runs and never
      * written; a new image's are written through, and start as the host likes. Each is asked only of an image
-     * of its pixel type; null means that the samples can't be had. */
+     * of its pixel type, and they lie where that type may (a multiple of 2, 4 or 8 bytes); null means that
+     * they can't be had. */
     uint8_t* (*imageGetBitData)(KImage image);
     uint8_t* (*imageGetByteData)(KImage image);
     uint16_t* (*imageGetBit16Data)(KImage image);

@@ -24,11 +24,9 @@ std::string answerWith(const Operation& operation, const Values& values, HostBoo
     for (std::size_t i = 0; i < call.cells.size(); ++i)
         if (isTrue(operation.arguments[i], values[i])) call.cells[i].boolean = truth;
     Ledger ledger;
-    for (std::size_t i = 0; i < call.cells.size(); ++i)
-        if (operation.arguments[i].kind == Kind::String) ledger.lend(call.cells[i].string, 1);
     std::srand(7); // OpenCV's random samples
-    EXPECT_EQ(call.make(&hostServices()), StatusOk) << describeCall(operation, values);
-    const Value result = call.take(operation.results.front().kind, ledger);
+    EXPECT_EQ(call.make(&hostServices(), ledger), StatusOk) << describeCall(operation, values);
+    const Value result = call.take(ledger);
     EXPECT_THAT(ledger.close().violations, ::testing::IsEmpty());
     return bytesOfResult(result);
 }

@@ -1,7 +1,7 @@
 #include "tests/support/protected_pages.h"
 
-#include "host/services.h"
 #include "tests/reliability/accepted_calls.h"
+#include "tests/reliability/altered_host.h"
 #include "tests/reliability/raw_call.h"
 #include "tests/support/call_check.h"
 #include "tests/support/temporary_folder.h"
@@ -34,38 +34,6 @@ void protectResult(Block& block)
     protect(block, Access::ReadAndWrite, "the result");
 }
 
-int protected2D(int64_t width, int64_t height, int64_t channels, PixelType type, ColorSpace space,
-                HostBoolean interleaved, KImage* out)
-{
-    const int status =
-        hostServices().imageServices->imageNew2D(width, height, channels, type, space, interleaved, out);
-    if (status == 0) protectResult((*out)->block);
-    return status;
-}
-
-int protected3D(int64_t slices, int64_t width, int64_t height, int64_t channels, PixelType type,
-                ColorSpace space, HostBoolean interleaved, KImage* out)
-{
-    const int status = hostServices().imageServices->imageNew3D(slices, width, height, channels, type, space,
-                                                                interleaved, out);
-    if (status == 0) protectResult((*out)->block);
-    return status;
-}
-
-int protectedTensor(int64_t elementType, int64_t rank, const int64_t* dimensions, KTensor* out)
-{
-    const int status = hostServices().tensorNew(elementType, rank, dimensions, out);
-    if (status == 0) protect((*out)->block, Access::ReadAndWrite, "the result");
-    return status;
-}
-
-KImage protectedCopy(KImage image, PixelType type, HostBoolean interleaved)
-{
-    KImage copy = hostServices().imageServices->imageConvertType(image, type, interleaved);
-    if (copy) protect(copy->block, Access::Read, "the host's converted copy");
-    return copy;
-}
-
 /// The values in objects of their own on protected pages; colour images with their channels apart if asked.
 Values protectedCopy(const Operation& operation, const Values& values, bool planar)
 {
@@ -92,23 +60,16 @@ Values protectedCopy(const Operation& operation, const Values& values, bool plan
 /// The bytes that a call gives when everything lies on protected pages; empty after a refusal.
 std::string answerOnProtectedPages(const Operation& operation, const Values& values)
 {
-    ImageServices images = *hostServices().imageServices;
-    images.imageNew2D = protected2D;
-    images.imageNew3D = protected3D;
-    images.imageConvertType = protectedCopy;
-    LibraryDataTable table = hostServices();
-    table.tensorNew = protectedTensor;
-    table.imageServices = &images;
-
+    AlteredHost host({
+        .newImage = [](KImage image) { protectResult(image->block); },
+        .newTensor = [](KTensor tensor) { protect(tensor->block, Access::ReadAndWrite, "the result"); },
+        .convertedCopy = [](KImage copy) { protect(copy->block, Access::Read, "the host's converted copy"); },
+    });
     RawCall call(operation, values);
     Ledger ledger;
-    for (std::size_t i = 0; i < call.cells.size(); ++i) {
-        if (operation.arguments[i].kind == Kind::String) ledger.lend(call.cells[i].string, 1);
-        if (operation.arguments[i].isShared) ledger.lend(call.cells[i].numericArray, 1);
-    }
     std::srand(7); // OpenCV's random samples
-    if (call.make(&table) != StatusOk) return {};
-    return bytesOfResult(call.take(operation.results.front().kind, ledger));
+    if (call.make(host.table(), ledger) != StatusOk) return {};
+    return bytesOfResult(call.take(ledger));
 }
 
 /// In the child: ends with 0 when no call touched what it must not and every result is the usual one.

@@ -12,6 +12,7 @@ struct RawCall {
         : function(library().operation(operation.name))
         , values(std::move(given))
         , cells(values.size())
+        , record_(&operation)
     {
         result.integer = untouched;
         for (std::size_t i = 0; i < values.size(); ++i) {
@@ -20,15 +21,27 @@ struct RawCall {
         }
     }
 
+    /// Makes the call. `ledger` learns which objects the library must give back, and may take one that it
+    /// returns with take().
+    HostErrorCode make(LibraryData table, Ledger& ledger)
+    {
+        for (std::size_t i = 0; i < cells.size(); ++i) {
+            const Argument& argument = record_->arguments[i];
+            if (argument.kind == Kind::String) ledger.lend(cells[i].string, 1);
+            if (argument.isShared) ledger.lend(cells[i].numericArray, 1);
+        }
+        return make(table);
+    }
+
     HostErrorCode make(LibraryData table)
     {
         return function(table, static_cast<int64_t>(slots.size()), slots.data(), &result);
     }
 
     /// What a successful call put into the result slot, taken from the ledger of the call.
-    [[nodiscard]] Value take(ResultKind kind, Ledger& ledger) const
+    [[nodiscard]] Value take(Ledger& ledger) const
     {
-        switch (kind) {
+        switch (record_->results.front().kind) {
         case ResultKind::Image:
         case ResultKind::Sequence: return ledger.takeImage(result.image);
         case ResultKind::RealTensor:
@@ -45,6 +58,8 @@ struct RawCall {
     ValueCell result;
 
 private:
+    const Operation* record_;
+
     static void fill(ValueCell& cell, const Value& value, Kind kind)
     {
         cell.integer = 0;

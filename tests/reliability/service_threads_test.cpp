@@ -74,14 +74,10 @@ TEST_P(ServiceThreads, AreTheCallers)
     for (const Values& values : calls) {
         RawCall call(operation, ownCopy(values));
         Ledger ledger;
-        for (std::size_t i = 0; i < call.cells.size(); ++i) {
-            if (operation.arguments[i].kind == Kind::String) ledger.lend(call.cells[i].string, 1);
-            if (operation.arguments[i].isShared) ledger.lend(call.cells[i].numericArray, 1);
-        }
         foreignCalls = 0;
-        const HostErrorCode status = call.make(&host.table);
+        const HostErrorCode status = call.make(&host.table, ledger);
         EXPECT_EQ(status, StatusOk) << describeCall(operation, values);
-        if (status == StatusOk) (void)call.take(operation.results.front().kind, ledger);
+        if (status == StatusOk) (void)call.take(ledger);
         EXPECT_EQ(foreignCalls, 0) << describeCall(operation, values) << " left its thread";
     }
 }

@@ -1,5 +1,5 @@
 #include "catalog/catalog.h"
-#include "host/kept_memory.h"
+#include "host/memory.h"
 #include "tests/support/allocations.h"
 #include "tests/support/drawn_call.h"
 #include "tests/support/sample_files.h"

@@ -1,7 +1,7 @@
 #include "tests/reliability/accepted_calls.h"
+#include "tests/support/opencv_threads.h"
 
 #include <fmt/format.h>
-#include <opencv2/core/utility.hpp>
 
 #include <algorithm>
 #include <barrier>
@@ -85,15 +85,13 @@ TEST(Threads, AnswerAlikeForAnySizeOfThePool) // a host that uses OpenCV itself 
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "OpenCV's pool is not instrumented: what it hands to its workers passes for a race";
 #endif
-    const int usual = cv::getNumThreads();
     for (const int size : { 1, 2, 5 }) {
-        cv::setNumThreads(size);
+        const Threads pool(size);
         for (const Case& next : cases())
             EXPECT_TRUE(answerOf(*next.operation, ownCopy(next.values)) == next.alone)
                 << describeCall(*next.operation, next.values) << " with " << size << " threads";
         EXPECT_EQ(cv::getNumThreads(), size) << "the library changed the host's setting";
     }
-    cv::setNumThreads(usual);
 }
 
 TEST(Threads, CoverEveryOperation)

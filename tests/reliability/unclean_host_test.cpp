@@ -1,5 +1,5 @@
-#include "host/services.h"
 #include "tests/reliability/accepted_calls.h"
+#include "tests/reliability/altered_host.h"
 #include "tests/reliability/raw_call.h"
 
 #include <opencv2/imgproc.hpp>
@@ -15,64 +15,26 @@ namespace miravex::test {
 
 namespace {
 
-/// What new tensors of reals hold, and every byte of new images and of tensors of integers.
-double startingReal = 0;
-unsigned char startingByte = 0;
-
-void soil(Block& block) { std::memset(block.data(), startingByte, block.size()); }
-
-int soiledTensor(int64_t elementType, int64_t rank, const int64_t* dimensions, KTensor* out)
-{
-    const int status = hostServices().tensorNew(elementType, rank, dimensions, out);
-    if (status != 0) return status;
-    if (elementType == TensorTypeReal)
-        std::ranges::fill((*out)->reals(), startingReal);
-    else
-        soil((*out)->block);
-    return status;
-}
-
-int soiled2D(int64_t width, int64_t height, int64_t channels, PixelType type, ColorSpace space,
-             HostBoolean interleaved, KImage* out)
-{
-    const int status =
-        hostServices().imageServices->imageNew2D(width, height, channels, type, space, interleaved, out);
-    if (status == 0) soil((*out)->block);
-    return status;
-}
-
-int soiled3D(int64_t slices, int64_t width, int64_t height, int64_t channels, PixelType type,
-             ColorSpace space, HostBoolean interleaved, KImage* out)
-{
-    const int status = hostServices().imageServices->imageNew3D(slices, width, height, channels, type, space,
-                                                                interleaved, out);
-    if (status == 0) soil((*out)->block);
-    return status;
-}
-
-/// What came of a call on such a host; absent after a refusal. Ownership is checked as always.
+/// What came of a call on a host whose new tensors of reals hold this real, and whose other new objects hold
+/// this byte everywhere; absent after a refusal. Ownership is checked as always.
 Value answer(std::string_view name, const Values& values, double real, unsigned char byte = 0)
 {
-    startingReal = real;
-    startingByte = byte;
-    ImageServices images = *hostServices().imageServices;
-    images.imageNew2D = soiled2D;
-    images.imageNew3D = soiled3D;
-    LibraryDataTable table = hostServices();
-    table.tensorNew = soiledTensor;
-    table.imageServices = &images;
-
+    const auto soil = [byte](Block& block) { std::memset(block.data(), byte, block.size()); };
+    AlteredHost host({ .newImage = [&](KImage image) { soil(image->block); },
+                       .newTensor =
+                           [&](KTensor tensor) {
+                               if (tensor->elementType == TensorTypeReal)
+                                   std::ranges::fill(tensor->reals(), real);
+                               else
+                                   soil(tensor->block);
+                           } });
     const Operation& operation = record(name);
     RawCall call(operation, values);
     Ledger ledger;
-    for (std::size_t i = 0; i < call.cells.size(); ++i) {
-        if (operation.arguments[i].kind == Kind::String) ledger.lend(call.cells[i].string, 1);
-        if (operation.arguments[i].isShared) ledger.lend(call.cells[i].numericArray, 1);
-    }
     Value result;
     std::srand(7); // OpenCV's random samples
-    if (call.make(&table) == StatusOk) {
-        result = call.take(operation.results.front().kind, ledger);
+    if (call.make(host.table(), ledger) == StatusOk) {
+        result = call.take(ledger);
     } else {
         EXPECT_EQ(call.result.integer, RawCall::untouched) << name;
     }

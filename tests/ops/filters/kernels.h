@@ -1,40 +1,11 @@
 #pragma once
 
-#include "convert/instruction_sets.h"
+#include "tests/support/own_kernels.h"
 
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
 
-#include <cstdlib>
-
-/// What tests of kernels of our own share. With MIRAVEX_LONG_TESTS in the environment their sweeps are a
-/// hundred times as long.
 namespace miravex::test {
-
-/// The instruction sets that this processor has.
-inline std::vector<InstructionSet> instructionSets()
-{
-#if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx2")) return { InstructionSet::Baseline, InstructionSet::Avx2 };
-#endif
-    return { InstructionSet::Baseline };
-}
-
-/// OpenCV's threads while it lives; afterwards as many as before.
-class Threads {
-public:
-    explicit Threads(int count)
-        : before_(cv::getNumThreads())
-    {
-        cv::setNumThreads(count);
-    }
-    ~Threads() { cv::setNumThreads(before_); }
-    Threads(const Threads&) = delete;
-    Threads& operator=(const Threads&) = delete;
-
-private:
-    int before_;
-};
 
 /// A colour picture with sides up to `most`, of any contrast: noise, blobs, black and white, or one colour.
 inline cv::Mat drawnPicture(cv::RNG& random, int most)
@@ -55,7 +26,7 @@ inline cv::Mat drawnPicture(cv::RNG& random, int most)
 /// Draws so many cases, each from a seed and on 1, 2 or 5 threads, until one fails.
 template <typename Case> void sweep(int count, Case test)
 {
-    if (std::getenv("MIRAVEX_LONG_TESTS")) count *= 100;
+    count = sweepLength(count);
     for (int seed = 1; seed <= count; ++seed) {
         cv::RNG random(static_cast<uint64_t>(seed) * 7919);
         constexpr int threads[] = { 1, 2, 5 };

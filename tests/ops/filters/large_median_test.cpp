@@ -1,6 +1,7 @@
 #include "ops/filters/large_median.h"
 
 #include "tests/support/host_check.h"
+#include "tests/support/opencv_threads.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -105,10 +106,8 @@ TEST(LargeMedian, DoesNotDependOnThreads) // by which columns are shared out
 {
     const cv::Mat picture = noise(500, 400, CV_8U);
     const cv::Mat expected = largeMedianOf(picture, 140);
-    const int threads = cv::getNumThreads();
-    cv::setNumThreads(1);
+    const Threads single(1);
     EXPECT_TRUE(sameBits(largeMedianOf(picture, 140), expected));
-    cv::setNumThreads(threads);
 }
 
 TEST(LargeMedian, RefusesWhatItCannotCount)

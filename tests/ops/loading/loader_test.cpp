@@ -2,6 +2,7 @@
 #include "tests/ops/loading/picture_files.h"
 #include "tests/ops/loading/plain_steps.h"
 #include "tests/support/host_check.h"
+#include "tests/support/opencv_threads.h"
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
@@ -168,21 +169,6 @@ Request onePicture(const TemporaryFolder& folder, const cv::Scalar& color, int r
     cv::imwrite(path, cv::Mat(rows, columns, CV_8UC3, color));
     return { .paths = { path } };
 }
-
-class Threads {
-public:
-    explicit Threads(int count)
-        : before_(cv::getNumThreads())
-    {
-        cv::setNumThreads(count);
-    }
-    ~Threads() { cv::setNumThreads(before_); }
-    Threads(const Threads&) = delete;
-    Threads& operator=(const Threads&) = delete;
-
-private:
-    int before_;
-};
 
 /// The same JPEG with other sides in its header.
 std::string withSides(std::string jpeg, unsigned rows, unsigned columns)
