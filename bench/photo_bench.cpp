@@ -110,6 +110,37 @@ void denoising(const std::string& megapixels, int rows, int columns, int threads
         goal);
 }
 
+/// Our own domain transform against OpenCV's, with the arguments that OpenCV proposes: the recursive filter,
+/// ...
+void recursiveFilters(const std::string& megapixels, int rows, int columns, int threads)
+{
+    const cv::Mat picture = smooth(rows, columns, CV_8UC3);
+    const std::string with = fmt::format(", {} megapixel, threads: {}", megapixels, threads);
+    ratio("detail-enhance" + with, operation("DetailEnhance", { imageOfMatrix(picture), 10.0, 0.15 }),
+          [=](cv::Mat& out) { cv::detailEnhance(picture, out, 10, 0.15F); },
+          { .most = 1 / 1.7, .threads = threads });
+    ratio("edge-preserving-filter RECURS_FILTER" + with,
+          operation("EdgePreservingFilter",
+                    { imageOfMatrix(picture), std::string("RECURS_FILTER"), 60.0, 0.4 }),
+          [=](cv::Mat& out) { cv::edgePreservingFilter(picture, out, cv::RECURS_FILTER, 60, 0.4F); },
+          { .most = 1.0 / 2, .threads = threads });
+}
+
+/// ... and the normalized convolution, up to the size that OpenCV can count.
+void normalizedConvolutions(const std::string& megapixels, int rows, int columns, int threads)
+{
+    const cv::Mat picture = smooth(rows, columns, CV_8UC3);
+    const std::string with = fmt::format(", {} megapixel, threads: {}", megapixels, threads);
+    ratio("edge-preserving-filter NORMCONV_FILTER" + with,
+          operation("EdgePreservingFilter",
+                    { imageOfMatrix(picture), std::string("NORMCONV_FILTER"), 60.0, 0.4 }),
+          [=](cv::Mat& out) { cv::edgePreservingFilter(picture, out, cv::NORMCONV_FILTER, 60, 0.4F); },
+          { .most = 1.0 / 2, .threads = threads });
+    ratio("stylization" + with, operation("Stylization", { imageOfMatrix(picture), 60.0, 0.45 }),
+          [=](cv::Mat& out) { cv::stylization(picture, out, 60, 0.45F); },
+          { .most = 1.0 / 2, .threads = threads });
+}
+
 } // namespace
 
 MIRAVEX_BENCH(denoising)
@@ -123,19 +154,13 @@ MIRAVEX_BENCH(denoising)
 
 MIRAVEX_BENCH(detail)
 {
-    const cv::Mat picture = smooth(800, 1000, CV_8UC3);
-    ratio(
-        "detail-enhance, 0.8 megapixel", operation("DetailEnhance", { imageOfMatrix(picture), 10.0, 0.15 }),
-        [=](cv::Mat& out) { cv::detailEnhance(picture, out, 10, 0.15F); }, wrapperGoal);
-    ratio(
-        "edge-preserving-filter, 0.8 megapixel",
-        operation("EdgePreservingFilter",
-                  { imageOfMatrix(picture), std::string("RECURS_FILTER"), 60.0, 0.4 }),
-        [=](cv::Mat& out) { cv::edgePreservingFilter(picture, out, cv::RECURS_FILTER, 60, 0.4F); },
-        wrapperGoal);
-    ratio(
-        "stylization, 0.8 megapixel", operation("Stylization", { imageOfMatrix(picture), 60.0, 0.45 }),
-        [=](cv::Mat& out) { cv::stylization(picture, out, 60, 0.45F); }, wrapperGoal);
+    for (const int threads : { 1, 2 }) {
+        for (const auto& [megapixels, rows, columns] : { std::tuple("0.12", 300, 400), { "1", 866, 1155 } }) {
+            recursiveFilters(megapixels, rows, columns, threads);
+            normalizedConvolutions(megapixels, rows, columns, threads);
+        }
+    }
+    recursiveFilters("12", 3000, 4000, 1);
 }
 
 MIRAVEX_BENCH(exposure)

@@ -3,7 +3,7 @@
 #include "convert/borrowed_mat.h"
 #include "convert/result_image.h"
 #include "ops/photo/bounds.h"
-#include "ops/photo/normalized_convolution.h"
+#include "ops/photo/edge_preserving.h"
 #include "ops/photo/option_names.h"
 
 #include <opencv2/photo.hpp>
@@ -48,11 +48,8 @@ bool fits(const BorrowedMat& source)
     return source && bounds::frameFits(source->rows, source->cols, source->channels());
 }
 
-/// What OpenCV's filters that write beside their source look like.
-using Filter = void (*)(cv::InputArray source, cv::OutputArray filtered, float spatialSigma,
-                        float rangeSigma);
-
-/// Detail enhancement and stylization are alike but for OpenCV's function.
+/// Detail enhancement and stylization are alike but for what they make of the samples.
+template <typename Filter>
 HostErrorCode filtered(LibraryData data, KImage image, double spatialSigma, double rangeSigma, Filter filter,
                        KImage* result)
 {
@@ -77,7 +74,7 @@ HostErrorCode filtered(LibraryData data, KImage image, double spatialSigma, doub
 HostErrorCode detailEnhance(LibraryData data, KImage image, double spatialSigma, double rangeSigma,
                             KImage* result)
 {
-    return filtered(data, image, spatialSigma, rangeSigma, cv::detailEnhance, result);
+    return filtered(data, image, spatialSigma, rangeSigma, enhanceDetail, result);
 }
 
 /// Smooths an image while it keeps its edges.
@@ -98,10 +95,7 @@ HostErrorCode edgePreservingFilter(LibraryData data, KImage image, const char* f
     if (!fits(source)) return StatusFunctionError;
     ResultImage smoothed(images, source->size(), source->type());
     if (!smoothed) return StatusFunctionError;
-    if (flag == cv::NORMCONV_FILTER)
-        filterByNormalizedConvolution(*source, *smoothed, sigmas.spatial, sigmas.range);
-    else
-        cv::edgePreservingFilter(*source, *smoothed, flag, sigmas.spatial, sigmas.range);
+    preserveEdges(*source, *smoothed, flag, sigmas.spatial, sigmas.range);
     return smoothed.release(result);
 }
 
@@ -113,7 +107,7 @@ HostErrorCode edgePreservingFilter(LibraryData data, KImage image, const char* f
 HostErrorCode stylization(LibraryData data, KImage image, double spatialSigma, double rangeSigma,
                           KImage* result)
 {
-    return filtered(data, image, spatialSigma, rangeSigma, stylizeByNormalizedConvolution, result);
+    return filtered(data, image, spatialSigma, rangeSigma, stylize, result);
 }
 
 } // namespace miravex

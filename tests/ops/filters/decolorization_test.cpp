@@ -1,7 +1,7 @@
 #include "ops/filters/decolorization.h"
 
-#include "tests/ops/filters/kernels.h"
 #include "tests/support/host_check.h"
+#include "tests/support/own_kernels.h"
 
 #include <opencv2/photo.hpp>
 

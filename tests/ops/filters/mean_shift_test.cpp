@@ -1,7 +1,7 @@
 #include "ops/filters/mean_shift.h"
 
-#include "tests/ops/filters/kernels.h"
 #include "tests/support/host_check.h"
+#include "tests/support/own_kernels.h"
 
 #include <cmath>
 #include <limits>

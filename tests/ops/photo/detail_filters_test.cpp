@@ -1,6 +1,9 @@
+#include "ops/photo/domain_transform.h"
 #include "tests/ops/photo/fenced_matrices.h"
 #include "tests/support/host_check.h"
+#include "tests/support/own_kernels.h"
 
+#include <opencv2/imgproc.hpp>
 #include <opencv2/photo.hpp>
 
 #include <cmath>
@@ -8,7 +11,8 @@
 
 namespace miravex::test {
 
-// Expected values: OpenCV called directly with the stated arguments.
+// Expected values: OpenCV called directly with the stated arguments. With MIRAVEX_LONG_TESTS in the
+// environment the sweep is a hundred times as long.
 
 namespace {
 
@@ -21,25 +25,69 @@ std::vector<std::pair<std::string, Values>> calls(const ImagePointer& image, dou
              { "Stylization", { image, spatial, range } } };
 }
 
+/// All of them against OpenCV's.
+void expectSame(const cv::Mat& picture, float spatial, float range)
+{
+    cv::Mat enhanced, stylized, recursive, convolved;
+    cv::detailEnhance(picture, enhanced, spatial, range);
+    cv::stylization(picture, stylized, spatial, range);
+    cv::edgePreservingFilter(picture, recursive, cv::RECURS_FILTER, spatial, range);
+    cv::edgePreservingFilter(picture, convolved, cv::NORMCONV_FILTER, spatial, range);
+    const cv::Mat expected[] = { enhanced, recursive, convolved, stylized };
+    const cv::Mat* next = expected;
+    for (const auto& [operation, values] : calls(imageOf(picture), double { spatial }, double { range })) {
+        const Outcome outcome = succeed(operation, values);
+        EXPECT_TRUE(sameBits(matrixOf(outcome.image()), *next++))
+            << operation << " of " << picture.size() << " by " << spatial << ", " << range << " on "
+            << cv::getNumThreads() << " threads";
+        EXPECT_EQ(outcome.image().colorSpace, ColorSpaceUnspecified) << operation;
+    }
+}
+
 } // namespace
 
-TEST(DetailFilters, MatchOpenCv)
+TEST(DetailFilters, AreOpenCvs)
 {
-    for (const cv::Size size : { cv::Size(40, 30), cv::Size(1, 1), cv::Size(1, 9), cv::Size(9, 1) }) {
-        const cv::Mat picture = noise(size.height, size.width, CV_8UC3);
-        cv::Mat enhanced, stylized, recursive = picture.clone(), convolved = picture.clone();
-        cv::detailEnhance(picture, enhanced, 12.5F, 0.2F);
-        cv::stylization(picture, stylized, 12.5F, 0.2F);
-        cv::edgePreservingFilter(recursive, recursive, cv::RECURS_FILTER, 12.5F, 0.2F);
-        cv::edgePreservingFilter(convolved, convolved, cv::NORMCONV_FILTER, 12.5F, 0.2F);
-        const cv::Mat expected[] = { enhanced, recursive, convolved, stylized };
-        const cv::Mat* next = expected;
-        for (const auto& [operation, values] : calls(imageOf(picture), 12.5, 0.2)) {
-            const Outcome outcome = succeed(operation, values);
-            EXPECT_TRUE(sameBits(matrixOf(outcome.image()), *next++)) << operation << " " << size;
-            EXPECT_EQ(outcome.image().colorSpace, ColorSpaceUnspecified) << operation;
-        }
+    sweep(1000, [](cv::RNG& random) {
+        constexpr float unusual[] = { 0, 1e-30F, 1e-3F, 1 };
+        const auto rarely = [&] { return random.uniform(0, 6) == 0; };
+        const cv::Mat picture = drawnPicture(random, 48);
+        const float spatial = rarely() ? 200 * unusual[random.next() % 4] : random.uniform(0.5F, 80.0F);
+        expectSame(picture, spatial, rarely() ? unusual[random.next() % 4] : random.uniform(0.01F, 1.0F));
+    });
+}
+
+TEST(DetailFilters, AreOpenCvsAcrossStrips)
+{
+    for (const cv::Size size :
+         { cv::Size(40, 30), cv::Size(1, 1), cv::Size(1, 9), cv::Size(9, 1), cv::Size(1, 70), cv::Size(70, 1),
+           cv::Size(32, 64), cv::Size(33, 31), cv::Size(97, 65) })
+        expectSame(noise(size.height, size.width, CV_8UC3), 12.5F, 0.2F);
+}
+
+TEST(DetailFilters, AreOpenCvsOnAPhoto)
+{
+    const cv::Mat picture = photo("fruits.jpg");
+    SKIP_WITHOUT(picture);
+    for (const int threads : { 1, 2, 5 }) {
+        const Threads limited(threads);
+        expectSame(picture(cv::Rect(37, 51, 300, 200)).clone(), 60, 0.4F);
+        expectSame(picture(cv::Rect(101, 5, 200, 300)).clone(), 10, 0.15F);
     }
+}
+
+TEST(DomainTransform, RecursesAsOpenCv) // or the library would leave it to OpenCV unnoticed
+{
+#ifdef __FP_FAST_FMAF
+    GTEST_SKIP() << "OpenCV rounds otherwise on this processor";
+#endif
+    const cv::Mat picture = noise(40, 50, CV_8UC3);
+    cv::Mat expected, image, filtered;
+    cv::edgePreservingFilter(picture, expected, cv::RECURS_FILTER, 30, 0.5F);
+    picture.convertTo(image, CV_32F, 1.0 / 255);
+    domain_transform::filterRecursively(image, 30, 0.5F);
+    cv::convertScaleAbs(image, filtered, 255);
+    EXPECT_TRUE(sameBits(filtered, expected));
 }
 
 TEST(DetailFilters, DivideByZeroWhereOpenCvDoes)
