@@ -36,7 +36,7 @@ void expectSame(const cv::Mat& picture)
 TEST(Decolorization, IsOpenCvs)
 {
     if (!decolorizesAsOpenCv()) GTEST_SKIP() << "this OpenCV rounds otherwise";
-    sweep(510, [](cv::RNG& random) { expectSame(drawnPicture(random, 48)); });
+    sweep(1000, [](cv::RNG& random) { expectSame(drawnPicture(random, 48)); });
 }
 
 TEST(Decolorization, IsOpenCvsOnPhotos) // more than 800 rows and columns are made small

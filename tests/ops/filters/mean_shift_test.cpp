@@ -56,7 +56,7 @@ MeanShift drawnArguments(cv::RNG& random)
 
 TEST(MeanShift, IsOpenCvs)
 {
-    sweep(550, [](cv::RNG& random) {
+    sweep(1000, [](cv::RNG& random) {
         const cv::Mat picture = drawnPicture(random, 48);
         expectSame(picture, drawnArguments(random));
     });
