@@ -11,6 +11,8 @@ function(miravex_options target)
   endif()
   if(MIRAVEX_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${MIRAVEX_SANITIZE} -fno-omit-frame-pointer)
+    # Only GCC has macros that say it.
+    target_compile_definitions(${target} PRIVATE MIRAVEX_SANITIZED)
     target_link_options(${target} PRIVATE -fsanitize=${MIRAVEX_SANITIZE})
   endif()
 endfunction()

@@ -15,7 +15,7 @@ namespace miravex {
 namespace {
 
 constexpr std::size_t largeBytes = std::size_t { 4 } << 20U;
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef MIRAVEX_SANITIZED
 constexpr std::size_t mostKept = 0;
 #else
 constexpr std::size_t mostKept = std::size_t { 64 } << 20U;

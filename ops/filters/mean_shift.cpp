@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -149,14 +150,12 @@ struct Sums {
 template <int lanes> struct Vector;
 template <> struct Vector<8> {
     using Values = std::uint16_t __attribute__((vector_size(16)));
-    using Unaligned = std::uint16_t __attribute__((vector_size(16), aligned(2), may_alias));
     using Mask = std::int16_t __attribute__((vector_size(16)));
     using Quads = std::uint64_t __attribute__((vector_size(16)));
     static constexpr Values places = { 0, 1, 2, 3, 4, 5, 6, 7 };
 };
 template <> struct Vector<16> {
     using Values = std::uint16_t __attribute__((vector_size(32)));
-    using Unaligned = std::uint16_t __attribute__((vector_size(32), aligned(2), may_alias));
     using Mask = std::int16_t __attribute__((vector_size(32)));
     using Quads = std::uint64_t __attribute__((vector_size(32)));
     static constexpr Values places = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15 };
@@ -166,9 +165,13 @@ template <> struct Vector<16> {
 /// that are no 16-bit number.
 template <int lanes, bool far> class Comparison {
     using Values = typename Vector<lanes>::Values;
-    using Unaligned = typename Vector<lanes>::Unaligned;
     using Mask = typename Vector<lanes>::Mask;
     using Quads = typename Vector<lanes>::Quads;
+
+    /// Samples that lie where they may; memcpy() would go through memory once more.
+    struct __attribute__((packed, may_alias)) Unaligned {
+        Values values;
+    };
 
 public:
     /// Rows of `width` pixels that may be summed before some lane overflows.
@@ -223,9 +226,9 @@ private:
     MIRAVEX_INLINE void lookAt(const std::uint16_t* samples, std::size_t length, const Values& places,
                                const Mask& valid)
     {
-        const Values value[channels] = { *reinterpret_cast<const Unaligned*>(samples),
-                                         *reinterpret_cast<const Unaligned*>(samples + length),
-                                         *reinterpret_cast<const Unaligned*>(samples + 2 * length) };
+        const Values value[channels] = { reinterpret_cast<const Unaligned*>(samples)->values,
+                                         reinterpret_cast<const Unaligned*>(samples + length)->values,
+                                         reinterpret_cast<const Unaligned*>(samples + 2 * length)->values };
         const Values a = value[0] - center_[0], b = value[1] - center_[1], c = value[2] - center_[2];
         // Each square fits; where a sum does not, it is less than what it was made of.
         const Values one = a * a, two = one + b * b, three = two + c * c;

@@ -224,7 +224,7 @@ TEST(Loading, RefusesFilesThatAreNotTheLibrary)
 }
 
 // Sanitizers leave symbols for the program to define and link with options of their own.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef MIRAVEX_SANITIZED
 
 namespace {
 

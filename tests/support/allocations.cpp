@@ -18,7 +18,7 @@ int64_t liveAllocations() { return live; }
 
 } // namespace miravex::test
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef MIRAVEX_SANITIZED
 
 // glibc's own, under the names that it keeps for replacements like these.
 extern "C" {

@@ -6,7 +6,7 @@
 /// Sanitizers have a malloc of their own, under which nothing is counted.
 namespace miravex::test {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef MIRAVEX_SANITIZED
 inline constexpr bool allocationsAreCounted = false;
 #else
 inline constexpr bool allocationsAreCounted = true;

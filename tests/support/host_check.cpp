@@ -25,7 +25,7 @@ namespace miravex::test {
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef MIRAVEX_SANITIZED
 constexpr bool sanitized = true;
 #else
 constexpr bool sanitized = false;

@@ -29,7 +29,7 @@ namespace {
 
 constexpr const char* operation = "LoadImagesFromPathInto";
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef MIRAVEX_SANITIZED
 constexpr bool sanitized = true;
 #else
 constexpr bool sanitized = false;
@@ -688,7 +688,7 @@ TEST(LoadImages, KeepsOpenCvsLoweredLimits)
     EXPECT_EQ(positionsOf(succeed(operation, request.values())), std::vector<int64_t> { 1 });
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef MIRAVEX_SANITIZED
 
 TEST(LoadImages, DoesNotGrow)
 {
