@@ -57,12 +57,20 @@ function(miravex_exports target script)
   set_property(TARGET ${target} PROPERTY LINK_DEPENDS ${script})
 endfunction()
 
+# The name and number of a shared library that others may be linked to: libmiravex.so.1.0.0, found by its links
+# libmiravex.so.1, which programs remember, and libmiravex.so. The project's version is the only number.
+function(miravex_versioned target)
+  set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+endfunction()
+
 # The shared library: abi, convert and the operations of all rooms.
 add_library(miravex SHARED)
 add_library(Miravex::miravex ALIAS miravex)
 miravex_options(miravex)
 miravex_exports(miravex ${PROJECT_SOURCE_DIR}/abi/exports.map)
-target_compile_definitions(miravex PRIVATE MIRAVEX_VERSION="${PROJECT_VERSION}")
+miravex_versioned(miravex)
+target_compile_definitions(miravex PRIVATE MIRAVEX_VERSION="${PROJECT_VERSION}"
+  MIRAVEX_SOVERSION="${PROJECT_VERSION_MAJOR}")
 target_include_directories(miravex INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_link_libraries(miravex PRIVATE ${MIRAVEX_OPENCV_COMPUTING} Threads::Threads ${CMAKE_DL_LIBS})
 
@@ -71,8 +79,9 @@ add_library(miravex_readers_parts OBJECT)
 miravex_options(miravex_readers_parts)
 target_compile_definitions(miravex_readers_parts PRIVATE MIRAVEX_VERSION="${PROJECT_VERSION}")
 target_link_libraries(miravex_readers_parts PUBLIC ${OpenCV_LIBS} Threads::Threads)
-add_library(miravex_readers MODULE)
+add_library(miravex_readers SHARED)
 miravex_options(miravex_readers)
+miravex_versioned(miravex_readers)
 miravex_exports(miravex_readers ${PROJECT_SOURCE_DIR}/readers/exports.map)
 target_link_libraries(miravex_readers PRIVATE miravex_readers_parts)
 add_dependencies(miravex miravex_readers)
@@ -89,5 +98,5 @@ target_link_libraries(miravex_host_core PUBLIC miravex_catalog Threads::Threads 
 # Relative to whatever looks for the library, so that the installed tree may be moved.
 file(RELATIVE_PATH MIRAVEX_LIBRARY_FROM_BINARIES ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 target_compile_definitions(miravex_host_core PRIVATE
-  MIRAVEX_LIBRARY_FROM_BINARIES="${MIRAVEX_LIBRARY_FROM_BINARIES}")
+  MIRAVEX_LIBRARY_FROM_BINARIES="${MIRAVEX_LIBRARY_FROM_BINARIES}" MIRAVEX_SOVERSION="${PROJECT_VERSION_MAJOR}")
 add_dependencies(miravex_host_core miravex)

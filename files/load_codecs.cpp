@@ -6,7 +6,7 @@ namespace miravex::files {
 
 std::filesystem::path codecsPath()
 {
-    return installedFile("libmiravex_codecs.so", MIRAVEX_LIBRARY_FROM_BINARIES);
+    return installedFile({ "libmiravex_codecs.so" }, MIRAVEX_LIBRARY_FROM_BINARIES "/miravex");
 }
 
 const Codecs& codecs()

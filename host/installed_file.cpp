@@ -23,15 +23,18 @@ std::filesystem::path directoryOfThisCode()
 
 } // namespace
 
-std::filesystem::path installedFile(const std::string& name, const std::filesystem::path& installed)
+std::filesystem::path installedFile(std::initializer_list<std::string> names,
+                                    const std::filesystem::path& installed)
 {
     const std::filesystem::path directory = directoryOfThisCode();
     for (const std::filesystem::path& place :
          { std::filesystem::path("."), std::filesystem::path("../lib"), installed }) {
-        std::filesystem::path candidate = (directory / place / name).lexically_normal();
-        if (std::filesystem::exists(candidate)) return candidate;
+        for (const std::string& name : names) {
+            std::filesystem::path candidate = (directory / place / name).lexically_normal();
+            if (std::filesystem::exists(candidate)) return candidate;
+        }
     }
-    return name;
+    return *names.begin();
 }
 
 } // namespace miravex

@@ -14,7 +14,8 @@ namespace miravex {
 
 namespace {
 
-constexpr const char* fileName = "libmiravex.so";
+constexpr const char* plainName = "libmiravex.so";
+constexpr const char* numberedName = "libmiravex.so." MIRAVEX_SOVERSION;
 
 using GetVersion = int (*)();
 using Initialize = HostErrorCode (*)(LibraryData);
@@ -111,7 +112,7 @@ Value takeResult(const ValueCell& cell, ResultKind kind, Ledger& ledger)
 std::filesystem::path Library::defaultPath(const std::filesystem::path& installed)
 {
     const char* const chosen = std::getenv("MIRAVEX_LIBRARY");
-    return chosen && *chosen ? chosen : installedFile(fileName, installed);
+    return chosen && *chosen ? chosen : installedFile({ numberedName, plainName }, installed);
 }
 
 std::filesystem::path Library::defaultPath() { return defaultPath(MIRAVEX_LIBRARY_FROM_BINARIES); }
@@ -150,9 +151,10 @@ void* Library::symbol(const std::string& name) const { return dlsym(handle_, nam
 std::filesystem::path Library::readersPath() const
 {
     Dl_info info {};
-    if (dladdr(symbol("KorvaneLibrary_initialize"), &info) == 0) return readersFileName;
+    if (dladdr(symbol("KorvaneLibrary_initialize"), &info) == 0) return readersFile({}, MIRAVEX_SOVERSION);
     std::error_code error;
-    return std::filesystem::weakly_canonical(info.dli_fname, error).replace_filename(readersFileName);
+    const std::filesystem::path file = std::filesystem::weakly_canonical(info.dli_fname, error);
+    return readersFile(file.parent_path(), MIRAVEX_SOVERSION);
 }
 
 MiravexOperation Library::operation(std::string_view name) const

@@ -14,7 +14,8 @@ class Library {
 public:
     /// Where the library is looked for: MIRAVEX_LIBRARY; beside the program or Python extension that contains
     /// this code, in ../lib, and in `installed`, a folder relative to it; then wherever the dynamic linker
-    /// finds libmiravex.so.
+    /// finds it. It is called libmiravex.so.1, by the number of its interface, or libmiravex.so in a folder
+    /// that has no such file.
     static std::filesystem::path defaultPath(const std::filesystem::path& installed);
 
     /// The same for programs, which an installation has in its folder of binaries.

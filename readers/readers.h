@@ -14,7 +14,7 @@ namespace importops {
 struct SlotFormat;
 }
 
-/// What stands in the library's second part, libmiravex_readers.so: all that needs OpenCV's modules for
+/// What stands in the library's second part, libmiravex_readers: all that needs OpenCV's modules for
 /// picture files and films, which bring some 200 libraries of codecs into a process. The library itself needs
 /// none of them; it loads the second part when one of these functions is wanted.
 ///
@@ -33,9 +33,10 @@ struct Readers {
     cv::Ptr<cv::superres::DualTVL1OpticalFlow> (*createDualTvl1)();
 };
 
-/// The second part, loaded by whoever asks first; may be asked on several threads at once. It is the file of
-/// that name in the folder of the library, links resolved, as it was called when the library was loaded. It
-/// stays until the process ends, whatever becomes of the library: its codecs keep threads and exit handlers.
+/// The second part, loaded by whoever asks first; may be asked on several threads at once. It is
+/// readersFile() of the folder of the library, links resolved, as it was called when the library was loaded.
+/// It stays until the process ends, whatever becomes of the library: its codecs keep threads and exit
+/// handlers.
 ///
 /// Throws std::runtime_error that names the file and the dynamic linker's reason when it can't be loaded or
 /// is of another build; the next call tries again.

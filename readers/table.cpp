@@ -3,7 +3,7 @@
 #include "ops/photo/film_enlargement.h"
 #include "readers/readers.h"
 
-/// The only export of libmiravex_readers.so.
+/// The only export of libmiravex_readers.
 extern "C" MIRAVEX_PUBLIC const miravex::Readers* miravexReaders()
 {
     static const miravex::Readers table { .version = MIRAVEX_VERSION,

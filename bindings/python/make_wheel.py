@@ -1,7 +1,8 @@
 """Packs the built package into a wheel: the extension module, the parts of the library and the Python files.
 
-A wheel is a zip archive with a list of its files, so that nothing but Python itself is needed. OpenCV is not
-in it: the wheel is for machines with the same Debian packages.
+A wheel is a zip archive with a list of its files, so that little but Python itself is needed. OpenCV is not in
+it: the wheel is for Debian and systems like it, whose packages have the same libraries. It says which these are,
+so that an import elsewhere can tell what is missing.
 """
 
 from __future__ import annotations
@@ -9,8 +10,12 @@ from __future__ import annotations
 import argparse
 import base64
 import hashlib
-import sysconfig
+import json
+import platform
+import re
+import subprocess
 import sys
+import sysconfig
 import zipfile
 from pathlib import Path
 
@@ -39,8 +44,22 @@ Tag: {tag}
 
 def platform_tag() -> str:
     python = f"cp{sys.version_info.major}{sys.version_info.minor}"
-    platform = sysconfig.get_platform().replace("-", "_").replace(".", "_")
-    return f"{python}-{python}-{platform}"
+    system = sysconfig.get_platform().replace("-", "_").replace(".", "_")
+    return f"{python}-{python}-{system}"
+
+
+def needed_libraries(binaries: list[Path]) -> dict[str, str]:
+    """What the binaries are linked to, and the Debian package of each, or nothing where dpkg knows none."""
+    command = ["readelf", "--dynamic", "--wide", *map(str, binaries)]
+    dynamic = subprocess.run(command, check=True, capture_output=True, text=True).stdout
+    libraries = sorted(set(re.findall(r"\(NEEDED\).*\[(.+)\]", dynamic)))
+    try:
+        command = ["dpkg-query", "--search", *(f"*/{library}" for library in libraries)]
+        known = subprocess.run(command, capture_output=True, text=True).stdout
+    except FileNotFoundError:
+        known = ""
+    packages = {path.rpartition("/")[2]: package for package, path in re.findall(r"^([^:,]+):.* (/.*)$", known, re.M)}
+    return {library: packages.get(library, "") for library in libraries}
 
 
 def entry(name: str, content: bytes) -> str:
@@ -53,6 +72,9 @@ def write_wheel(package: Path, binaries: list[Path], version: str, output: Path)
     information = f"miravex-{version}.dist-info"
     sources = sorted(path for path in package.iterdir() if path.suffix in (".py", ".pyi", ".typed"))
     files = {f"miravex/{path.name}": path.read_bytes() for path in [*sources, *binaries]}
+    system = platform.freedesktop_os_release().get("PRETTY_NAME", platform.platform())
+    facts = {"system": system, "libraries": needed_libraries(binaries)}
+    files["miravex/needed.json"] = (json.dumps(facts, indent=1) + "\n").encode()
     description = (package / "__init__.py").read_text(encoding="utf-8").split('"""')[1]
     python = f"{sys.version_info.major}.{sys.version_info.minor}"
     metadata = METADATA.format(version=version, python=python, description=description)
@@ -68,7 +90,7 @@ def write_wheel(package: Path, binaries: list[Path], version: str, output: Path)
         for name, content in files.items():
             item = zipfile.ZipInfo(name, date_time=(1980, 1, 1, 0, 0, 0))
             item.compress_type = zipfile.ZIP_DEFLATED
-            item.external_attr = (0o755 if name.endswith(".so") else 0o644) << 16
+            item.external_attr = (0o755 if ".so" in name else 0o644) << 16
             archive.writestr(item, content)
     return wheel
 

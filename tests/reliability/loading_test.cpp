@@ -170,6 +170,21 @@ TEST(SecondPart, IsFoundThroughALinkToTheFirst)
     EXPECT_EQ(loaded(library(), picture), loaded(linked, picture));
 }
 
+// As an installation has it, and before a file of the plain name, which may belong to another version.
+TEST(SecondPart, IsFoundUnderItsNumberFirst)
+{
+    const TemporaryFolder folder;
+    const std::string picture = smallPicture(folder);
+    const Copy copy;
+    const std::string numbered = copy.readers().string() + ".1";
+    std::filesystem::rename(copy.readers(), numbered);
+    std::ofstream(copy.readers()) << "no library at all";
+    const Library second(copy.file());
+    EXPECT_EQ(second.readersPath(), numbered);
+    EXPECT_EQ(loaded(library(), picture), loaded(second, picture));
+    EXPECT_TRUE(isLoaded(numbered));
+}
+
 TEST(SecondPart, MissingFailsTheOperationsThatNeedItAlone)
 {
     const Copy copy(Copy::First);
@@ -234,6 +249,20 @@ std::string readelf(const char* options)
 }
 
 } // namespace
+
+// Programs that are linked to the library remember its number; hosts that open the plain name get the same
+// file.
+TEST(Linking, HasANumberAndAPlainName)
+{
+    EXPECT_NE(readelf("-dW").find("soname: [libmiravex.so.1]"), std::string::npos) << readelf("-dW");
+    const std::filesystem::path folder = std::filesystem::path(path()).parent_path();
+    EXPECT_TRUE(std::filesystem::equivalent(folder / "libmiravex.so", folder / "libmiravex.so.1"));
+    void* const plain = dlopen((folder / "libmiravex.so").c_str(), RTLD_NOW);
+    void* const numbered = dlopen((folder / "libmiravex.so.1").c_str(), RTLD_NOW);
+    EXPECT_TRUE(plain && plain == numbered);
+    if (plain) dlclose(plain);
+    if (numbered) dlclose(numbered);
+}
 
 TEST(Linking, DeclaresWhatItNeeds)
 {

@@ -15,8 +15,14 @@ from __future__ import annotations
 
 from typing import TYPE_CHECKING, Any
 
+from ._needs import explained
+
+try:
+    from ._miravex import MiravexError, get_threads, set_threads
+except ImportError as error:
+    raise explained(error) from None
+
 from . import _operations, draw, results
-from ._miravex import MiravexError, get_threads, set_threads
 from ._miravex import version as __version__
 from .loading import load_images
 

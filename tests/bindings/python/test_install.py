@@ -4,7 +4,9 @@ from __future__ import annotations
 
 import base64
 import hashlib
+import json
 import os
+import shutil
 import subprocess
 import sys
 import zipfile
@@ -51,7 +53,7 @@ def pack(output: Path) -> Path:
     extension = next((built / "python/miravex").glob("_miravex.*.so"))
     command = [sys.executable, str(ROOT / "bindings/python/make_wheel.py"), "--package", str(ROOT / "bindings/python/miravex")]
     command += ["--extension", str(extension)]
-    for library in ("libmiravex.so", "libmiravex_readers.so"):
+    for library in ("libmiravex.so.1", "libmiravex_readers.so.1"):
         command += ["--library", str(built / "lib" / library)]
     command += ["--version", "1.0.0", "--output", str(output)]
     return Path(subprocess.run(command, check=True, capture_output=True, text=True).stdout.strip())
@@ -68,14 +70,40 @@ def test_wheel_works_where_it_is_unpacked(wheel: Path, tmp_path: Path) -> None:
         archive.extractall(tmp_path)
     module, library = use(tmp_path)
     assert Path(module) == tmp_path / "miravex/__init__.py"
-    assert Path(library) == tmp_path / "miravex/libmiravex.so"
+    assert Path(library) == tmp_path / "miravex/libmiravex.so.1"
+
+
+@needs_build
+def test_wheel_says_which_libraries_are_missing(wheel: Path, tmp_path: Path) -> None:
+    with zipfile.ZipFile(wheel) as archive:
+        archive.extractall(tmp_path)
+    package = tmp_path / "miravex"
+    needed = json.loads((package / "needed.json").read_text())["libraries"]
+    opencv = [library for library in needed if library.startswith("libopencv_")]
+    assert {"core", "imgproc", "photo", "superres"} <= {library.split("_")[1].split(".")[0] for library in opencv}
+    assert all(needed[library].startswith("libopencv-") for library in opencv if shutil.which("dpkg-query"))
+
+    # As it is on a system that has no such libraries.
+    for library in ("libopencv_core", "libopencv_photo"):
+        for file in [package / "needed.json", *package.glob("*.so*")]:
+            nowhere = library[:-2] + "zz"
+            file.write_bytes(file.read_bytes().replace(f"{library}.so".encode(), f"{nowhere}.so".encode()))
+    command = [sys.executable, "-c", "import miravex"]
+    environment = {"PATH": "/usr/bin:/bin", "PYTHONPATH": str(tmp_path)}
+    done = subprocess.run(command, capture_output=True, text=True, env=environment)
+    said = done.stderr.splitlines()[-1]
+    assert done.returncode == 1
+    missing = said.partition("Missing here: ")[2].partition(". ")[0].split(", ")
+    assert [name.split(".")[0] for name in missing] == ["libopencv_cozz", "libopencv_phozz"], done.stderr
+    if shutil.which("dpkg-query"):
+        assert "apt install libopencv-core4" in said and "libopencv-photo4" in said
 
 
 @needs_build
 def test_without_the_library_the_import_says_so(wheel: Path, tmp_path: Path) -> None:
     with zipfile.ZipFile(wheel) as archive:
         archive.extractall(tmp_path)
-    (tmp_path / "miravex/libmiravex.so").unlink()
+    (tmp_path / "miravex/libmiravex.so.1").unlink()
     environment = {"PATH": "/usr/bin:/bin", "PYTHONPATH": str(tmp_path)}
     for named in ({}, {"MIRAVEX_LIBRARY": str(tmp_path / "other.so")}):
         done = subprocess.run(
@@ -121,4 +149,4 @@ def test_cmake_installs_the_package(tmp_path: Path) -> None:
     package = moved / package.relative_to(tmp_path)
     module, used = use(package.parent)
     assert Path(module) == package / "__init__.py"
-    assert Path(used) == next(moved.rglob("libmiravex.so"))
+    assert Path(used) == next(moved.rglob("libmiravex.so.1"))
