@@ -120,4 +120,5 @@ HostErrorCode runOperation(LibraryData data, int64_t argc, ArgumentSlot* args, A
                                                           ArgumentSlot* args, ArgumentSlot result) noexcept  \
     {                                                                                                        \
         return miravex::runOperation<&implementation>(data, argc, args, result);                             \
-    }
+    }                                                                                                        \
+    static_assert(std::is_convertible_v<decltype(&opencv_##Name), MiravexOperation>);

@@ -7,6 +7,7 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 // The batch loader has a frame of its own: it says on standard output what went wrong, and gives back what it
 // was lent even when the count is wrong.
@@ -98,3 +99,4 @@ extern "C" MIRAVEX_PUBLIC HostErrorCode opencv_LoadImagesFromPathInto(LibraryDat
     miravex::importops::giveBack(data, argc, args);
     return status;
 }
+static_assert(std::is_convertible_v<decltype(&opencv_LoadImagesFromPathInto), MiravexOperation>);
