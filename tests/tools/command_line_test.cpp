@@ -17,6 +17,7 @@ using nlohmann::json;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
 using ::testing::Not;
 
 class CommandLine : public ToolTest { };
@@ -221,6 +222,9 @@ TEST_F(CommandLine, FindsTheInstallationSound)
     const json findings = json::parse(doctor.out);
     for (const json& finding : findings) EXPECT_NE(finding["verdict"], "BROKEN") << finding.dump();
     EXPECT_EQ(doctor.status, 0);
+    EXPECT_EQ(findings.front()["what"], "miravex");
+    EXPECT_THAT(findings.front()["details"].get<std::string>(),
+                MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+, [^,]+, [^,]+, [1-9][0-9]* cores"));
     EXPECT_THAT(succeed({ "doctor" }).out, HasSubstr("all in the catalogue"));
 }
 

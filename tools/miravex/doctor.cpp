@@ -16,10 +16,14 @@
 #include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
+#include <sys/utsname.h>
+
 #include <algorithm>
 #include <array>
+#include <fstream>
 #include <set>
 #include <sstream>
+#include <thread>
 
 namespace miravex::tool {
 
@@ -41,6 +45,24 @@ std::string_view markOf(Verdict verdict)
     case Verdict::Broken: return "BROKEN";
     }
     return "";
+}
+
+/// What a report of a problem begins with.
+Finding examineTool()
+{
+    std::string system = "unknown system";
+    std::ifstream release("/etc/os-release");
+    constexpr std::string_view key = "PRETTY_NAME=\"";
+    for (std::string line; std::getline(release, line);)
+        if (line.starts_with(key) && line.ends_with('"')) {
+            line.pop_back();
+            system = line.substr(key.size());
+        }
+    utsname machine {};
+    uname(&machine);
+    return { "miravex", Verdict::Good,
+             fmt::format("{}, {}, {}, {} cores", MIRAVEX_VERSION, system, machine.machine,
+                         std::thread::hardware_concurrency()) };
 }
 
 Finding examineLibrary()
@@ -173,7 +195,8 @@ Finding examineTestData()
 
 std::vector<Finding> examineAll()
 {
-    std::vector<Finding> findings { examineLibrary(), examineReaders(), examineExports(), examineOpenCv() };
+    std::vector<Finding> findings { examineTool(), examineLibrary(), examineReaders(), examineExports(),
+                                    examineOpenCv() };
     std::ranges::move(examineCodecs(), std::back_inserter(findings));
     findings.push_back(examineFolder("sample pictures", samplePictureFolder(), "apt install opencv-doc"));
     findings.push_back(examineFolder("cascades", cascadeFolder(), "apt install opencv-data"));
