@@ -36,8 +36,12 @@ class Altered(unittest.TestCase):
             exported = exports or declared | EXPORTS[interface]
             return check_abi.facts_of(check_abi.dumped(headers, interface, exported, "lib.so.1"))
 
+    unaltered = {}
+
     def compare(self, interface, *alterations, exports=None):
-        return check_abi.compared(self.facts(interface), self.facts(interface, alterations, exports),
+        if interface not in self.unaltered:
+            self.unaltered[interface] = self.facts(interface)
+        return check_abi.compared(self.unaltered[interface], self.facts(interface, alterations, exports),
                                   interface.growing)
 
     def assertBreaks(self, what, interface, *alterations, **options):
@@ -60,7 +64,8 @@ class Altered(unittest.TestCase):
             self.assertIn(what, host)
         for what in ("function mvx_load_images", "structure mvx_samples", "enumerator MVX_STOP"):
             self.assertIn(what, door)
-        self.assertEqual(host["function opencv_Dilation"], "HostErrorCode (LibraryData, int64_t, ArgumentSlot*, ArgumentSlot)")
+        self.assertEqual(host["function opencv_Dilation"],
+                         "HostErrorCode (LibraryData, int64_t, ArgumentSlot*, ArgumentSlot)")
         self.assertEqual(len(host["structure LibraryDataTable"]), 11)
 
     # Tables that hosts fill grow at their end alone.
@@ -70,10 +75,12 @@ class Altered(unittest.TestCase):
         self.assertAppended("structure LibraryDataTable has more members: int (int)* extra at bit 704", HOST, self.last)
 
     def test_a_member_inserted(self):
-        self.assertBreaks("structure LibraryDataTable was", HOST, (r"(void \(\*tensorFree\))", r"int (*extra)(int); \1"))
+        self.assertBreaks("structure LibraryDataTable was", HOST,
+                          (r"(void \(\*tensorFree\))", r"int (*extra)(int); \1"))
 
     def test_a_member_removed(self):
-        self.assertBreaks("structure ImageServices was", HOST, (r"float\* \(\*imageGetReal32Data\)\(KImage image\);", ""))
+        self.assertBreaks("structure ImageServices was", HOST,
+                          (r"float\* \(\*imageGetReal32Data\)\(KImage image\);", ""))
 
     def test_members_swapped_of_one_type(self):
         self.assertBreaks("structure ImageServices was", HOST, (r"imageGetRowCount", "swapped"),
@@ -84,7 +91,8 @@ class Altered(unittest.TestCase):
                           (r"\(\*tensorGetRank\)\(KTensor tensor\)", "(*tensorGetRank)(KTensor tensor, int axis)"))
 
     def test_a_service_s_argument_of_another_size(self):
-        self.assertBreaks("structure ImageServices was", HOST, (r"imageNew3D\)\(int64_t slices", "imageNew3D)(int32_t slices"))
+        self.assertBreaks("structure ImageServices was", HOST,
+                          (r"imageNew3D\)\(int64_t slices", "imageNew3D)(int32_t slices"))
 
     def test_a_value_s_other_member(self):
         self.assertBreaks("structure ValueCell was", HOST, (r"HostBoolean boolean;", "int64_t boolean;"))
@@ -93,16 +101,19 @@ class Altered(unittest.TestCase):
         self.assertBreaks("type HostBoolean was", HOST, (r"typedef int32_t HostBoolean", "typedef int64_t HostBoolean"))
 
     def test_an_enumerator_of_another_value(self):
-        self.assertBreaks("enumerator StatusFunctionError was", HOST, (r"StatusFunctionError = 6", "StatusFunctionError = 7"))
+        self.assertBreaks("enumerator StatusFunctionError was", HOST,
+                          (r"StatusFunctionError = 6", "StatusFunctionError = 7"))
 
     def test_an_enumerator_appended(self):
-        self.assertAppended("enumerator PixelTypeReal16 is new", HOST, (r"PixelTypeReal = 4", "PixelTypeReal = 4, PixelTypeReal16 = 5"))
+        self.assertAppended("enumerator PixelTypeReal16 is new", HOST,
+                            (r"PixelTypeReal = 4", "PixelTypeReal = 4, PixelTypeReal16 = 5"))
 
     def test_a_function_s_further_argument(self):
-        self.assertBreaks("function KorvaneLibrary_initialize was", HOST, (r"_initialize\(LibraryData data\)", "_initialize(LibraryData data, int way)"))
+        self.assertBreaks("function KorvaneLibrary_initialize was", HOST,
+                          (r"_initialize\(LibraryData data\)", "_initialize(LibraryData data, int way)"))
 
     def test_an_operation_that_is_gone(self):
-        kept = {"KorvaneLibrary_getVersion", "KorvaneLibrary_initialize", "KorvaneLibrary_uninitialize", "opencv_Dilation"}
+        kept = set(check_abi.declarations(ROOT / "include", HOST)) | {"opencv_Dilation"}
         self.assertBreaks("function opencv_MedianFilter is gone", HOST, exports=kept)
 
     def test_an_operation_more(self):
@@ -111,19 +122,23 @@ class Altered(unittest.TestCase):
 
     # Callers of the flat door make its structures: not one of them may grow.
     def test_the_door_s_structures_do_not_grow(self):
-        self.assertBreaks("structure mvx_samples was", DOOR, (r"int64_t step\[4\];\n\} mvx_samples", "int64_t step[4]; int more;\n} mvx_samples"))
+        self.assertBreaks("structure mvx_samples was", DOOR,
+                          (r"int64_t step\[4\];\n\} mvx_samples", "int64_t step[4]; int more;\n} mvx_samples"))
 
     def test_a_function_of_the_door_removed(self):
-        self.assertBreaks("function mvx_notes is gone", DOOR, (r"MVX_PUBLIC const char\* mvx_notes\(const mvx_call\* call\);", ""))
+        self.assertBreaks("function mvx_notes is gone", DOOR,
+                          (r"MVX_PUBLIC const char\* mvx_notes\(const mvx_call\* call\);", ""))
 
     def test_a_function_of_the_door_appended(self):
-        self.assertAppended("function mvx_more is new", DOOR, (r"(MVX_PUBLIC int mvx_version\(void\);)", r"\1 MVX_PUBLIC int mvx_more(void);"))
+        self.assertAppended("function mvx_more is new", DOOR,
+                            (r"(MVX_PUBLIC int mvx_version\(void\);)", r"\1 MVX_PUBLIC int mvx_more(void);"))
 
     def test_a_result_of_another_type(self):
         self.assertBreaks("function mvx_parts was", DOOR, (r"int mvx_parts\(", "int64_t mvx_parts("))
 
     def test_constness_counts(self):
-        self.assertBreaks("function mvx_copy was", DOOR, (r"mvx_copy\(const mvx_call\* call, const mvx_samples\*", "mvx_copy(const mvx_call* call, mvx_samples*"))
+        self.assertBreaks("function mvx_copy was", DOOR,
+                          (r"mvx_copy\(const mvx_call\* call, const mvx_samples", "mvx_copy(const mvx_call* call, mvx_samples"))
 
     def test_header_and_library_that_disagree(self):
         with self.assertRaisesRegex(SystemExit, "does not export what miravex_host.h declares: .*mvx_end"):
@@ -142,7 +157,8 @@ class Operations(unittest.TestCase):
         self.assertEqual(self.compare(self.old + "Tint(image) -> image : tint\n"), ([], ["operation Tint is new"]))
 
     def test_another_argument(self):
-        self.assertEqual(self.compare(self.old.replace("image, integer", "image, real"))[0][0][:20], "operation Fast was: ")
+        self.assertEqual(self.compare(self.old.replace("image, integer", "image, real"))[0][0][:20],
+                         "operation Fast was: ")
 
     def test_one_less(self):
         self.assertEqual(self.compare(self.old.split("Hue")[0]), (["operation Hue is gone"], []))
