@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 
@@ -155,6 +156,52 @@ int mvx_call::set(std::string_view name, Value value)
     return end(MVX_DONE, "");
 }
 
+int mvx_call::setImage(std::string_view name, ImagePointer image, bool isBorrowed)
+{
+    const int status = set(name, std::move(image));
+    if (status == MVX_DONE && isBorrowed)
+        borrowed_.emplace(name);
+    else
+        borrowed_.erase(std::string(name));
+    return status;
+}
+
+bool mvx_call::isBrief() const
+{
+    constexpr int64_t few = 1 << 14; // of samples, or a tenth as many numbers, over which methods take longer
+    constexpr int64_t samplesForANumber = 10;
+    int64_t samples = 0;
+    for (const auto& [name, value] : arguments_) {
+        if (std::holds_alternative<ArrayPointer>(value) && argument(name).rewritten) return true;
+        if (argument(name).isPath) return false;
+        if (const auto* image = std::get_if<ImagePointer>(&value)) samples += (*image)->shape.samples();
+        if (const auto* tensor = std::get_if<TensorPointer>(&value))
+            samples += (*tensor)->length() * samplesForANumber;
+    }
+    return samples < few;
+}
+
+void mvx_call::ownSamples()
+{
+    for (const std::string& name : borrowed_) {
+        const auto given = arguments_.find(name);
+        auto* image = given == arguments_.end() ? nullptr : std::get_if<ImagePointer>(&given->second);
+        if (!image) continue; // something else took its place
+        const Image& lent = **image;
+        ImagePointer copy =
+            makeImage(lent.shape, lent.pixelType, lent.colorSpace, lent.interleaved, Start::AsItComes);
+        std::copy_n(lent.block.data(), lent.block.size(), copy->block.data());
+        *image = std::move(copy);
+    }
+    borrowed_.clear();
+}
+
+int mvx_call::stopped()
+{
+    hasRun_ = true;
+    return status_ = end(MVX_STOPPED, "the call was stopped");
+}
+
 void mvx_call::convertImages()
 {
     std::vector<std::string> notes;
@@ -171,6 +218,7 @@ int mvx_call::refuse(const std::vector<Refusal>& refusals)
 {
     std::vector<std::string> messages;
     for (const Refusal& refusal : refusals) messages.push_back(refusal.message());
+    refused_ = refusals.front().argument;
     return end(MVX_REFUSED, fmt::format("{}", fmt::join(messages, "\n")));
 }
 

@@ -6,6 +6,7 @@
 #include "host/results.h"
 #include "miravex/miravex_host.h"
 
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,7 +39,20 @@ public:
     /// Sets an argument, which becomes absent by an absent value.
     int set(std::string_view name, miravex::Value value);
 
+    /// An image that may lie in somebody else's memory.
+    int setImage(std::string_view name, miravex::ImagePointer image, bool isBorrowed);
+
     int run();
+
+    /// True when what was given is so little that most operations are over in a moment, and for calls that
+    /// write into the caller's memory, which no other thread may go on doing.
+    [[nodiscard]] bool isBrief() const;
+
+    /// Copies samples that lie in somebody else's memory.
+    void ownSamples();
+
+    /// The run was given up.
+    int stopped();
 
     /// Loads files and keeps the report as this call's result.
     int load(const mvx_batch& batch, const std::vector<std::string>& paths, float* slots);
@@ -48,6 +62,7 @@ public:
     int endWithoutMemory() noexcept;
 
     [[nodiscard]] const char* error() const noexcept;
+    [[nodiscard]] const std::string& refused() const { return refused_; }
     [[nodiscard]] const std::string& notes() const { return notes_; }
     [[nodiscard]] const miravex::Value& result() const { return result_; }
     [[nodiscard]] std::string_view layout() const { return layout_; }
@@ -61,6 +76,7 @@ private:
 
     const miravex::Operation* operation_ = nullptr;
     miravex::NamedValues arguments_;
+    std::set<std::string, std::less<>> borrowed_; ///< images in somebody else's memory
     bool convertsTypes_ = false;
     bool matrixPositions_ = false;
     std::vector<std::string> objections_; ///< of functions before the run
@@ -69,6 +85,7 @@ private:
     int status_ = MVX_DONE; ///< of the run
 
     std::string error_, notes_;
+    std::string refused_; ///< the first argument that was
     miravex::Value result_;
     std::string_view layout_;
     std::vector<miravex::Part> parts_;

@@ -1,5 +1,6 @@
 #include "bindings/c/call.h"
 #include "bindings/c/numbers.h"
+#include "bindings/c/watched.h"
 
 #include "catalog/catalog.h"
 #include "catalog/schema.h"
@@ -205,7 +206,9 @@ int mvx_set_image(mvx_call* call, const char* name, const mvx_samples* samples)
         const ColorSpace color =
             samples->color == MVX_USUAL ? usualColorSpace(samples->size[3]) : samples->color;
         fitSlices(call->argument(name), readable->shape);
-        return call->set(name, imageOver(*readable, color));
+        ImagePointer image = imageOver(*readable, color);
+        const bool isBorrowed = image->block.data() == readable->data;
+        return call->setImage(name, std::move(image), isBorrowed);
     });
 }
 
@@ -223,7 +226,14 @@ int mvx_run(mvx_call* call)
     return guarded(call, [&] { return call->run(); });
 }
 
+int mvx_run_watched(mvx_call* call, int (*stop)(void*), void* context)
+{
+    return guarded(call, [&] { return door::runWatched(*call, stop, context); });
+}
+
 const char* mvx_error(const mvx_call* call) { return call ? call->error() : "there is not enough memory"; }
+
+const char* mvx_refused(const mvx_call* call) { return call ? call->refused().c_str() : ""; }
 
 const char* mvx_notes(const mvx_call* call) { return call ? call->notes().c_str() : ""; }
 

@@ -39,7 +39,8 @@ enum {
     MVX_DONE = 0,
     MVX_REFUSED = 1, /* an argument, a name or an option is not acceptable; nothing was run */
     MVX_FAILED = 2, /* the library can't be loaded, or the operation failed on acceptable arguments */
-    MVX_NO_MEMORY = 3
+    MVX_NO_MEMORY = 3,
+    MVX_STOPPED = 4 /* mvx_run_watched was told to stop */
 };
 
 /* Types of samples and numbers. The first five are the pixel types of images, with full ranges of 1, 255,
@@ -177,9 +178,22 @@ MVX_PUBLIC int mvx_set_numbers(mvx_call* call, const char* name, const mvx_numbe
  * can't be interrupted; signals are left to the process. */
 MVX_PUBLIC int mvx_run(mvx_call* call);
 
+/* Runs the call as mvx_run does, so that people can interrupt it: while it runs, on a thread of its own,
+ * `stop` is called with `context` on this thread, some twenty times a second. When it answers other than 0
+ * the call is given up: it answers MVX_STOPPED, has no result, and is to be ended like any other. The
+ * operation itself goes on unseen, on samples that were copied before the start, and the end of the process
+ * waits for it. `stop` must return; it may open calls of its own. Calls that are over in a moment (pictures
+ * of less than 16384 samples, say) run on this thread, as do those that fill the caller's array, and are not
+ * asked about. Signals are kept away from the run on either thread: a handler may jump. A null `stop` never
+ * stops. */
+MVX_PUBLIC int mvx_run_watched(mvx_call* call, int (*stop)(void* context), void* context);
+
 /* Why the last function of this call did not answer MVX_DONE, in the words that the command line uses, one
  * reason a line; empty when nothing is wrong. Valid until the next function of this call. */
 MVX_PUBLIC const char* mvx_error(const mvx_call* call);
+
+/* The argument that mvx_error speaks of first; empty when it is none of them. Valid until mvx_end. */
+MVX_PUBLIC const char* mvx_refused(const mvx_call* call);
 
 /* What was changed on the way, one change a line ("image: real samples are converted to byte"); empty when
  * nothing was. Valid until mvx_end. */

@@ -20,8 +20,11 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <numeric>
 #include <thread>
@@ -635,6 +638,107 @@ TEST(Door, KnowsNoOtherOptions)
         EXPECT_THAT(mvx_error(call.get()), HasSubstr("convert to be never or usual"));
         EXPECT_EQ(mvx_run(call.get()), MVX_REFUSED);
     }
+}
+
+// --- calls that people interrupt ------------------------------------------------------------------------
+
+/// A call that takes its time, over samples that it borrows.
+Call longCall(const cv::Mat& picture)
+{
+    Call call = begin("fast_nl_means_denoising");
+    const mvx_samples samples = samplesOf(picture);
+    EXPECT_EQ(mvx_set_image(call.get(), "image", &samples), MVX_DONE);
+    return call;
+}
+
+/// The threads of this process, and whether they leave interrupts to others.
+std::map<std::string, bool> threadsWithoutInterrupts()
+{
+    std::map<std::string, bool> threads;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream status(task.path() / "status");
+        uint64_t blocked = 0;
+        for (std::string word; status >> word;)
+            if (word == "SigBlk:") status >> std::hex >> blocked;
+        threads[task.path().filename()] = (blocked >> (SIGINT - 1) & 1) != 0;
+    }
+    return threads;
+}
+
+TEST(Door, AnswersTheSameWhenItIsWatched)
+{
+    const cv::Mat picture = noise(600, 600, CV_8UC1);
+    const Call watched = longCall(picture), plain = longCall(picture);
+    int questions = 0;
+    const auto goOn = [](void* count) {
+        ++*static_cast<int*>(count);
+        // One question may open another call.
+        EXPECT_EQ(mvx_run_watched(begin("median_filter").get(), nullptr, nullptr), MVX_REFUSED);
+        return 0;
+    };
+    ASSERT_EQ(mvx_run_watched(watched.get(), goOn, &questions), MVX_DONE) << mvx_error(watched.get());
+    EXPECT_GE(questions, 1);
+    ASSERT_EQ(mvx_run(plain.get()), MVX_DONE);
+    EXPECT_EQ(resultOf(watched.get()), resultOf(plain.get()));
+    EXPECT_EQ(mvx_run_watched(watched.get(), goOn, &questions), MVX_DONE);
+    EXPECT_EQ(mvx_run_watched(nullptr, nullptr, nullptr), MVX_NO_MEMORY);
+}
+
+TEST(Door, GivesUpCallsThatAreStopped)
+{
+    cv::Mat picture = noise(900, 900, CV_8UC1);
+    const Call call = longCall(picture);
+    pid_t asked = 0;
+    const auto stop = [](void* thread) {
+        *static_cast<pid_t*>(thread) = gettid();
+        return 1;
+    };
+    EXPECT_EQ(mvx_run_watched(call.get(), stop, &asked), MVX_STOPPED);
+    EXPECT_EQ(asked, gettid()); // and it was asked: the call was not over by itself
+    EXPECT_STREQ(mvx_error(call.get()), "the call was stopped");
+    EXPECT_EQ(mvx_result(call.get(), nullptr), MVX_NOTHING);
+    EXPECT_EQ(mvx_run(call.get()), MVX_STOPPED);
+    // The picture is the caller's again, though the operation still works on it.
+    picture.setTo(0);
+    picture.release();
+    const cv::Mat other = noise(200, 200, CV_8UC1);
+    const Call next = longCall(other);
+    EXPECT_EQ(mvx_run_watched(next.get(), nullptr, nullptr), MVX_DONE);
+}
+
+TEST(Door, KeepsSignalsAwayFromRuns)
+{
+    struct Seen {
+        std::map<std::string, bool> before = threadsWithoutInterrupts(), during;
+    } seen;
+    const cv::Mat picture = noise(600, 600, CV_8UC1);
+    const Call call = longCall(picture);
+    const auto look = [](void* context) {
+        static_cast<Seen*>(context)->during = threadsWithoutInterrupts();
+        return 0;
+    };
+    ASSERT_EQ(mvx_run_watched(call.get(), look, &seen), MVX_DONE);
+    int started = 0;
+    for (const auto& [thread, blocked] : seen.during) {
+        if (seen.before.contains(thread)) continue;
+        EXPECT_TRUE(blocked) << thread;
+        ++started;
+    }
+    EXPECT_GE(started, 1);
+    EXPECT_FALSE(threadsWithoutInterrupts().at(std::to_string(gettid())));
+}
+
+TEST(Door, NamesTheArgumentThatIsRefused)
+{
+    const Call call = begin("median_filter");
+    EXPECT_STREQ(mvx_refused(call.get()), "");
+    mvx_set_integer(call.get(), "radius", 0);
+    const cv::Mat picture = noise(9, 9, CV_8UC1);
+    const mvx_samples samples = samplesOf(picture);
+    mvx_set_image(call.get(), "image", &samples);
+    EXPECT_EQ(mvx_run(call.get()), MVX_REFUSED);
+    EXPECT_STREQ(mvx_refused(call.get()), "radius");
+    EXPECT_STREQ(mvx_refused(nullptr), "");
 }
 
 // --- batches --------------------------------------------------------------------------------------------
