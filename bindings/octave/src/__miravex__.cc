@@ -301,8 +301,10 @@ octave_value_list called(const octave_value_list& args)
     std::vector<octave_value> keepers(arguments.size());
     for (std::size_t i = 0; i < arguments.size(); ++i)
         setArgument(call.get(), function, arguments[i].first, arguments[i].second, color, keepers[i]);
-    expectDone(mvx_run(call.get()), call.get(), function);
-    OCTAVE_QUIT; // an interrupt that came during the call
+    const auto isInterrupted = [](void*) { return octave_interrupt_state > 0 ? 1 : 0; };
+    const int status = mvx_run_watched(call.get(), isInterrupted, nullptr);
+    OCTAVE_QUIT; // raises an interrupt that came during the call
+    expectDone(status, call.get(), function);
     if (*mvx_notes(call.get()))
         warning_with_id("miravex:converted", "%s: %s", function.c_str(), mvx_notes(call.get()));
     return ovl(resultOf(call.get()));
