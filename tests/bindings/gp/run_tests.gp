@@ -42,12 +42,13 @@ refusals() = {
   refused("image is something else", () -> mvx_dilation(7));
   refused("image is something else", () -> mvx_dilation([nine, nine[1 .. 3, ]]));
   refused("image is something else", () -> mvx_dilation([]));
-  refused("frames is something else", () -> mvx_align_mtb("a", 1));
+  refused("frames is something else", () -> mvx_align_mtb([x]));
   refused("try the option convert = usual", () -> mvx_fast(nine / 255));
   refused("padding is \"Reflect\"", () -> mvx_pyr_down(nine, ["padding", "Reflect"]));
   refused("pixels is something else", () -> mvx_dilation(nine, ["pixels", "int"]));
   refused("colorspace is something else", () -> mvx_dilation(nine, ["colorspace", 3]));
   refused("options are something else", () -> mvx_dilation(nine, ["radius"]));
+  refused("options are something else", () -> mvx_dilation(nine, 1));
   refused("options are something else", () -> mvx_dilation(nine, [1, 2]));
   refused("positions to be library or matrix", () -> mvx_dilation(nine, ["positions", "top"]));
   refused("face-detection failed: ", () -> mvx_face_detection(nine, "/no/such/file.xml"));

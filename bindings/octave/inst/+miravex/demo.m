@@ -37,8 +37,12 @@ function demo (folder = "")
   hold off;
 
   if (! isempty (folder))
+    device = "-dpng";
+    if (strcmp (graphics_toolkit (), "gnuplot"))
+      device = "-dpngcairo"; # which needs no Ghostscript
+    endif
     for i = 1:numel (figures)
-      print (figures{i}, fullfile (folder, sprintf ("demo-%d.png", i)), "-dpng");
+      print (figures{i}, fullfile (folder, sprintf ("demo-%d.png", i)), device);
       close (figures{i});
     endfor
   endif
