@@ -48,6 +48,7 @@ tests <- list(
     refused("image holds others or NA", dilation(matrix(c(1L, NA), 4, 4)), "image")
     refused("image holds others or NA, expected TRUE and FALSE", dilation(matrix(NA, 4, 4)), "image")
     refused("whole numbers from 0 to 65535", dilation(nine + 65500, pixels = "bit16"), "image")
+    refused("TRUE and FALSE, or 0 and 1", dilation(nine, pixels = "bit"), "image")
     refused("image has no doubles", dilation(nine, pixels = "real32"), "image")
     refused("try the option convert = usual", fast(nine / 255), "image")
     refused("image is a vector", median_filter(1:9), "image")
@@ -106,6 +107,7 @@ tests <- list(
     bitmap <- structure(aperm(bytes, 3:1), class = c("bitmap", "rgb"))
     expected <- structure(aperm(array(as.raw(dilated), dim(given)), 3:1), class = c("bitmap", "rgb"))
     stopifnot(identical(dilation(bitmap, radius = 1), expected))
+    stopifnot(identical(dim(image_pad(bitmap, top = 2, bottom = 0, left = 1, right = 0)), c(3L, 6L, 9L)))
 
     # What one function finds another takes.
     scene <- matrix(as.integer(runif(150 * 150) * 255), 150)
