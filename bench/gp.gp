@@ -9,10 +9,17 @@ large = matrix(2000, 2000, i, j, 100);
 options = ["radius", 1];
 
 elapsed(tried) = my(start = getwalltime()); tried(); getwalltime() - start;
-report(name, times, scale) = times = vecsort(times); printf("%-30s least %.2f, median %.2f\n", name, times[1] * scale, times[#times \ 2 + 1] * scale);
+report(name, times, scale) = {
+  times = vecsort(times) * scale;
+  printf("%-30s least %.2f, median %.2f\n", name, times[1], times[#times \ 2 + 1]);
+}
 
 calls = nothing = List();
-for(i = 1, 15, listput(calls, elapsed(() -> for(k = 1, 20000, mvx_median_filter(small, options)))); listput(nothing, elapsed(() -> for(k = 1, 20000, mattranspose(small)))));
+{
+  for(i = 1, 15,
+    listput(calls, elapsed(() -> for(k = 1, 20000, mvx_median_filter(small, options))));
+    listput(nothing, elapsed(() -> for(k = 1, 20000, mattranspose(small)))));
+}
 report("median of 3 x 3 bytes, us", Vec(calls), 1. / 20);
 report("mattranspose of 3 x 3, us", Vec(nothing), 1. / 20);
 report("dilation of 2000 x 2000, ms", vector(7, i, elapsed(() -> mvx_dilation(large, options))), 1.);

@@ -1,28 +1,34 @@
-/* The door between PARI/GP and libmiravex_host. Errors and interrupts of PARI jump: nothing of the door runs where they
- * may, and what a jump leaves behind is freed by the next call on the same thread. */
-
-#include "miravex_gp.h"
-
-#include <miravex/miravex_host.h>
+/* The door between PARI/GP and libmiravex_host, on which operations.c stands: the functions that are made
+ * from the records, which include this file. Errors and interrupts of PARI jump: nothing of the door runs
+ * where they may, and what a jump leaves behind is freed by the next call on the same thread. */
 
 #include <math.h>
+#include <miravex/miravex_host.h>
+#include <pari/pari.h>
 #include <stdlib.h>
 #include <string.h>
+
+/* What an argument that is an image takes for numbers of GP, as the door's types. */
+struct picture {
+    const char* name; /* NULL behind the last */
+    int is_sequence;
+    int integers, reals;
+};
 
 enum { most_buffers = 64 };
 
 /* What the call on this thread holds. */
 static __thread struct {
-    mvx_call *call;
-    void *buffers[most_buffers];
+    mvx_call* call;
+    void* buffers[most_buffers];
     int buffer_count;
     char columns[512]; /* of the last result, with commas */
 } held;
 
 /* One of the door's functions, which no interrupt may leave. */
-#define DOOR(statement) \
-    BLOCK_SIGINT_START  \
-    statement;          \
+#define DOOR(statement)                                                                                      \
+    BLOCK_SIGINT_START                                                                                       \
+    statement;                                                                                               \
     BLOCK_SIGINT_END
 
 static void free_buffers(void)
@@ -30,13 +36,10 @@ static void free_buffers(void)
     while (held.buffer_count > 0) free(held.buffers[--held.buffer_count]);
 }
 
-static void release(void)
-{
-    DOOR(mvx_end(held.call); held.call = NULL; free_buffers())
-}
+static void release(void) { DOOR(mvx_end(held.call); held.call = NULL; free_buffers()) }
 
 /* Raises an error of these words, behind the name of the function. */
-static void refuse(const char *name, const char *is, const char *expected)
+static void refuse(const char* name, const char* is, const char* expected)
 {
     pari_err(e_MISC, "%s %s, expected %s", name, is, expected);
 }
@@ -50,16 +53,16 @@ static void expect(int status)
 }
 
 /* Memory until the run is over. */
-static void *buffer(size_t bytes)
+static void* buffer(size_t bytes)
 {
-    void *memory = NULL;
+    void* memory = NULL;
     if (held.buffer_count == most_buffers) pari_err(e_MISC, "too many arguments");
     DOOR(memory = malloc(bytes > 0 ? bytes : 1); if (memory) held.buffers[held.buffer_count++] = memory)
     if (!memory) pari_err(e_MEM);
     return memory;
 }
 
-/* --- numbers ----------------------------------------------------------------------------------------------- */
+/* --- numbers ---------------------------------------------------------------------------------------- */
 
 static int is_number(GEN x)
 {
@@ -92,9 +95,9 @@ struct cells {
 
 static int is_list(GEN x) { return typ(x) == t_VEC || typ(x) == t_COL; }
 
-/* The sizes of numbers, vectors, matrices, vectors of equal vectors (rows), and vectors of equal matrices, which lie
- * along the last dimension. False for others. */
-static int shape_of(GEN x, mvx_numbers *numbers)
+/* The sizes of numbers, vectors, matrices, vectors of equal vectors (rows), and vectors of equal matrices,
+ * which lie along the last dimension. False for others. */
+static int shape_of(GEN x, mvx_numbers* numbers)
 {
     memset(numbers, 0, sizeof *numbers);
     if (typ(x) == t_MAT || typ(x) == t_VECSMALL) {
@@ -133,10 +136,10 @@ static int shape_of(GEN x, mvx_numbers *numbers)
 }
 
 /* Writes all numbers in the order of GP; false where there is something else. */
-static int fill(GEN x, struct cells *cells)
+static int fill(GEN x, struct cells* cells)
 {
-    int64_t *const integers = cells->numbers.data;
-    double *const reals = cells->numbers.data;
+    int64_t* const integers = cells->numbers.data;
+    double* const reals = cells->numbers.data;
     if (typ(x) == t_VECSMALL) {
         for (long i = 1; i < lg(x); ++i, ++cells->next)
             if (cells->are_integers)
@@ -158,7 +161,7 @@ static int fill(GEN x, struct cells *cells)
     return 1;
 }
 
-static void set_numbers(const char *name, GEN x)
+static void set_numbers(const char* name, GEN x)
 {
     int status = MVX_DONE;
     if (is_small(x)) {
@@ -168,7 +171,8 @@ static void set_numbers(const char *name, GEN x)
         DOOR(status = mvx_set_real(held.call, name, real))
     } else {
         struct cells cells;
-        if (!shape_of(x, &cells.numbers)) refuse(name, "is something else", "numbers, or vectors or matrices of them");
+        if (!shape_of(x, &cells.numbers))
+            refuse(name, "is something else", "numbers, or vectors or matrices of them");
         size_t count = 1;
         for (int i = 0; i < cells.numbers.rank; ++i) count *= (size_t)cells.numbers.size[i];
         cells.numbers.data = buffer(count * sizeof(double));
@@ -183,10 +187,10 @@ static void set_numbers(const char *name, GEN x)
     expect(status);
 }
 
-/* --- images ------------------------------------------------------------------------------------------------ */
+/* --- images ----------------------------------------------------------------------------------------- */
 
 /* Writes the samples of a matrix column by column; 0 when one is not whole, -1 when it is beyond the type. */
-static int fill_plane(GEN plane, int type, char *to)
+static int fill_plane(GEN plane, int type, char* to)
 {
     static const ulong most[] = { 1, 255, 65535 };
     for (long j = 1; j < lg(plane); ++j) {
@@ -219,9 +223,9 @@ static int fill_plane(GEN plane, int type, char *to)
     return 1;
 }
 
-/* The planes of a matrix, of a vector of them, or of a vector of such vectors, all of one size; frames and channels
- * are those of the vectors. */
-static int planes_of(GEN x, int is_sequence, long *frames, long *channels, GEN *first)
+/* The planes of a matrix, of a vector of them, or of a vector of such vectors, all of one size; frames and
+ * channels are those of the vectors. */
+static int planes_of(GEN x, int is_sequence, long* frames, long* channels, GEN* first)
 {
     *frames = *channels = 1;
     if (typ(x) == t_MAT) {
@@ -253,7 +257,7 @@ static GEN plane_at(GEN x, long frame, long channel)
     return gel(x, maxss(frame, channel));
 }
 
-static void set_image(const struct picture *picture, GEN x, int pixels, int color)
+static void set_image(const struct picture* picture, GEN x, int pixels, int color)
 {
     static const int bytes[] = { 1, 1, 2, 4, 8 };
     long frames, channels;
@@ -267,7 +271,7 @@ static void set_image(const struct picture *picture, GEN x, int pixels, int colo
     memset(&samples, 0, sizeof samples);
     samples.color = color;
     samples.type = pixels >= 0 ? pixels : picture->integers;
-    char *data = buffer((size_t)(plane * frames * channels) * sizeof(double));
+    char* data = buffer((size_t)(plane * frames * channels) * sizeof(double));
     samples.data = data;
     for (long i = 0; i < frames * channels; ++i) {
         const int64_t step = bytes[samples.type];
@@ -295,7 +299,7 @@ static void set_image(const struct picture *picture, GEN x, int pixels, int colo
     expect(status);
 }
 
-/* --- results ----------------------------------------------------------------------------------------------- */
+/* --- results ---------------------------------------------------------------------------------------- */
 
 static GEN real_gen(double real)
 {
@@ -304,7 +308,8 @@ static GEN real_gen(double real)
     return dbltor(real);
 }
 
-/* Integers that all results share, as a picture has many of few. They lie outside of PARI's stack, like gen_1. */
+/* Integers that all results share, as a picture has many of few. They lie outside of PARI's stack, like
+ * gen_1. */
 static long shared[256][3];
 
 __attribute__((constructor)) static void make_shared(void)
@@ -318,35 +323,35 @@ __attribute__((constructor)) static void make_shared(void)
 
 static GEN byte_gen(unsigned char byte) { return byte ? (GEN)shared[byte] : gen_0; }
 
-static GEN sample_gen(const char *sample, int type)
+static GEN sample_gen(const char* sample, int type)
 {
     uint16_t wide;
     float narrow;
     double real;
     switch (type) {
     case MVX_BIT:
-    case MVX_BYTE: return byte_gen(*(const unsigned char *)sample);
+    case MVX_BYTE: return byte_gen(*(const unsigned char*)sample);
     case MVX_BIT16: memcpy(&wide, sample, 2); return utoi(wide);
     case MVX_REAL32: memcpy(&narrow, sample, 4); return real_gen(narrow);
     default: memcpy(&real, sample, 8); return real_gen(real);
     }
 }
 
-static GEN plane_gen(const mvx_samples *view, int64_t frame, int64_t channel)
+static GEN plane_gen(const mvx_samples* view, int64_t frame, int64_t channel)
 {
-    const char *start = (const char *)view->data + frame * view->step[0] + channel * view->step[3];
+    const char* start = (const char*)view->data + frame * view->step[0] + channel * view->step[3];
     GEN matrix = cgetg(view->size[2] + 1, t_MAT);
     for (int64_t j = 0; j < view->size[2]; ++j) gel(matrix, j + 1) = cgetg(view->size[1] + 1, t_COL);
     /* row by row, as the samples lie */
     for (int64_t i = 0; i < view->size[1]; ++i)
         for (int64_t j = 0; j < view->size[2]; ++j)
-            gcoeff(matrix, i + 1, j + 1)
-                = sample_gen(start + i * view->step[1] + j * view->step[2], view->type);
+            gcoeff(matrix, i + 1, j + 1) =
+                sample_gen(start + i * view->step[1] + j * view->step[2], view->type);
     return matrix;
 }
 
 /* A matrix, or a vector of those of its channels. */
-static GEN picture_gen(const mvx_samples *view, int64_t frame)
+static GEN picture_gen(const mvx_samples* view, int64_t frame)
 {
     if (view->size[3] == 1) return plane_gen(view, frame, 0);
     GEN channels = cgetg(view->size[3] + 1, t_VEC);
@@ -364,7 +369,7 @@ static GEN image_gen(void)
     return frames;
 }
 
-static GEN number_gen(const mvx_numbers *numbers, const char *place)
+static GEN number_gen(const mvx_numbers* numbers, const char* place)
 {
     if (numbers->type == MVX_INT64) {
         int64_t integer;
@@ -375,7 +380,7 @@ static GEN number_gen(const mvx_numbers *numbers, const char *place)
 }
 
 /* A number, a column, a matrix, or a vector of matrices along the last dimension. */
-static GEN array_gen(const mvx_numbers *numbers, const char *place, int rank)
+static GEN array_gen(const mvx_numbers* numbers, const char* place, int rank)
 {
     if (rank == 0) return number_gen(numbers, place);
     const int axis = rank - 1;
@@ -385,9 +390,12 @@ static GEN array_gen(const mvx_numbers *numbers, const char *place, int rank)
     return array;
 }
 
-static GEN part_gen(const mvx_part *part) { return array_gen(&part->numbers, part->numbers.data, part->numbers.rank); }
+static GEN part_gen(const mvx_part* part)
+{
+    return array_gen(&part->numbers, part->numbers.data, part->numbers.rank);
+}
 
-static void note_column(const char *name)
+static void note_column(const char* name)
 {
     const size_t used = strlen(held.columns);
     if (used + strlen(name) + 2 > sizeof held.columns) return;
@@ -395,8 +403,8 @@ static void note_column(const char *name)
     strcat(held.columns, name);
 }
 
-/* The parts from `first` to before `end`, which share a group: a matrix of columns, a vector of arrays, or the array that
- * stands for the group. */
+/* The parts from `first` to before `end`, which share a group: a matrix of columns, a vector of arrays, or
+ * the array that stands for the group. */
 static GEN group_gen(int first, int end)
 {
     mvx_part part;
@@ -430,8 +438,8 @@ static GEN contours_gen(GEN lengths, GEN rows)
     return all;
 }
 
-/* Groups of parts as a vector; the only one stands for itself. A copy, as PARI moves only what it finds in whole
- * objects. */
+/* Groups of parts as a vector; the only one stands for itself. A copy, as PARI moves only what it finds in
+ * whole objects. */
 static GEN parts_gen(void)
 {
     const pari_sp before = avma;
@@ -442,7 +450,8 @@ static GEN parts_gen(void)
     for (int first = 0, end; first < count; first = end) {
         mvx_part part, next;
         mvx_part_at(held.call, first, &part);
-        for (end = first + 1; mvx_part_at(held.call, end, &next) == MVX_DONE && !strcmp(next.group, part.group);)
+        for (end = first + 1;
+             mvx_part_at(held.call, end, &next) == MVX_DONE && !strcmp(next.group, part.group);)
             ++end;
         GEN group = group_gen(first, end);
         if (!strcmp(part.group, "contours"))
@@ -467,10 +476,10 @@ static GEN result_gen(void)
     }
 }
 
-/* --- calls ------------------------------------------------------------------------------------------------- */
+/* --- calls ------------------------------------------------------------------------------------------ */
 
 /* A word of an option that is one of these. */
-static int word_of(const char *name, GEN value, const char *const *words, int count, const char *expected)
+static int word_of(const char* name, GEN value, const char* const* words, int count, const char* expected)
 {
     for (int i = 0; i < count; ++i)
         if (typ(value) == t_STR && !strcmp(GSTR(value), words[i])) return i;
@@ -481,20 +490,22 @@ static int word_of(const char *name, GEN value, const char *const *words, int co
 static GEN options_of(GEN options)
 {
     if (!options || gequal0(options)) return cgetg(1, t_VEC);
-    if (!is_list(options) || lg(options) % 2 == 0) pari_err(e_MISC, "options are something else, expected [name, value, ...]");
+    if (!is_list(options) || lg(options) % 2 == 0)
+        pari_err(e_MISC, "options are something else, expected [name, value, ...]");
     for (long i = 1; i < lg(options); i += 2)
-        if (typ(gel(options, i)) != t_STR) pari_err(e_MISC, "options are something else, expected [name, value, ...]");
+        if (typ(gel(options, i)) != t_STR)
+            pari_err(e_MISC, "options are something else, expected [name, value, ...]");
     return options;
 }
 
-static int interrupted(void *unused)
+static int interrupted(void* unused)
 {
     (void)unused;
     return PARI_SIGINT_pending != 0;
 }
 
-static void set_argument(const char *operation, const char *name, GEN value, const struct picture *pictures, int pixels,
-                         int color)
+static void set_argument(const char* operation, const char* name, GEN value, const struct picture* pictures,
+                         int pixels, int color)
 {
     int status;
     if (typ(value) == t_STR && strcmp(GSTR(value), "NaN")) {
@@ -515,18 +526,20 @@ static void set_argument(const char *operation, const char *name, GEN value, con
     set_numbers(name, value);
 }
 
-GEN miravex_call(const char *operation, const char *const *names, const GEN *given, int count,
-                 const struct picture *pictures, GEN options)
+/* Calls an operation with its first arguments, by their names, and further ones and options as names and
+ * values. */
+static GEN miravex_call(const char* operation, const char* const* names, const GEN* given, int count,
+                        const struct picture* pictures, GEN options)
 {
-    static const char *const types[] = { "bit", "byte", "bit16", "real32", "real" };
-    static const char *const colors[] = { "gray", "RGB", "unspecified" };
+    static const char* const types[] = { "bit", "byte", "bit16", "real32", "real" };
+    static const char* const colors[] = { "gray", "RGB", "unspecified" };
     static const int codes[] = { MVX_GRAY, MVX_RGB, MVX_UNSPECIFIED };
     release();
     options = options_of(options);
     int status = MVX_DONE, pixels = -1, color = MVX_USUAL;
     DOOR(held.call = mvx_begin(operation); mvx_option(held.call, "positions", "matrix"))
     for (long i = 1; i < lg(options); i += 2) {
-        const char *name = GSTR(gel(options, i));
+        const char* name = GSTR(gel(options, i));
         GEN value = gel(options, i + 1);
         if (!strcmp(name, "pixels"))
             pixels = word_of(name, value, types, 5, "bit, byte, bit16, real32 or real");
@@ -539,8 +552,9 @@ GEN miravex_call(const char *operation, const char *const *names, const GEN *giv
     }
     for (int i = 0; i < count; ++i) set_argument(operation, names[i], given[i], pictures, pixels, color);
     for (long i = 1; i < lg(options); i += 2) {
-        const char *name = GSTR(gel(options, i));
-        if (strcmp(name, "pixels") && strcmp(name, "colorspace") && strcmp(name, "convert") && strcmp(name, "positions"))
+        const char* name = GSTR(gel(options, i));
+        if (strcmp(name, "pixels") && strcmp(name, "colorspace") && strcmp(name, "convert")
+            && strcmp(name, "positions"))
             set_argument(operation, name, gel(options, i + 1), pictures, pixels, color);
     }
     /* An interrupt, or an alarm, is heard by the question between and raised at the end of the block. */
@@ -552,9 +566,9 @@ GEN miravex_call(const char *operation, const char *const *names, const GEN *giv
     return result;
 }
 
-/* --- files ------------------------------------------------------------------------------------------------- */
+/* --- files ------------------------------------------------------------------------------------------ */
 
-static int batch_interrupted(void *context, int64_t done, int64_t files)
+static int batch_interrupted(void* context, int64_t done, int64_t files)
 {
     (void)done;
     (void)files;
@@ -562,11 +576,11 @@ static int batch_interrupted(void *context, int64_t done, int64_t files)
 }
 
 /* Floats of a number or a vector. */
-static float *floats_of(const char *name, GEN x, int64_t *count)
+static float* floats_of(const char* name, GEN x, int64_t* count)
 {
     GEN all = is_number(x) ? mkvec(x) : x;
     if (!is_list(all)) refuse(name, "is something else", "numbers");
-    float *floats = buffer((size_t)lg(all) * sizeof *floats);
+    float* floats = buffer((size_t)lg(all) * sizeof *floats);
     *count = lg(all) - 1;
     for (long i = 1; i < lg(all); ++i) {
         if (!is_number(gel(all, i))) refuse(name, "holds something else", "numbers");
@@ -576,9 +590,9 @@ static float *floats_of(const char *name, GEN x, int64_t *count)
 }
 
 /* A slot, which is channels x rows x columns, as a picture. */
-static GEN slot_gen(const float *slot, const mvx_batch *batch, int64_t channels)
+static GEN slot_gen(const float* slot, const mvx_batch* batch, int64_t channels)
 {
-    const mvx_samples view = { (void *)slot,
+    const mvx_samples view = { (void*)slot,
                                MVX_REAL32,
                                MVX_USUAL,
                                { 0, batch->height, batch->width, channels },
@@ -589,7 +603,7 @@ static GEN slot_gen(const float *slot, const mvx_batch *batch, int64_t channels)
 /* Loads files: [pictures, positions of files that failed, why]. */
 GEN gp_load_images(GEN paths, GEN options)
 {
-    static const char *const ways[] = { "fill", "skip", "stop" };
+    static const char* const ways[] = { "fill", "skip", "stop" };
     release();
     options = options_of(options);
     mvx_batch batch;
@@ -598,9 +612,10 @@ GEN gp_load_images(GEN paths, GEN options)
     batch.color_space = "RGB";
     batch.progress = batch_interrupted;
     for (long i = 1; i < lg(options); i += 2) {
-        const char *name = GSTR(gel(options, i));
+        const char* name = GSTR(gel(options, i));
         GEN value = gel(options, i + 1);
-        if (!strcmp(name, "size") && is_list(value) && lg(value) == 3 && is_small(gel(value, 1)) && is_small(gel(value, 2))) {
+        if (!strcmp(name, "size") && is_list(value) && lg(value) == 3 && is_small(gel(value, 1))
+            && is_small(gel(value, 2))) {
             batch.height = itos(gel(value, 1));
             batch.width = itos(gel(value, 2));
         } else if (!strcmp(name, "color") && typ(value) == t_STR)
@@ -618,13 +633,13 @@ GEN gp_load_images(GEN paths, GEN options)
         refuse("size", "is something else", "rows and columns from 1");
     if (!is_list(paths)) refuse("paths", "is something else", "a vector of names of files");
     const int64_t files = lg(paths) - 1, channels = strcmp(batch.color_space, "Grayscale") ? 3 : 1;
-    const char **names = buffer((size_t)files * sizeof *names);
+    const char** names = buffer((size_t)files * sizeof *names);
     for (int64_t i = 0; i < files; ++i) {
         if (typ(gel(paths, i + 1)) != t_STR) refuse("paths", "holds something else", "names of files");
         names[i] = GSTR(gel(paths, i + 1));
     }
     const int64_t slot = batch.height * batch.width * channels;
-    float *slots = buffer((size_t)(files * slot) * sizeof *slots);
+    float* slots = buffer((size_t)(files * slot) * sizeof *slots);
     int status;
     DOOR(held.call = mvx_load_images(&batch, files, names, slots); status = mvx_run(held.call))
     expect(status);

@@ -1,5 +1,6 @@
-/* The door between R and libmiravex_host: functions of the package stand on C_call and C_load_images, which no user
- * calls. Plain C, as errors of R jump: whatever a call holds is freed by finish(), which R runs in any case. */
+/* The door between R and libmiravex_host: functions of the package stand on C_call and C_load_images, which
+ * no user calls. Plain C, as errors of R jump: whatever a call holds is freed by finish(), which R runs in
+ * any case. */
 
 #define R_NO_REMAP
 #include <R.h>
@@ -16,22 +17,22 @@
 
 /* Everything of one call. */
 struct task {
-    const char *operation;
+    const char* operation;
     SEXP arguments, convert, positions, colorspace, pixels;
     int color;
     SEXP first; /* the first image that was given, whose form results take; NULL before one is */
-    mvx_call *call;
+    mvx_call* call;
     int stopped; /* a batch, by the user */
-    SEXP unwinding; /* how R goes on with what interrupted the call; NULL before it was asked */
-    float *slots; /* of a batch */
+    SEXP unwinding; /* how R goes on with what interrupted the call */
+    float* slots; /* of a batch */
 };
 
-/* --- what R is told ---------------------------------------------------------------------------------------- */
+/* --- what R is told ----------------------------------------------------------------------------------- */
 
-static SEXP text(const char *words) { return Rf_ScalarString(Rf_mkCharCE(words, CE_UTF8)); }
+static SEXP text(const char* words) { return Rf_ScalarString(Rf_mkCharCE(words, CE_UTF8)); }
 
 /* A condition of this kind, by a function of R/conditions.R; errors do not return. */
-static void tell(const char *function, const struct task *task, const char *argument, const char *message)
+static void tell(const char* function, const struct task* task, const char* argument, const char* message)
 {
     SEXP words = PROTECT(Rf_allocVector(VECSXP, 3));
     SET_VECTOR_ELT(words, 0, text(task->operation));
@@ -39,59 +40,58 @@ static void tell(const char *function, const struct task *task, const char *argu
     SET_VECTOR_ELT(words, 2, text(message));
     SEXP name = PROTECT(text("miravex"));
     SEXP namespace = PROTECT(R_FindNamespace(name));
-    SEXP call = PROTECT(Rf_lang4(Rf_install(function), VECTOR_ELT(words, 0), VECTOR_ELT(words, 1),
-                                 VECTOR_ELT(words, 2)));
+    SEXP call = PROTECT(
+        Rf_lang4(Rf_install(function), VECTOR_ELT(words, 0), VECTOR_ELT(words, 1), VECTOR_ELT(words, 2)));
     Rf_eval(call, namespace);
     UNPROTECT(4);
 }
 
-static void fail(int status, const struct task *task)
+static void fail(int status, const struct task* task)
 {
     if (status == MVX_DONE) return;
     if (status == MVX_STOPPED) R_ContinueUnwind(task->unwinding);
     tell(status == MVX_REFUSED ? "refused" : "failed", task, mvx_refused(task->call), mvx_error(task->call));
 }
 
-static void refuse(const struct task *task, const char *name, const char *is, const char *expected)
+static void refuse(const struct task* task, const char* name, const char* is, const char* expected)
 {
     char message[512];
     snprintf(message, sizeof message, "%s %s, expected %s", name, is, expected);
     tell("refused", task, name, message);
 }
 
-static SEXP check(void *unused)
+static SEXP check(void* unused)
 {
     (void)unused;
     R_CheckUserInterrupt();
     return R_NilValue;
 }
 
-static void leave(void *place, Rboolean jumps)
+static void leave(void* place, Rboolean jumps)
 {
-    if (jumps) longjmp(*(jmp_buf *)place, 1);
+    if (jumps) longjmp(*(jmp_buf*)place, 1);
 }
 
-/* True when the user, or a limit of time, interrupts R. The jump that R makes then ends here, since the library is
- * beneath, and is taken up by fail(). */
-static int interrupted(void *data)
+/* True when the user, or a limit of time, interrupts R. The jump that R makes then ends here, since the
+ * library is beneath, and is taken up by fail(). */
+static int interrupted(void* data)
 {
-    struct task *task = data;
+    struct task* task = data;
     jmp_buf here;
-    if (!task->unwinding) R_PreserveObject(task->unwinding = R_MakeUnwindCont());
     if (setjmp(here)) return 1;
     R_UnwindProtect(check, NULL, leave, &here, task->unwinding);
     return 0;
 }
 
-static int batch_interrupted(void *data, int64_t done, int64_t files)
+static int batch_interrupted(void* data, int64_t done, int64_t files)
 {
     (void)done;
     (void)files;
-    struct task *task = data;
+    struct task* task = data;
     return task->stopped = interrupted(task);
 }
 
-/* --- arguments --------------------------------------------------------------------------------------------- */
+/* --- arguments -------------------------------------------------------------------------------------- */
 
 /* Sizes and steps of an array that keeps its first index together. */
 struct shape {
@@ -99,7 +99,7 @@ struct shape {
     int64_t size[4], stride[4]; /* in elements */
 };
 
-static struct shape shape_of(const struct task *task, const char *name, SEXP array)
+static struct shape shape_of(const struct task* task, const char* name, SEXP array)
 {
     struct shape shape = { 1, { 1, 1, 1, 1 }, { 0 } };
     SEXP sizes = Rf_getAttrib(array, R_DimSymbol);
@@ -119,12 +119,13 @@ static struct shape shape_of(const struct task *task, const char *name, SEXP arr
 }
 
 /* What the samples of an image are: its `pixels`, or what its type suggests. */
-static int pixels_of(const struct task *task, const char *name, SEXP image)
+static int pixels_of(const struct task* task, const char* name, SEXP image)
 {
-    static const char *const names[] = { "bit", "byte", "bit16", "real32", "real" };
-    const char *wanted = NULL;
+    static const char* const names[] = { "bit", "byte", "bit16", "real32", "real" };
+    const char* wanted = NULL;
     if (task->pixels != R_NilValue) {
-        if (TYPEOF(task->pixels) != STRSXP) refuse(task, "pixels", "is no text", "bit, byte, bit16, real32 or real");
+        if (TYPEOF(task->pixels) != STRSXP)
+            refuse(task, "pixels", "is no text", "bit, byte, bit16, real32 or real");
         SEXP of = Rf_getAttrib(task->pixels, R_NamesSymbol);
         for (R_xlen_t i = 0; i < Rf_xlength(task->pixels); ++i)
             if (of == R_NilValue || !strcmp(CHAR(STRING_ELT(of, i)), name))
@@ -144,16 +145,17 @@ static int pixels_of(const struct task *task, const char *name, SEXP image)
 }
 
 /* Whole numbers of 0 to `most` as bytes or 16-bit samples; false when there are others. */
-#define NARROWED(from_type, to_type)                                                                              \
-    static int narrowed_##from_type##_##to_type(const from_type *from, R_xlen_t count, from_type most, to_type *to) \
-    {                                                                                                             \
-        int others = 0;                                                                                           \
-        for (R_xlen_t i = 0; i < count; ++i) {                                                                    \
-            const int fits = from[i] >= 0 && from[i] <= most;                                                     \
-            to[i] = (to_type)(fits ? from[i] : 0);                                                                \
-            others |= !fits | (fits & ((from_type)to[i] != from[i]));                                             \
-        }                                                                                                         \
-        return !others;                                                                                           \
+#define NARROWED(from_type, to_type)                                                                         \
+    static int narrowed_##from_type##_##to_type(const from_type* from, R_xlen_t count, from_type most,       \
+                                                to_type* to)                                                 \
+    {                                                                                                        \
+        int others = 0;                                                                                      \
+        for (R_xlen_t i = 0; i < count; ++i) {                                                               \
+            const int fits = from[i] >= 0 && from[i] <= most;                                                \
+            to[i] = (to_type)(fits ? from[i] : 0);                                                           \
+            others |= !fits | (fits & ((from_type)to[i] != from[i]));                                        \
+        }                                                                                                    \
+        return !others;                                                                                      \
     }
 NARROWED(int, uint8_t)
 NARROWED(int, uint16_t)
@@ -161,7 +163,7 @@ NARROWED(double, uint8_t)
 NARROWED(double, uint16_t)
 
 /* The samples of an image as this type; those of another are copied until the call of R ends. */
-static void *samples_as(const struct task *task, const char *name, SEXP image, int type)
+static void* samples_as(const struct task* task, const char* name, SEXP image, int type)
 {
     static const int most[] = { 1, 255, 65535 };
     const R_xlen_t count = Rf_xlength(image);
@@ -169,13 +171,13 @@ static void *samples_as(const struct task *task, const char *name, SEXP image, i
     if (type == MVX_REAL64 || type == MVX_REAL32) {
         if (from != REALSXP) refuse(task, name, "has no doubles", "doubles for pixels of reals");
         if (type == MVX_REAL64) return REAL(image);
-        float *floats = (float *)R_alloc((size_t)count, sizeof *floats);
+        float* floats = (float*)R_alloc((size_t)count, sizeof *floats);
         for (R_xlen_t i = 0; i < count; ++i) floats[i] = (float)REAL(image)[i];
         return floats;
     }
     if (from == RAWSXP && type == MVX_BYTE) return RAW(image);
     int fits = 0;
-    void *samples = R_alloc((size_t)count, type == MVX_BIT16 ? 2 : 1);
+    void* samples = R_alloc((size_t)count, type == MVX_BIT16 ? 2 : 1);
     if (from == REALSXP)
         fits = type == MVX_BIT16 ? narrowed_double_uint16_t(REAL(image), count, most[type], samples)
                                  : narrowed_double_uint8_t(REAL(image), count, most[type], samples);
@@ -184,12 +186,12 @@ static void *samples_as(const struct task *task, const char *name, SEXP image, i
         for (R_xlen_t i = 0; i < count; ++i) {
             fits &= RAW(image)[i] <= most[type];
             if (type == MVX_BIT16)
-                ((uint16_t *)samples)[i] = RAW(image)[i];
+                ((uint16_t*)samples)[i] = RAW(image)[i];
             else
-                ((uint8_t *)samples)[i] = RAW(image)[i];
+                ((uint8_t*)samples)[i] = RAW(image)[i];
         }
     } else {
-        const int *integers = from == LGLSXP ? LOGICAL(image) : INTEGER(image);
+        const int* integers = from == LGLSXP ? LOGICAL(image) : INTEGER(image);
         fits = type == MVX_BIT16 ? narrowed_int_uint16_t(integers, count, most[type], samples)
                                  : narrowed_int_uint8_t(integers, count, most[type], samples);
     }
@@ -204,7 +206,7 @@ static void *samples_as(const struct task *task, const char *name, SEXP image, i
 /* magick's pictures: raw, channels x columns x rows. */
 static int is_bitmap(SEXP image) { return TYPEOF(image) == RAWSXP && Rf_inherits(image, "bitmap"); }
 
-static void set_image(struct task *task, const char *name, SEXP image)
+static void set_image(struct task* task, const char* name, SEXP image)
 {
     if (!task->first) task->first = image;
     const struct shape shape = shape_of(task, name, image);
@@ -215,7 +217,7 @@ static void set_image(struct task *task, const char *name, SEXP image)
     samples.color = task->color;
     samples.data = samples_as(task, name, image, samples.type);
     static const int plain[] = { 3, 0, 1, 2 }, bitmap[] = { 3, 2, 1, 0 };
-    const int *order = is_bitmap(image) ? bitmap : plain;
+    const int* order = is_bitmap(image) ? bitmap : plain;
     static const int bytes[] = { 1, 1, 2, 4, 8 };
     for (int i = 0; i < 4; ++i) {
         samples.size[i] = shape.size[order[i]];
@@ -226,7 +228,7 @@ static void set_image(struct task *task, const char *name, SEXP image)
 }
 
 /* The columns of a data frame side by side. */
-static SEXP bound(const struct task *task, const char *name, SEXP table)
+static SEXP bound(const struct task* task, const char* name, SEXP table)
 {
     const int columns = LENGTH(table);
     const R_xlen_t rows = columns ? Rf_xlength(VECTOR_ELT(table, 0)) : 0;
@@ -243,7 +245,7 @@ static SEXP bound(const struct task *task, const char *name, SEXP table)
     return matrix;
 }
 
-static void set_numbers(const struct task *task, const char *name, SEXP given)
+static void set_numbers(const struct task* task, const char* name, SEXP given)
 {
     const int type = TYPEOF(given);
     const struct shape shape = shape_of(task, name, given);
@@ -256,15 +258,17 @@ static void set_numbers(const struct task *task, const char *name, SEXP given)
         numbers.data = REAL(given);
         numbers.type = MVX_REAL64;
         bytes = 8;
-        if (shape.size[0] == 1 && shape.rank == 1 && R_IsNA(REAL(given)[0])) refuse(task, name, "is NA", "a number");
+        if (shape.size[0] == 1 && shape.rank == 1 && R_IsNA(REAL(given)[0]))
+            refuse(task, name, "is NA", "a number");
     } else if (type == RAWSXP) {
         numbers.data = RAW(given);
         numbers.type = MVX_BYTE;
         bytes = 1;
     } else {
-        int *integers = type == LGLSXP ? LOGICAL(given) : INTEGER(given);
+        int* integers = type == LGLSXP ? LOGICAL(given) : INTEGER(given);
         for (R_xlen_t i = 0; i < Rf_xlength(given); ++i)
-            if (integers[i] == NA_INTEGER) refuse(task, name, Rf_xlength(given) == 1 ? "is NA" : "holds NA", "numbers");
+            if (integers[i] == NA_INTEGER)
+                refuse(task, name, Rf_xlength(given) == 1 ? "is NA" : "holds NA", "numbers");
         numbers.data = integers;
     }
     for (int i = 0; i < shape.rank; ++i) {
@@ -274,14 +278,15 @@ static void set_numbers(const struct task *task, const char *name, SEXP given)
     fail(mvx_set_numbers(task->call, name, &numbers), task);
 }
 
-static void set_text(const struct task *task, const char *name, SEXP given)
+static void set_text(const struct task* task, const char* name, SEXP given)
 {
-    if (LENGTH(given) != 1 || STRING_ELT(given, 0) == NA_STRING) refuse(task, name, "is no single text", "one text");
-    const char *words = Rf_translateChar(STRING_ELT(given, 0));
+    if (LENGTH(given) != 1 || STRING_ELT(given, 0) == NA_STRING)
+        refuse(task, name, "is no single text", "one text");
+    const char* words = Rf_translateChar(STRING_ELT(given, 0));
     fail(mvx_set_text(task->call, name, words[0] == '~' ? R_ExpandFileName(words) : words), task);
 }
 
-static void set_argument(struct task *task, const char *name, SEXP given)
+static void set_argument(struct task* task, const char* name, SEXP given)
 {
     switch (TYPEOF(given)) {
     case NILSXP: return; /* left out */
@@ -305,9 +310,9 @@ static void set_argument(struct task *task, const char *name, SEXP given)
         set_numbers(task, name, given);
 }
 
-/* --- results ----------------------------------------------------------------------------------------------- */
+/* --- results ---------------------------------------------------------------------------------------- */
 
-static SEXP image_of(const struct task *task)
+static SEXP image_of(const struct task* task)
 {
     mvx_samples view;
     mvx_image(task->call, &view);
@@ -315,7 +320,7 @@ static SEXP image_of(const struct task *task)
     const int as_bitmap = as_raw && is_bitmap(task->first) && view.size[0] == 0;
     const int rank = view.size[0] > 0 ? 4 : as_bitmap || view.size[3] > 1 ? 3 : 2;
     static const int plain[] = { 1, 2, 3, 0 }, bitmap[] = { 3, 2, 1, 0 };
-    const int *order = as_bitmap ? bitmap : plain;
+    const int* order = as_bitmap ? bitmap : plain;
     R_xlen_t count = 1;
     SEXP sizes = PROTECT(Rf_allocVector(INTSXP, rank));
     for (int i = 0; i < rank; ++i) {
@@ -327,14 +332,14 @@ static SEXP image_of(const struct task *task)
     SEXP array = PROTECT(Rf_allocVector(as_raw ? RAWSXP : (SEXPTYPE)types[view.type], count));
     const int narrow = !as_raw && view.type <= MVX_BIT16;
     const int64_t bytes = view.type >= MVX_REAL32 ? 8 : view.type == MVX_BIT16 ? 2 : 1;
-    int *integers = NULL;
+    int* integers = NULL;
     mvx_samples to = view;
     if (narrow) {
         integers = view.type == MVX_BIT ? LOGICAL(array) : INTEGER(array);
         /* in the last part of the array, from which they are spread over all of it */
-        to.data = (char *)integers + count * (4 - bytes);
+        to.data = (char*)integers + count * (4 - bytes);
     } else {
-        to.data = as_raw ? (void *)RAW(array) : (void *)REAL(array);
+        to.data = as_raw ? (void*)RAW(array) : (void*)REAL(array);
         if (view.type == MVX_REAL32) to.type = MVX_REAL64;
     }
     int64_t step = bytes;
@@ -346,18 +351,18 @@ static SEXP image_of(const struct task *task)
     if (narrow && view.type == MVX_BIT16)
         for (R_xlen_t i = 0; i < count; ++i) {
             uint16_t sample;
-            memcpy(&sample, (const char *)to.data + 2 * i, 2);
+            memcpy(&sample, (const char*)to.data + 2 * i, 2);
             integers[i] = sample;
         }
     else if (narrow)
-        for (R_xlen_t i = 0; i < count; ++i) integers[i] = ((const unsigned char *)to.data)[i];
+        for (R_xlen_t i = 0; i < count; ++i) integers[i] = ((const unsigned char*)to.data)[i];
     Rf_setAttrib(array, R_DimSymbol, sizes);
     if (as_bitmap) Rf_setAttrib(array, R_ClassSymbol, Rf_getAttrib(task->first, R_ClassSymbol));
     UNPROTECT(2);
     return array;
 }
 
-static SEXP part_of(const struct task *task, int index, const mvx_numbers *numbers)
+static SEXP part_of(const struct task* task, int index, const mvx_numbers* numbers)
 {
     R_xlen_t count = 1;
     for (int i = 0; i < numbers->rank; ++i) count *= numbers->size[i];
@@ -374,18 +379,18 @@ static SEXP part_of(const struct task *task, int index, const mvx_numbers *numbe
 }
 
 /* A name with underscores. */
-static SEXP name_of(const char *name)
+static SEXP name_of(const char* name)
 {
     char letters[64];
     snprintf(letters, sizeof letters, "%s", name);
-    for (char *letter = letters; *letter; ++letter)
+    for (char* letter = letters; *letter; ++letter)
         if (*letter == '-') *letter = '_';
     return Rf_mkChar(letters);
 }
 
-/* The parts from `first` to before `end`, which share a group: a data frame of columns or a list of arrays, and the
- * array itself where it stands for the group. */
-static SEXP group_of(const struct task *task, int first, int end)
+/* The parts from `first` to before `end`, which share a group: a data frame of columns or a list of arrays,
+ * and the array itself where it stands for the group. */
+static SEXP group_of(const struct task* task, int first, int end)
 {
     mvx_part part;
     mvx_part_at(task->call, first, &part);
@@ -415,7 +420,7 @@ static SEXP group_of(const struct task *task, int first, int end)
 }
 
 /* Groups by their names; the only one stands for itself. */
-static SEXP parts_of(const struct task *task)
+static SEXP parts_of(const struct task* task)
 {
     const int count = mvx_parts(task->call);
     SEXP groups = PROTECT(Rf_allocVector(VECSXP, count));
@@ -449,7 +454,7 @@ static SEXP parts_of(const struct task *task)
     return result;
 }
 
-static SEXP result_of(const struct task *task)
+static SEXP result_of(const struct task* task)
 {
     switch (mvx_result(task->call, NULL)) {
     case MVX_IS_IMAGE: return image_of(task);
@@ -458,27 +463,26 @@ static SEXP result_of(const struct task *task)
     }
 }
 
-/* --- calls ------------------------------------------------------------------------------------------------- */
+/* --- calls ------------------------------------------------------------------------------------------ */
 
-static void finish(void *data)
+static void finish(void* data)
 {
-    struct task *task = data;
+    struct task* task = data;
     mvx_end(task->call);
-    if (task->unwinding) R_ReleaseObject(task->unwinding);
     free(task->slots);
 }
 
-static void set_option(const struct task *task, const char *name, SEXP value)
+static void set_option(const struct task* task, const char* name, SEXP value)
 {
     if (value == R_NilValue) return;
     if (TYPEOF(value) != STRSXP || LENGTH(value) != 1) refuse(task, name, "is no single text", "one text");
     fail(mvx_option(task->call, name, CHAR(STRING_ELT(value, 0))), task);
 }
 
-static int color_of(const struct task *task)
+static int color_of(const struct task* task)
 {
     if (task->colorspace == R_NilValue) return MVX_USUAL;
-    const char *name = TYPEOF(task->colorspace) == STRSXP && LENGTH(task->colorspace) == 1
+    const char* name = TYPEOF(task->colorspace) == STRSXP && LENGTH(task->colorspace) == 1
         ? CHAR(STRING_ELT(task->colorspace, 0))
         : "";
     if (!strcmp(name, "gray")) return MVX_GRAY;
@@ -488,9 +492,9 @@ static int color_of(const struct task *task)
     return 0;
 }
 
-static SEXP perform(void *data)
+static SEXP perform(void* data)
 {
-    struct task *task = data;
+    struct task* task = data;
     task->call = mvx_begin(task->operation);
     set_option(task, "positions", task->positions);
     set_option(task, "convert", task->convert);
@@ -498,10 +502,11 @@ static SEXP perform(void *data)
     SEXP names = Rf_getAttrib(task->arguments, R_NamesSymbol);
     for (int i = 0; i < LENGTH(task->arguments); ++i)
         set_argument(task, CHAR(STRING_ELT(names, i)), VECTOR_ELT(task->arguments, i));
+    task->unwinding = PROTECT(R_MakeUnwindCont());
     fail(mvx_run_watched(task->call, interrupted, task), task);
     SEXP result = PROTECT(result_of(task));
     if (*mvx_notes(task->call)) tell("converted", task, "", mvx_notes(task->call));
-    UNPROTECT(1);
+    UNPROTECT(2);
     return result;
 }
 
@@ -526,24 +531,24 @@ struct batch_task {
 };
 
 /* Numbers as floats, until the call of R ends. */
-static float *floats_of(SEXP numbers)
+static float* floats_of(SEXP numbers)
 {
-    float *floats = (float *)R_alloc((size_t)Rf_xlength(numbers), sizeof *floats);
+    float* floats = (float*)R_alloc((size_t)Rf_xlength(numbers), sizeof *floats);
     for (R_xlen_t i = 0; i < Rf_xlength(numbers); ++i) floats[i] = (float)REAL(numbers)[i];
     return floats;
 }
 
-static SEXP load(void *data)
+static SEXP load(void* data)
 {
-    struct batch_task *all = data;
-    struct task *task = &all->task;
-    mvx_batch *batch = &all->batch;
+    struct batch_task* all = data;
+    struct task* task = &all->task;
+    mvx_batch* batch = &all->batch;
     const int64_t files = Rf_xlength(all->paths);
     const int64_t channels = strcmp(batch->color_space, "Grayscale") ? 3 : 1;
     const int64_t plane = batch->height * batch->width;
-    const char **names = (const char **)R_alloc((size_t)files, sizeof *names);
+    const char** names = (const char**)R_alloc((size_t)files, sizeof *names);
     for (int64_t i = 0; i < files; ++i) {
-        const char *path = R_ExpandFileName(Rf_translateChar(STRING_ELT(all->paths, i)));
+        const char* path = R_ExpandFileName(Rf_translateChar(STRING_ELT(all->paths, i)));
         names[i] = strcpy(R_alloc(strlen(path) + 1, 1), path);
     }
     batch->mean_count = Rf_xlength(all->mean);
@@ -554,6 +559,7 @@ static SEXP load(void *data)
     batch->context = task;
     task->slots = calloc((size_t)(files * plane * channels) + 1, sizeof *task->slots);
     if (!task->slots) tell("failed", task, "", "there is not enough memory");
+    task->unwinding = PROTECT(R_MakeUnwindCont());
     task->call = mvx_load_images(batch, files, names, task->slots);
     fail(task->stopped ? MVX_STOPPED : mvx_run(task->call), task);
 
@@ -562,7 +568,7 @@ static SEXP load(void *data)
     SEXP counts = VECTOR_ELT(parts, 1); /* failed, then batch: files, slots, stopped */
     const int64_t filled = (int64_t)REAL(VECTOR_ELT(counts, 1))[0];
     SEXP images = PROTECT(Rf_allocVector(REALSXP, filled * channels * plane));
-    double *to = REAL(images);
+    double* to = REAL(images);
     for (int64_t i = 0; i < filled * channels; ++i)
         for (int64_t column = 0; column < batch->width; ++column)
             for (int64_t row = 0; row < batch->height; ++row)
@@ -576,7 +582,7 @@ static SEXP load(void *data)
     SET_VECTOR_ELT(result, 0, images);
     SET_VECTOR_ELT(result, 1, VECTOR_ELT(parts, 0));
     SET_VECTOR_ELT(result, 2, text(mvx_notes(task->call)));
-    UNPROTECT(4);
+    UNPROTECT(5);
     return result;
 }
 
@@ -598,7 +604,7 @@ static SEXP load_images(SEXP paths, SEXP size, SEXP color, SEXP mean, SEXP devia
 
 static SEXP catalogue(void) { return text(mvx_catalogue()); }
 
-void R_init_miravex(DllInfo *library)
+void R_init_miravex(DllInfo* library)
 {
     static const R_CallMethodDef functions[] = { { "call", (DL_FUNC)call, 6 },
                                                  { "load_images", (DL_FUNC)load_images, 6 },

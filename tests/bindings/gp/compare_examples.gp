@@ -10,10 +10,12 @@ elements(file, width) = digits(eval(concat("0x1", concat(externstr(Str("od -An -
 reals_of(words, bits, wide) = {
   my(fraction = bits - 1 - wide, one = 2^fraction, most = 2^wide - 1, bias = 2^(wide - 1) - 1 + fraction);
   my(special(e) = e % 2^wide == 0 || e % 2^wide == most);
-  my(powers = vector(2^(wide + 1), e, if(special(e - 1), 0, (-1)^(e > 2^wide) * 2.^((e - 1) % 2^wide - bias))));
-  my(other(w, m) = my(sign = if(bittest(w, bits - 1), -1, 1)); if(bittest(w, fraction), if(m, "NaN", sign < 0, -oo, oo), \
-    sign * m * 2.^(1 - bias)));
-  my(real(w) = my(scale = powers[shift(w, -fraction) + 1], m = bitand(w, one - 1)); if(scale, scale * (m + one), other(w, m)));
+  my(scale(e) = if(special(e), 0, (-1)^(e > most) * 2.^(e % 2^wide - bias)));
+  my(powers = vector(2^(wide + 1), e, scale(e - 1)));
+  my(other(w, m) = my(sign = if(bittest(w, bits - 1), -1, 1));
+    if(!bittest(w, fraction), sign * m * 2.^(1 - bias), m, "NaN", sign < 0, -oo, oo));
+  my(real(w) = my(scale = powers[shift(w, -fraction) + 1], m = bitand(w, one - 1));
+    if(scale, scale * (m + one), other(w, m)));
   [real(w) | w <- words];
 }
 
@@ -24,12 +26,15 @@ numbers_of(file, type) = {
 }
 
 \\ Columns of a matrix that were written one behind the other.
-columns_of(v, rows, columns) = if(columns, Mat(vector(columns, j, v[(j - 1) * rows + 1 .. j * rows]~)), matrix(rows, 0));
+columns_of(v, rows, columns) = {
+  if(columns, Mat(vector(columns, j, v[(j - 1) * rows + 1 .. j * rows]~)), matrix(rows, 0));
+}
 
 \\ A matrix, a vector of channels, a vector of frames.
 read_image(words, file) = {
-  my(sizes = [eval(w) | w <- words[2 .. 5]], v = numbers_of(file, words[1]), plane = sizes[1] * sizes[2], planes, frames);
-  planes = vector(sizes[3] * max(sizes[4], 1), k, columns_of(v[(k - 1) * plane + 1 .. k * plane], sizes[1], sizes[2]));
+  my(sizes = [eval(w) | w <- words[2 .. 5]], v = numbers_of(file, words[1]), plane = sizes[1] * sizes[2]);
+  my(at(k) = columns_of(v[(k - 1) * plane + 1 .. k * plane], sizes[1], sizes[2]), planes, frames);
+  planes = vector(sizes[3] * max(sizes[4], 1), k, at(k));
   if(sizes[3] == 1, return(if(sizes[4], planes, planes[1])));
   frames = vector(max(sizes[4], 1), f, planes[(f - 1) * sizes[3] + 1 .. f * sizes[3]]);
   if(sizes[4], frames, frames[1]);
@@ -40,7 +45,8 @@ read_numbers(words) = {
   if(rank == 0, return(v[1]));
   if(rank == 1, return(v~));
   if(rank == 2, return(columns_of(v, sizes[1], sizes[2])));
-  vector(sizes[3], k, columns_of(v[(k - 1) * sizes[1] * sizes[2] + 1 .. k * sizes[1] * sizes[2]], sizes[1], sizes[2]));
+  my(plane = sizes[1] * sizes[2]);
+  vector(sizes[3], k, columns_of(v[(k - 1) * plane + 1 .. k * plane], sizes[1], sizes[2]));
 }
 
 \\ Groups of parts, in order, as the functions give them.
@@ -72,8 +78,10 @@ same(x, y) = {
 same_double(x, y) = x == y || abs(x - y) < 2.^(exponent(x) - 53);
 
 \\ What the functions of the script take first, by their help: [name, [argument, ...]].
-signatures(script) = [[words[1], if(#words > 1, strsplit(words[2], ", "), [])] | words <- [strsplit(line, "(") | line <- \
-  externstr(Str("sed -nE 's/^addhelp.\"mvx_[a-z0-9_]+\", \"mvx_([a-z0-9_]+\\([a-z0-9_, ]*), \\{options.*/\\1/p' '", script, "'"))]];
+signatures(script) = {
+  my(heads = "sed -nE 's/^addhelp.\"mvx_[a-z0-9_]+\", \"mvx_([a-z0-9_]+\\([a-z0-9_, ]*), \\{options.*/\\1/p' '");
+  [[words[1], strsplit(words[2], ", ")] | words <- [strsplit(line, "(") | line <- externstr(Str(heads, script, "'"))]];
+}
 
 \\ Runs a function on what was given by name.
 called(signature, given, options) = {
@@ -108,8 +116,8 @@ compare_examples(file, script) = {
          found = called(mapget(all, name), given, options);
          if(name == "load_images", found = found[1]);
          if(#parts, expected = parts_of(parts));
-         if(!if(type(expected) == "t_REAL" || type(expected) == "t_INT", same_double(found, expected), same(found, expected)),
-           error(name, ": another result"));
+         my(is_one = type(expected) == "t_REAL" || type(expected) == "t_INT");
+         if(!if(is_one, same_double(found, expected), same(found, expected)), error(name, ": another result"));
          listput(tried, name),
        kind == "calls", skipped = eval(words[4]); if(#tried != eval(words[2]), error("calls are missing"))));
   if(skipped < 0, error("the file of calls is cut short"));

@@ -109,7 +109,8 @@ memory() = {
 
 \\ An alarm ends a long call at once, and gp goes on.
 alarms() = {
-  my(noisy = noise(1000, 1000), start, whole, stopped, took, slow() = mvx_fast_nl_means_denoising(noisy, ["search_window", 111]));
+  my(noisy = noise(1000, 1000), start, whole, stopped, took);
+  my(slow() = mvx_fast_nl_means_denoising(noisy, ["search_window", 111]));
   start = getwalltime(); slow(); whole = getwalltime() - start;
   start = getwalltime(); stopped = alarm(1, slow()); took = getwalltime() - start;
   expect(type(stopped) == "t_ERROR" && errname(stopped) == "e_ALARM", "the alarm was not heard");
@@ -133,8 +134,8 @@ interrupts() = {
 \\ Functions of the package in PARI's own threads.
 threads() = {
   my(pictures = vector(4, i, nine + matrix(9, 9, j, k, (i * j * k) % 50)));
-  expect(parapply(p -> mvx_median_filter(p, ["radius", 1]), pictures) == apply(p -> mvx_median_filter(p, ["radius", 1]), pictures),
-         "threads have other results");
+  my(smooth(p) = mvx_median_filter(p, ["radius", 1]));
+  expect(parapply(smooth, pictures) == apply(smooth, pictures), "threads have other results");
 }
 
 \\ Away and back again.
