@@ -126,4 +126,48 @@ int64_t CallView::resolve(const Extent& extent) const
     return 0;
 }
 
+Reach reachOf(const CallView& call)
+{
+    const ReachRule& rule = call.operation().reach;
+    return rule.compute ? rule.compute(call) : Reach();
+}
+
+namespace records {
+
+ImageFacts likeImage(const CallView& call) { return call.image("image").value_or(ImageFacts()); }
+
+ImageFacts likeFrame(const CallView& call)
+{
+    ImageFacts facts = call.image("frames").value_or(ImageFacts());
+    facts.slices = 0;
+    return facts;
+}
+
+ImageFacts likeImageResampled(const CallView& call)
+{
+    const ImageFacts facts = likeImage(call);
+    return facts.pixelType == PixelTypeBit ? withType(facts, PixelTypeByte) : facts;
+}
+
+ImageFacts withChannels(ImageFacts facts, int64_t channels)
+{
+    facts.channels = channels;
+    return facts;
+}
+
+ImageFacts withType(ImageFacts facts, PixelType type)
+{
+    facts.pixelType = type;
+    return facts;
+}
+
+ImageFacts withSides(ImageFacts facts, int64_t rows, int64_t columns)
+{
+    facts.rows = rows;
+    facts.columns = columns;
+    return facts;
+}
+
+} // namespace records
+
 } // namespace miravex

@@ -102,4 +102,20 @@ private:
     std::vector<ValueView> values_;
 };
 
+/// How far the pixels of this call's result look; the whole picture where the record says no more.
+Reach reachOf(const CallView& call);
+
+/// Facts of results, for records: the size of the argument "image", or of one frame of "frames".
+namespace records {
+
+ImageFacts likeImage(const CallView& call);
+ImageFacts likeFrame(const CallView& call);
+/// What is resampled as it is, but for bits, which become bytes.
+ImageFacts likeImageResampled(const CallView& call);
+ImageFacts withChannels(ImageFacts facts, int64_t channels);
+ImageFacts withType(ImageFacts facts, PixelType type);
+ImageFacts withSides(ImageFacts facts, int64_t rows, int64_t columns);
+
+} // namespace records
+
 } // namespace miravex

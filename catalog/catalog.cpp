@@ -178,6 +178,11 @@ int argumentIndex(const Operation& operation, std::string_view name)
     return found == operation.arguments.end() ? -1 : static_cast<int>(found - operation.arguments.begin());
 }
 
+bool takesPictures(const Operation& operation)
+{
+    return std::ranges::find(operation.arguments, Kind::Image, &Argument::kind) != operation.arguments.end();
+}
+
 std::string_view nameOf(Kind kind)
 {
     switch (kind) {

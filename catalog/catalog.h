@@ -31,6 +31,9 @@ std::vector<std::string> closest(std::string_view word, std::span<const std::str
 /// Position of an argument by name, or -1.
 int argumentIndex(const Operation& operation, std::string_view name);
 
+/// True when one of the arguments is an image.
+bool takesPictures(const Operation& operation);
+
 /// The name of a kind, a layout ("face-boxes"), a pixel type or a colour space, as people read it.
 std::string_view nameOf(Kind kind);
 std::string_view nameOf(ResultKind kind);

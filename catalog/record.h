@@ -19,6 +19,7 @@
 namespace miravex {
 
 class CallView;
+struct ImageFacts;
 
 enum class Kind { Integer, Real, Boolean, String, Image, RealTensor, IntegerTensor, NumericArray };
 
@@ -62,7 +63,10 @@ struct DerivedDefault {
     double (*compute)(const CallView& call) = nullptr;
 };
 
-using Default = std::variant<std::monostate, int64_t, double, bool, std::string_view, DerivedDefault>;
+/// Zeros for a list, as many as the argument's shape says.
+struct Zeros { };
+
+using Default = std::variant<std::monostate, int64_t, double, bool, std::string_view, Zeros, DerivedDefault>;
 
 /// What an image argument accepts. Empty masks accept everything.
 struct ImageRule {
@@ -110,6 +114,12 @@ struct TensorRule {
     std::array<Extent, maximumRank> shape {};
     std::size_t rank = 0; ///< dimensions in `shape`; 0 with `flat`: any shape, read as a flat list
     bool orEmpty = false; ///< the empty list, of length 0, is accepted too
+
+    /// Elements of a list whose length is fixed.
+    [[nodiscard]] constexpr std::size_t fixedLength() const
+    {
+        return rank == 1 && shape[0].of == Extent::Of::Exactly ? static_cast<std::size_t>(shape[0].count) : 0;
+    }
     Bound minimumElement {}; ///< bound of every element
     Bound maximumElement {};
 };
@@ -197,6 +207,7 @@ public:
     {
         return with([&](Argument& a) { a.defaultValue = value; });
     }
+    constexpr Argument byDefault(Zeros zeros) const { return byDefault(Default { zeros }); }
     constexpr Argument byDefault(int value) const { return byDefault(Default { int64_t { value } }); }
     constexpr Argument byDefault(double value) const { return byDefault(Default { value }); }
     constexpr Argument byDefault(bool value) const { return byDefault(Default { value }); }
@@ -388,6 +399,36 @@ struct Result {
     std::string_view summary;
     Layout layout = Layout::Plain;
     Condition when {};
+    /// Sizes and pixel type of a picture that a call gives, before it is made; nothing where they are not
+    /// known.
+    ImageFacts (*facts)(const CallView& call) = nullptr;
+};
+
+/// How far from its own place one pixel of a result looks, at most: pixels to each side of it. A place beyond
+/// the picture's edge stands for what the padding puts there; with "Periodic" padding that is the other edge.
+///
+/// The own place is the same row and column. It is that of the picture's pixels, where a result has margins,
+/// twice or half of both, where it has half or twice the size, and the position looked up, where one is.
+struct Reach {
+    static constexpr int64_t toTheEdge = std::numeric_limits<int64_t>::max();
+    int64_t above = toTheEdge;
+    int64_t below = toTheEdge;
+    int64_t left = toTheEdge;
+    int64_t right = toTheEdge;
+
+    static constexpr Reach around(int64_t pixels) { return { pixels, pixels, pixels, pixels }; }
+    [[nodiscard]] constexpr bool isWhole() const
+    {
+        return above == toTheEdge && below == toTheEdge && left == toTheEdge && right == toTheEdge;
+    }
+};
+
+/// What a record says of it: words for people, and the pixels as a function of the arguments, of which none
+/// means the whole picture.
+struct ReachRule {
+    std::string_view text = "the whole picture";
+    Reach (*compute)(const CallView& call) = nullptr;
+    bool fromLookedUp = false; ///< counted from the position that is looked up
 };
 
 /// A rule that ties several arguments together, or one argument to facts of a picture.
@@ -413,6 +454,7 @@ struct Record {
     std::span<const Constraint> constraints = {};
     std::span<const Text> limits = {}; ///< refusals and oddities that a user may meet
     std::span<const Example> examples = {};
+    ReachRule reach = {}; ///< of operations on pictures
     bool returnsOnWrongCount = false; ///< strings and shared arrays come back even when the count is wrong
 };
 

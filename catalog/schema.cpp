@@ -4,6 +4,7 @@
 #include "catalog/catalog.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 
@@ -56,17 +57,19 @@ Json tensorJson(const TensorRule& rule)
     return json;
 }
 
-Json defaultJson(const Default& value)
+Json defaultJson(const Argument& argument)
 {
     struct Converter {
+        std::size_t count;
         Json operator()(std::monostate) const { return nullptr; }
         Json operator()(int64_t number) const { return number; }
         Json operator()(double number) const { return number; }
         Json operator()(bool flag) const { return flag; }
         Json operator()(std::string_view word) const { return word; }
+        Json operator()(Zeros) const { return Json::array_t(count, 0); }
         Json operator()(const DerivedDefault& derived) const { return { { "derived", derived.text } }; }
     };
-    return std::visit(Converter {}, value);
+    return std::visit(Converter { argument.tensor.fixedLength() }, argument.defaultValue);
 }
 
 Json conditionJson(const Condition& condition)
@@ -84,7 +87,7 @@ Json argumentJson(const Argument& argument)
     const std::string words = accepted(argument);
     if (!words.empty()) json["accepted"] = words;
     if (!std::holds_alternative<std::monostate>(argument.defaultValue))
-        json["default"] = defaultJson(argument.defaultValue);
+        json["default"] = defaultJson(argument);
     if (argument.minimum.present) json["minimum"] = boundJson(argument.minimum);
     if (argument.maximum.present) json["maximum"] = boundJson(argument.maximum);
     if (!argument.choices.empty())
@@ -99,6 +102,13 @@ Json argumentJson(const Argument& argument)
     if (argument.kind == Kind::RealTensor || argument.kind == Kind::IntegerTensor)
         json["tensor"] = tensorJson(argument.tensor);
     return json;
+}
+
+Json reachJson(const ReachRule& reach)
+{
+    return { { "text", reach.text },
+             { "bounded", reach.compute != nullptr },
+             { "fromLookedUp", reach.fromLookedUp } };
 }
 
 Json resultJson(const Result& result)
@@ -122,14 +132,19 @@ std::string optionOf(const Argument& argument)
 std::string defaultText(const Argument& argument)
 {
     struct Writer {
+        std::size_t count;
         std::string operator()(std::monostate) const { return ""; }
         std::string operator()(int64_t number) const { return std::to_string(number); }
         std::string operator()(double number) const { return numberText(number); }
         std::string operator()(bool flag) const { return flag ? "true" : "false"; }
         std::string operator()(std::string_view word) const { return std::string(word); }
+        std::string operator()(Zeros) const
+        {
+            return fmt::format("{}", fmt::join(std::vector(count, 0), ","));
+        }
         std::string operator()(const DerivedDefault& derived) const { return std::string(derived.text); }
     };
-    return std::visit(Writer {}, argument.defaultValue);
+    return std::visit(Writer { argument.tensor.fixedLength() }, argument.defaultValue);
 }
 
 Json schemaOf(const Operation& operation)
@@ -145,6 +160,7 @@ Json schemaOf(const Operation& operation)
     for (const Argument& argument : operation.arguments) json["arguments"].push_back(argumentJson(argument));
     json["results"] = Json::array();
     for (const Result& result : operation.results) json["results"].push_back(resultJson(result));
+    if (takesPictures(operation)) json["reach"] = reachJson(operation.reach);
     json["constraints"] = Json::array();
     for (const Constraint& constraint : operation.constraints)
         json["constraints"].push_back(

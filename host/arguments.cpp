@@ -57,6 +57,8 @@ Value defaultOf(const Argument& argument, const CallView& call)
     if (const auto* real = std::get_if<double>(&argument.defaultValue)) return *real;
     if (const auto* flag = std::get_if<bool>(&argument.defaultValue)) return *flag;
     if (const auto* word = std::get_if<std::string_view>(&argument.defaultValue)) return std::string(*word);
+    if (std::holds_alternative<Zeros>(argument.defaultValue))
+        return makeRealTensor({ static_cast<int64_t>(argument.tensor.fixedLength()) });
     return {};
 }
 

@@ -16,7 +16,12 @@ MIRAVEX_RECORD(agast) {
               "test\", 2010",
     .constraints = agastConstraints,
     .limits = agastLimits,
-    .examples = agastExamples
+    .examples = agastExamples,
+    .reach = { "3 pixels to each side of a corner; the whole picture where neighbouring corners are "
+               "suppressed, since corners hang together in chains",
+               [](const CallView& call) {
+                   return call.boolean("nonmax_suppression") ? Reach() : Reach::around(3);
+               } }
 };
 
 } // namespace miravex

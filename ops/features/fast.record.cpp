@@ -23,7 +23,11 @@ MIRAVEX_RECORD(fast) {
     .source = "E. Rosten, T. Drummond, \"Machine learning for high-speed corner detection\", 2006",
     .constraints = fastConstraints,
     .limits = fastLimits,
-    .examples = fastExamples
+    .examples = fastExamples,
+    .reach = { "3 pixels to each side of a corner, 4 where neighbouring corners are suppressed",
+               [](const CallView& call) {
+                   return Reach::around(call.boolean("nonmax_suppression") ? 4 : 3);
+               } }
 };
 
 } // namespace miravex

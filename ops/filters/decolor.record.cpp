@@ -15,9 +15,17 @@ constexpr Argument colorPicture[] = {
 constexpr Constraint colorConstraints[] = { indexedImage };
 constexpr Text colorLimits[] = { indexedImageLimit };
 constexpr Result boostResults[] = { { ResultKind::Image,
-                                      "same size, 3 byte channels, colour space unspecified" } };
+                                      "same size, 3 byte channels, colour space unspecified",
+                                      Layout::Plain,
+                                      {},
+                                      likeImage } };
 constexpr Result decolorResults[] = { { ResultKind::Image,
-                                        "same size, 1 byte channel, colour space unspecified" } };
+                                        "same size, 1 byte channel, colour space unspecified",
+                                        Layout::Plain,
+                                        {},
+                                        [](const CallView& call) {
+                                            return withChannels(likeImage(call), 1);
+                                        } } };
 constexpr Word colorWords[] = { "@photo" };
 constexpr Example boostExamples[] = { { "A photo with its colours boosted", colorWords } };
 constexpr Example decolorExamples[] = { { "A photo in grays that keep its contrasts", colorWords } };
@@ -30,7 +38,9 @@ MIRAVEX_RECORD(colorBoost) { .summary = "Boosts the colours of a picture along w
                              .source = "C. Lu, L. Xu, J. Jia, \"Contrast preserving decolorization\", 2012",
                              .constraints = colorConstraints,
                              .limits = colorLimits,
-                             .examples = boostExamples };
+                             .examples = boostExamples,
+                             .reach = {
+                                 "the whole picture: its contrasts are weighed against one another" } };
 
 MIRAVEX_RECORD(decolor) { .summary = "Makes a gray picture that keeps the contrasts of the colours",
                           .arguments = colorPicture,
@@ -38,6 +48,7 @@ MIRAVEX_RECORD(decolor) { .summary = "Makes a gray picture that keeps the contra
                           .source = "C. Lu, L. Xu, J. Jia, \"Contrast preserving decolorization\", 2012",
                           .constraints = colorConstraints,
                           .limits = colorLimits,
-                          .examples = decolorExamples };
+                          .examples = decolorExamples,
+                          .reach = { "the whole picture: its contrasts are weighed against one another" } };
 
 } // namespace miravex

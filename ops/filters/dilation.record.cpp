@@ -18,7 +18,9 @@ constexpr Argument dilationArguments[] = {
         .byDefault(2),
 };
 constexpr Constraint dilationConstraints[] = { integerRadius };
-constexpr Result dilationResults[] = { { ResultKind::Image, "same size, pixel type and colour space" } };
+constexpr Result dilationResults[] = {
+    { ResultKind::Image, "same size, pixel type and colour space", Layout::Plain, {}, likeImage }
+};
 constexpr Text dilationLimits[] = { "A radius beyond the picture's sides has the effect of those sides." };
 constexpr Word dilationWords[] = { "@photo", "--radius", "4" };
 constexpr Example dilationExamples[] = { { "A photo with its bright parts spread", dilationWords } };
@@ -31,6 +33,7 @@ MIRAVEX_RECORD(dilation) { .summary = "Replaces every pixel by the maximum of a 
                            .source = "J. Serra, \"Image analysis and mathematical morphology\", 1982",
                            .constraints = dilationConstraints,
                            .limits = dilationLimits,
-                           .examples = dilationExamples };
+                           .examples = dilationExamples,
+                           .reach = { "radius pixels to each side", reachOfRadius } };
 
 } // namespace miravex

@@ -35,8 +35,27 @@ constexpr Constraint convolveConstraints[] = {
                                     call.length("horizontal"), call.length("vertical"));
       } },
 };
+/// Bits and bytes are convolved as real32.
+ImageFacts convolved(const CallView& call)
+{
+    const ImageFacts facts = likeImage(call);
+    return facts.pixelType == PixelTypeReal ? facts : withType(facts, PixelTypeReal32);
+}
+/// The centre of n taps is at n / 2. Reflections fold what lies before the first pixel back behind it.
+Reach reachOfKernels(const CallView& call)
+{
+    const int64_t across = call.length("horizontal"), down = call.length("vertical");
+    const int64_t more = call.text("padding") == "Reflected" ? 0 : 1;
+    return {
+        .above = down / 2, .below = (down - more) / 2, .left = across / 2, .right = (across - more) / 2
+    };
+}
 constexpr Result convolveResults[] = {
-    { ResultKind::Image, "same size and colour space, real for a real picture, otherwise real32" }
+    { ResultKind::Image,
+      "same size and colour space, real for a real picture, otherwise real32",
+      Layout::Plain,
+      {},
+      convolved }
 };
 constexpr Text convolveLimits[] = {
     { "Kernels of more than {} elements are refused: OpenCV takes forever over them.", bounds::kernelTaps },
@@ -59,7 +78,10 @@ MIRAVEX_RECORD(imageConvolve) {
     .source = "the sum over i, j of horizontal(i) vertical(j) image(x - i, y - j)",
     .constraints = convolveConstraints,
     .limits = convolveLimits,
-    .examples = convolveExamples
+    .examples = convolveExamples,
+    .reach = { "half of each kernel: of n taps n / 2 pixels to the left or up, (n - 1) / 2 to the right or "
+               "down; n / 2 there too with \"Reflected\" padding",
+               reachOfKernels }
 };
 
 } // namespace miravex

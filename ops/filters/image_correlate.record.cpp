@@ -46,8 +46,17 @@ constexpr Result correlateResults[] = {
     { ResultKind::Image,
       "real32; (rows - kernel rows + 1) x (columns - kernel columns + 1)",
       Layout::Plain,
-      { "padding", "None" } },
-    { ResultKind::Image, "same size, real32, colour space unspecified" },
+      { "padding", "None" },
+      [](const CallView& call) {
+          return withType(withSides(likeImage(call), call.rows("image") - call.rows("kernel") + 1,
+                                    call.columns("image") - call.columns("kernel") + 1),
+                          PixelTypeReal32);
+      } },
+    { ResultKind::Image,
+      "same size, real32, colour space unspecified",
+      Layout::Plain,
+      {},
+      [](const CallView& call) { return withType(likeImage(call), PixelTypeReal32); } },
 };
 constexpr Word correlateWords[] = { "@gray", "@template", "--distance", "CorrelationDistance" };
 constexpr Example correlateExamples[] = { { "Where in a photo a piece of it comes from: the darkest pixel",
@@ -61,6 +70,8 @@ MIRAVEX_RECORD(imageCorrelate) { .summary = "Compares a small picture with every
                                  .source = "J. Lewis, \"Fast normalized cross-correlation\", 1995",
                                  .constraints = correlateConstraints,
                                  .limits = correlateLimits,
-                                 .examples = correlateExamples };
+                                 .examples = correlateExamples,
+                                 .reach = { "the whole picture: its sums are products of Fourier transforms, "
+                                            "whose rounding goes beyond the kernel" } };
 
 } // namespace miravex

@@ -19,7 +19,12 @@ constexpr Argument demosaicArguments[] = {
         .byDefault("RGGB"),
 };
 constexpr Result demosaicResults[] = { { ResultKind::Image,
-                                         "same size, red, green and blue bytes, colour space unspecified" } };
+                                         "same size, red, green and blue bytes, colour space unspecified",
+                                         Layout::Plain,
+                                         {},
+                                         [](const CallView& call) {
+                                             return withChannels(likeImage(call), 3);
+                                         } } };
 constexpr Constraint demosaicConstraints[] = {
     { "image",
       { "rows of at most {} pixels", std::numeric_limits<int>::max() / (3 * bounds::demosaicRows) },
@@ -35,12 +40,16 @@ constexpr Example demosaicExamples[] = { { "The raw picture of a camera in colou
 
 } // namespace
 
-MIRAVEX_RECORD(imageDemosaic) { .summary = "Makes a colour picture of a Bayer mosaic",
-                                .arguments = demosaicArguments,
-                                .results = demosaicResults,
-                                .source = "B. Bayer, \"Color imaging array\", US patent 3971065, 1976",
-                                .constraints = demosaicConstraints,
-                                .limits = demosaicLimits,
-                                .examples = demosaicExamples };
+MIRAVEX_RECORD(imageDemosaic) {
+    .summary = "Makes a colour picture of a Bayer mosaic",
+    .arguments = demosaicArguments,
+    .results = demosaicResults,
+    .source = "B. Bayer, \"Color imaging array\", US patent 3971065, 1976",
+    .constraints = demosaicConstraints,
+    .limits = demosaicLimits,
+    .examples = demosaicExamples,
+    .reach = { "1 pixel to each side; 2 from the outermost pixels, which repeat those beside them",
+               [](const CallView&) { return Reach::around(2); } }
+};
 
 } // namespace miravex

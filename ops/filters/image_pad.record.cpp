@@ -42,8 +42,24 @@ constexpr Constraint padConstraints[] = {
                                 cut(call, "left") + cut(call, "right"));
       } },
 };
-constexpr Result padResults[] = { { ResultKind::Image,
-                                    "with its margins, same pixel type and colour space" } };
+ImageFacts padded(const CallView& call)
+{
+    return withSides(likeImage(call), call.rows("image") + cut(call, "top") + cut(call, "bottom"),
+                     call.columns("image") + cut(call, "left") + cut(call, "right"));
+}
+/// Margins alone look at other pixels: towards the picture, as far as it takes to fold them back.
+Reach reachOfMargins(const CallView& call)
+{
+    const Word padding = call.text("padding");
+    const int64_t times = padding == "Fixed" ? 1 : padding == "Reflected" || padding == "Reversed" ? 2 : 0;
+    return { .above = times * cut(call, "bottom"),
+             .below = times * cut(call, "top"),
+             .left = times * cut(call, "right"),
+             .right = times * cut(call, "left") };
+}
+constexpr Result padResults[] = {
+    { ResultKind::Image, "with its margins, same pixel type and colour space", Layout::Plain, {}, padded }
+};
 constexpr Text padLimits[] = {
     { "Margins that add more than {} samples are refused, and so are sides of more than {} pixels.",
       bounds::resultSamples, std::numeric_limits<int>::max() },
@@ -63,7 +79,10 @@ MIRAVEX_RECORD(imagePad) {
     .source = "copies of the edge, of reflections, of the picture itself, or one colour",
     .constraints = padConstraints,
     .limits = padLimits,
-    .examples = padExamples
+    .examples = padExamples,
+    .reach = { "its own pixel; from margins up to their width inwards with \"Fixed\" padding, up to twice "
+               "that with reflections",
+               reachOfMargins }
 };
 
 } // namespace miravex

@@ -48,7 +48,8 @@ MIRAVEX_RECORD(imagePerspectiveTransformation) {
     .source = "R. Hartley, A. Zisserman, \"Multiple view geometry in computer vision\", 2004",
     .constraints = perspectiveConstraints,
     .limits = perspectiveLimits,
-    .examples = perspectiveExamples
+    .examples = perspectiveExamples,
+    .reach = resampledReach
 };
 
 } // namespace miravex

@@ -35,7 +35,28 @@ constexpr Constraint binarizeConstraints[] = {
                                     lowInt32(call.integer("radius")));
       } },
 };
-constexpr Result binarizeResults[] = { { ResultKind::Image, "same size, bits, colour space unspecified" } };
+/// Means and deviations come of running sums, whose rounding is carried on along rows and columns. Sums of
+/// bits, and of whole numbers beyond the edge, are exact.
+Reach reachOfWindow(const CallView& call)
+{
+    const auto weights = call.reals("coefficients");
+    if (weights.size() == 3 && weights[0] == 0 && weights[1] == 0) return Reach::around(0);
+    const Reach window = reachOfRadius(call);
+    const double fill = call.text("padding") == "Constant" ? call.real("padding_value") : 0;
+    const bool exact = call.pixelType("image") == PixelTypeBit && (fill == 0 || fill == 1);
+    if (exact) return window;
+    if (call.text("padding") == "Periodic") return {};
+    return {
+        .above = Reach::toTheEdge, .below = window.below, .left = Reach::toTheEdge, .right = window.right
+    };
+}
+constexpr Result binarizeResults[] = { { ResultKind::Image,
+                                         "same size, bits, colour space unspecified",
+                                         Layout::Plain,
+                                         {},
+                                         [](const CallView& call) {
+                                             return withType(likeImage(call), PixelTypeBit);
+                                         } } };
 constexpr Text binarizeLimits[] = {
     { "Windows that read a margin of more than {} samples are refused.", bounds::marginSamples },
     "With the paddings \"Constant\" and \"Periodic\" the mean sees the padding, the deviation reflections.",
@@ -56,7 +77,10 @@ MIRAVEX_RECORD(localAdaptiveBinarize) {
     .source = "J. Sauvola, M. Pietikainen, \"Adaptive document image binarization\", 2000",
     .constraints = binarizeConstraints,
     .limits = binarizeLimits,
-    .examples = binarizeExamples
+    .examples = binarizeExamples,
+    .reach = { "radius pixels to each side; but for bits, the rounding of running sums comes from everything "
+               "above and to the left besides, and with \"Periodic\" padding from everywhere",
+               reachOfWindow }
 };
 
 } // namespace miravex

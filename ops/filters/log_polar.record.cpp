@@ -90,7 +90,8 @@ MIRAVEX_RECORD(logPolarCV) {
     .source = "E. Schwartz, \"Spatial mapping in the primate sensory projection\", 1977",
     .constraints = logPolarCvConstraints,
     .limits = logPolarCvLimits,
-    .examples = logPolarCvExamples
+    .examples = logPolarCvExamples,
+    .reach = { "the whole picture, which is turned inside out" }
 };
 
 MIRAVEX_RECORD(logPolarRemap) {
@@ -100,7 +101,8 @@ MIRAVEX_RECORD(logPolarRemap) {
     .source = "E. Schwartz, \"Spatial mapping in the primate sensory projection\", 1977",
     .constraints = logPolarRemapConstraints,
     .limits = logPolarRemapLimits,
-    .examples = logPolarRemapExamples
+    .examples = logPolarRemapExamples,
+    .reach = { "the whole picture, which is turned inside out" }
 };
 
 } // namespace miravex

@@ -16,7 +16,9 @@ constexpr Argument medianArguments[] = {
         .low32Bits()
         .byDefault(2),
 };
-constexpr Result medianResults[] = { { ResultKind::Image, "same size, pixel type and colour space" } };
+constexpr Result medianResults[] = {
+    { ResultKind::Image, "same size, pixel type and colour space", Layout::Plain, {}, likeImage }
+};
 constexpr Constraint medianConstraints[] = {
     { "radius",
       { "a radius of at most {}", std::numeric_limits<int>::max() },
@@ -43,7 +45,11 @@ MIRAVEX_RECORD(medianFilter) {
               "S. Perreault, P. Hebert, \"Median filtering in constant time\", 2007",
     .constraints = medianConstraints,
     .limits = medianLimits,
-    .examples = medianExamples
+    .examples = medianExamples,
+    .reach = { "radius pixels to each side",
+               [](const CallView& call) {
+                   return Reach::around(bounds::medianRadius(call.integer("radius")));
+               } }
 };
 
 } // namespace miravex

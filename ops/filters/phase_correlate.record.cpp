@@ -49,7 +49,8 @@ MIRAVEX_RECORD(phaseCorrelate) {
     .source = "C. Kuglin, D. Hines, \"The phase correlation image alignment method\", 1975",
     .constraints = phaseConstraints,
     .limits = phaseLimits,
-    .examples = phaseExamples
+    .examples = phaseExamples,
+    .reach = { "the whole picture" }
 };
 
 } // namespace miravex

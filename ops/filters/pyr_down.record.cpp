@@ -42,8 +42,27 @@ constexpr Constraint pyrDownConstraints[] = {
           return bounds::isHalfOf(lowInt32(call.integer("height")), call.rows("image"));
       } },
 };
-constexpr Result pyrDownResults[] = { { ResultKind::Image,
-                                        "height x width, same pixel type and colour space" } };
+/// Asked for no pixels, OpenCV halves by itself.
+ImageFacts halved(const CallView& call)
+{
+    const int height = lowInt32(call.integer("height")), width = lowInt32(call.integer("width"));
+    if (int64_t { height } * width > 0) return withSides(likeImage(call), height, width);
+    return withSides(likeImage(call), (call.rows("image") + 1) / 2, (call.columns("image") + 1) / 2);
+}
+/// Two pixels, which a place beyond the edge, where the result has one pixel more than half, finds folded
+/// back.
+Reach reachOfHalving(const CallView& call)
+{
+    const ImageFacts half = halved(call);
+    const auto backwards = [](int64_t halfSide, int64_t side) { return 2 * halfSide - side > 1 ? 4 : 2; };
+    return { .above = backwards(half.rows, call.rows("image")),
+             .below = 2,
+             .left = backwards(half.columns, call.columns("image")),
+             .right = 2 };
+}
+constexpr Result pyrDownResults[] = {
+    { ResultKind::Image, "height x width, same pixel type and colour space", Layout::Plain, {}, halved }
+};
 constexpr Text pyrDownLimits[] = { "The padding \"None\" is accepted and then refused by OpenCV itself." };
 constexpr Word pyrDownWords[] = { "@photo" };
 constexpr Example pyrDownExamples[] = { { "A photo at half its size", pyrDownWords } };
@@ -57,7 +76,8 @@ MIRAVEX_RECORD(pyrDown) {
     .source = "P. Burt, E. Adelson, \"The Laplacian pyramid as a compact image code\", 1983",
     .constraints = pyrDownConstraints,
     .limits = pyrDownLimits,
-    .examples = pyrDownExamples
+    .examples = pyrDownExamples,
+    .reach = { "2 pixels to each side of twice its row and column", reachOfHalving }
 };
 
 } // namespace miravex

@@ -29,7 +29,9 @@ constexpr Argument meanShiftArguments[] = {
         .low32Bits()
         .byDefault(5),
 };
-constexpr Result meanShiftResults[] = { { ResultKind::Image, "same size, bytes, colour space unspecified" } };
+constexpr Result meanShiftResults[] = {
+    { ResultKind::Image, "same size, bytes, colour space unspecified", Layout::Plain, {}, likeImage }
+};
 constexpr Constraint meanShiftConstraints[] = {
     { "max_level",
       { "at most {}", bounds::meanShiftLevels },
@@ -64,7 +66,8 @@ MIRAVEX_RECORD(pyrMeanShiftFilter) {
     .source = "D. Comaniciu, P. Meer, \"Mean shift: a robust approach toward feature space analysis\", 2002",
     .constraints = meanShiftConstraints,
     .limits = meanShiftLimits,
-    .examples = meanShiftExamples
+    .examples = meanShiftExamples,
+    .reach = { "the whole picture: each pixel sees what became of those before it" }
 };
 
 } // namespace miravex

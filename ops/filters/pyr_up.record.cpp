@@ -32,8 +32,23 @@ constexpr Constraint pyrUpConstraints[] = {
           return bounds::isDoubleOf(lowInt32(call.integer("height")), call.rows("image"));
       } },
 };
-constexpr Result pyrUpResults[] = { { ResultKind::Image,
-                                      "height x width, same pixel type and colour space" } };
+ImageFacts doubled(const CallView& call)
+{
+    return withSides(likeImage(call), lowInt32(call.integer("height")), lowInt32(call.integer("width")));
+}
+/// One pixel; one more from a row or column beyond twice the size, which repeats the one before it.
+Reach reachOfDoubling(const CallView& call)
+{
+    const ImageFacts twice = doubled(call);
+    const auto backwards = [](int64_t doubledSide, int64_t side) { return doubledSide > 2 * side ? 2 : 1; };
+    return { .above = backwards(twice.rows, call.rows("image")),
+             .below = 1,
+             .left = backwards(twice.columns, call.columns("image")),
+             .right = 1 };
+}
+constexpr Result pyrUpResults[] = {
+    { ResultKind::Image, "height x width, same pixel type and colour space", Layout::Plain, {}, doubled }
+};
 constexpr Word pyrUpWords[] = { "@small" };
 constexpr Example pyrUpExamples[] = { { "A small photo at twice its size", pyrUpWords } };
 
@@ -45,7 +60,8 @@ MIRAVEX_RECORD(pyrUp) {
     .results = pyrUpResults,
     .source = "P. Burt, E. Adelson, \"The Laplacian pyramid as a compact image code\", 1983",
     .constraints = pyrUpConstraints,
-    .examples = pyrUpExamples
+    .examples = pyrUpExamples,
+    .reach = { "1 pixel to each side of half its row and column", reachOfDoubling }
 };
 
 } // namespace miravex

@@ -25,6 +25,9 @@ inline constexpr Constraint integerRadius {
     [](const CallView& call) { return bounds::reaches(call.integer("radius")); },
 };
 
+/// A radius as far as it is looked at.
+inline Reach reachOfRadius(const CallView& call) { return Reach::around(lowInt32(call.integer("radius"))); }
+
 /// OpenCV counts the samples of this image in int.
 inline constexpr Constraint indexedImage {
     "image",
@@ -50,7 +53,24 @@ inline constexpr Argument resamplingPadding =
         .byDefault("Constant");
 inline constexpr Argument paddingColor =
     records::reals("color", "colour of \"Constant\" padding, in the units of the samples")
-        .shaped({ exactly(3) });
+        .shaped({ exactly(3) })
+        .byDefault(Zeros {});
+
+/// The pixels that a value between them is made of, from the one above and to the left of the position; one
+/// more on the other sides, as positions are rounded first.
+inline Reach reachOfResampling(const CallView& call)
+{
+    const std::string_view method = call.text("interpolation");
+    if (method == "Nearest") return { .above = 0, .below = 1, .left = 0, .right = 1 };
+    if (method == "Cubic") return { .above = 1, .below = 3, .left = 1, .right = 3 };
+    if (method == "Lanczos4") return { .above = 3, .below = 5, .left = 3, .right = 5 };
+    return { .above = 0, .below = 2, .left = 0, .right = 2 };
+}
+inline constexpr ReachRule resampledReach {
+    "from the position that is looked up: the nearest pixel, or 2 x 2 (\"Linear\", \"Area\"), 4 x 4 "
+    "(\"Cubic\") or 8 x 8 pixels (\"Lanczos4\") around it",
+    reachOfResampling, true
+};
 
 inline constexpr Constraint resampledSides {
     "image",
@@ -68,7 +88,11 @@ inline constexpr Text resampledNoneLimit {
 };
 
 inline constexpr Result resampledResults[] = {
-    { ResultKind::Image, "same size and type (bits become bytes), colour space unspecified" },
+    { ResultKind::Image,
+      "same size and type (bits become bytes), colour space unspecified",
+      Layout::Plain,
+      {},
+      records::likeImageResampled },
 };
 
 } // namespace miravex::filter_records

@@ -35,6 +35,7 @@ MIRAVEX_RECORD(remapTensor) { .summary = "Looks every pixel up at a position of 
                               .source = "G. Wolberg, \"Digital image warping\", 1990",
                               .constraints = remapConstraints,
                               .limits = remapLimits,
-                              .examples = remapExamples };
+                              .examples = remapExamples,
+                              .reach = resampledReach };
 
 } // namespace miravex

@@ -41,7 +41,13 @@ constexpr Constraint constraints[] = {
               <= std::max(call.rows("frames"), call.columns("frames"));
       } },
 };
-constexpr Result results[] = { { ResultKind::Sequence, "the frames, shifted; colour space unspecified" } };
+constexpr Result results[] = { { ResultKind::Sequence,
+                                 "the frames, shifted; colour space unspecified",
+                                 Layout::Plain,
+                                 {},
+                                 [](const CallView& call) {
+                                     return call.image("frames").value_or(ImageFacts());
+                                 } } };
 constexpr Word words[] = { "@exposures" };
 constexpr Example examples[] = { { "An exposure bracket aligned", words } };
 

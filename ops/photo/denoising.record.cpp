@@ -159,7 +159,20 @@ constexpr Text sequenceLimits[] = {
 
 // --- arguments and records ------------------------------------------------------------------------------
 
-constexpr Result results[] = { { ResultKind::Image, "same size, bytes, colour space unspecified" } };
+constexpr Result results[] = {
+    { ResultKind::Image, "same size, bytes, colour space unspecified", Layout::Plain, {}, likeImage }
+};
+constexpr Result frameResults[] = {
+    { ResultKind::Image, "same size, bytes, colour space unspecified", Layout::Plain, {}, likeFrame }
+};
+constexpr ReachRule windowsReach {
+    "half of the template and half of the search window to each side, (template_window - 1) / 2 + "
+    "(search_window - 1) / 2 pixels",
+    [](const CallView& call) {
+        return Reach::around(lowInt32(call.integer("template_window")) / 2
+                             + lowInt32(call.integer("search_window")) / 2);
+    },
+};
 
 constexpr Argument grayArguments[] = {
     image("image", "picture to denoise; colour is denoised as a whole")
@@ -216,7 +229,8 @@ MIRAVEX_RECORD(fastNlMeansDenoising) {
     .source = source,
     .constraints = grayConstraints,
     .limits = imageLimits,
-    .examples = grayExamples
+    .examples = grayExamples,
+    .reach = windowsReach
 };
 
 MIRAVEX_RECORD(fastNlMeansDenoisingColored) {
@@ -226,27 +240,30 @@ MIRAVEX_RECORD(fastNlMeansDenoisingColored) {
     .source = source,
     .constraints = coloredConstraints,
     .limits = imageLimits,
-    .examples = coloredExamples
+    .examples = coloredExamples,
+    .reach = windowsReach
 };
 
 MIRAVEX_RECORD(fastNlMeansDenoisingMulti) {
     .summary = "Removes noise from one frame with the help of the frames around it",
     .arguments = multiArguments,
-    .results = results,
+    .results = frameResults,
     .source = source,
     .constraints = multiConstraints,
     .limits = sequenceLimits,
-    .examples = multiExamples
+    .examples = multiExamples,
+    .reach = windowsReach
 };
 
 MIRAVEX_RECORD(fastNlMeansDenoisingColoredMulti) {
     .summary = "Removes noise from lightness and colour of one frame with the help of the frames around it",
     .arguments = coloredMultiArguments,
-    .results = results,
+    .results = frameResults,
     .source = source,
     .constraints = coloredMultiConstraints,
     .limits = sequenceLimits,
-    .examples = coloredMultiExamples
+    .examples = coloredMultiExamples,
+    .reach = windowsReach
 };
 
 } // namespace miravex

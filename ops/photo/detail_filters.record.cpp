@@ -37,7 +37,9 @@ constexpr Text convolutionLimits[] = {
     "black, "
     "which spreads: OpenCV divides by zero there.",
 };
-constexpr Result results[] = { { ResultKind::Image, "same size, bytes, colour space unspecified" } };
+constexpr Result results[] = {
+    { ResultKind::Image, "same size, bytes, colour space unspecified", Layout::Plain, {}, likeImage }
+};
 
 constexpr Argument enhanceArguments[] = { picture, spatialSigma(10), rangeSigma(0.15) };
 constexpr Word enhanceWords[] = { "@photo" };
@@ -67,15 +69,20 @@ MIRAVEX_RECORD(detailEnhance) { .summary = "Strengthens the detail of a picture"
                                 .results = results,
                                 .source = source,
                                 .constraints = constraints,
-                                .examples = enhanceExamples };
+                                .examples = enhanceExamples,
+                                .reach = {
+                                    "the whole picture: rows and columns are filtered from end to end" } };
 
-MIRAVEX_RECORD(edgePreservingFilter) { .summary = "Smooths a picture while it keeps its edges",
-                                       .arguments = edgeArguments,
-                                       .results = results,
-                                       .source = source,
-                                       .constraints = constraints,
-                                       .limits = convolutionLimits,
-                                       .examples = edgeExamples };
+MIRAVEX_RECORD(edgePreservingFilter) {
+    .summary = "Smooths a picture while it keeps its edges",
+    .arguments = edgeArguments,
+    .results = results,
+    .source = source,
+    .constraints = constraints,
+    .limits = convolutionLimits,
+    .examples = edgeExamples,
+    .reach = { "the whole picture: rows and columns are filtered from end to end" }
+};
 
 MIRAVEX_RECORD(stylization) { .summary = "Makes a photo look painted: flat areas and dark outlines",
                               .arguments = stylizeArguments,
@@ -83,6 +90,8 @@ MIRAVEX_RECORD(stylization) { .summary = "Makes a photo look painted: flat areas
                               .source = source,
                               .constraints = constraints,
                               .limits = convolutionLimits,
-                              .examples = stylizeExamples };
+                              .examples = stylizeExamples,
+                              .reach = {
+                                  "the whole picture: rows and columns are filtered from end to end" } };
 
 } // namespace miravex

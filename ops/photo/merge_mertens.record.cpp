@@ -11,7 +11,11 @@ constexpr Argument arguments[] = {
 };
 constexpr Constraint constraints[] = { framesFit };
 constexpr Result results[] = {
-    { ResultKind::Image, "rows x columns, 32-bit reals of about 0 to 1, colour space unspecified" },
+    { ResultKind::Image,
+      "rows x columns, 32-bit reals of about 0 to 1, colour space unspecified",
+      Layout::Plain,
+      {},
+      [](const CallView& call) { return withType(likeFrame(call), PixelTypeReal32); } },
 };
 constexpr Word words[] = { "@exposures" };
 constexpr Example examples[] = { { "A bracket fused without its exposure times", words } };
@@ -24,7 +28,8 @@ MIRAVEX_RECORD(mergeMertens) {
     .results = results,
     .source = "T. Mertens, J. Kautz, F. Van Reeth, \"Exposure fusion\", 2007",
     .constraints = constraints,
-    .examples = examples
+    .examples = examples,
+    .reach = { "the whole picture, through pyramids as high as it allows" }
 };
 
 } // namespace miravex

@@ -17,7 +17,11 @@ constexpr Argument arguments[] = {
 };
 constexpr Constraint constraints[] = { framesFit };
 constexpr Result results[] = {
-    { ResultKind::Image, "rows x columns, 32-bit reals of high dynamic range, colour space unspecified" },
+    { ResultKind::Image,
+      "rows x columns, 32-bit reals of high dynamic range, colour space unspecified",
+      Layout::Plain,
+      {},
+      [](const CallView& call) { return withType(likeFrame(call), PixelTypeReal32); } },
 };
 constexpr Example examples[] = { { "A bracket as one picture of high dynamic range", bracketWords } };
 
@@ -29,7 +33,8 @@ MIRAVEX_RECORD(mergeDebevec) {
     .results = results,
     .source = debevecSource,
     .constraints = constraints,
-    .examples = examples
+    .examples = examples,
+    .reach = { "its own pixel in every frame", [](const CallView&) { return Reach::around(0); } }
 };
 
 MIRAVEX_RECORD(mergeRobertson) {
@@ -38,7 +43,8 @@ MIRAVEX_RECORD(mergeRobertson) {
     .results = results,
     .source = robertsonSource,
     .constraints = constraints,
-    .examples = examples
+    .examples = examples,
+    .reach = { "its own pixel in every frame", [](const CallView&) { return Reach::around(0); } }
 };
 
 } // namespace miravex

@@ -60,7 +60,11 @@ constexpr Constraint constraints[] = {
       } },
 };
 constexpr Result results[] = {
-    { ResultKind::Image, "same size, 32-bit reals, colour space unspecified; only Durand may exceed 0 to 1" },
+    { ResultKind::Image,
+      "same size, 32-bit reals, colour space unspecified; only Durand may exceed 0 to 1",
+      Layout::Plain,
+      {},
+      likeImage },
 };
 constexpr Text limits[] = {
     { "\"Durand\" with a space sigma above {}, or with more than {} samples in all windows of its filter, is "
@@ -90,7 +94,8 @@ MIRAVEX_RECORD(tonemap) {
         "Durand, J. Dorsey, 2002; E. Reinhard, K. Devlin, 2005; R. Mantiuk et al., 2006",
     .constraints = constraints,
     .limits = limits,
-    .examples = examples
+    .examples = examples,
+    .reach = { "the whole picture, whose darkest and brightest samples set the scale" }
 };
 
 } // namespace miravex

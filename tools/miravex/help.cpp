@@ -149,6 +149,9 @@ void printOperation(const Operation& operation)
     printArguments(operation);
     printOutputOptions(operation);
     printResults(operation);
+    if (takesPictures(operation))
+        printTexts("Reach (how far from its place a pixel of the result looks)",
+                   { std::string(operation.reach.text) });
     std::vector<std::string> rules;
     for (const Constraint& constraint : operation.constraints)
         rules.push_back(fmt::format("{}: {}", constraint.argument, constraint.text.str()));

@@ -112,17 +112,6 @@ std::optional<PixelType> pixelTypeOf(const py::dtype& type)
     return {};
 }
 
-py::dtype dtypeOf(PixelType type)
-{
-    switch (type) {
-    case PixelTypeBit: return py::dtype::of<bool>();
-    case PixelTypeByte: return py::dtype::of<std::uint8_t>();
-    case PixelTypeBit16: return py::dtype::of<std::uint16_t>();
-    case PixelTypeReal32: return py::dtype::of<float>();
-    default: return py::dtype::of<double>();
-    }
-}
-
 /// Up to this many samples per pixel, the last of three axes is taken for channels where an image may be a
 /// picture or a sequence.
 constexpr py::ssize_t mostChannels = 4;
@@ -212,6 +201,25 @@ std::optional<double> realNumberOf(const py::handle& object)
     return {};
 }
 
+/// An array of objects, with its first entry that is no number, such as one with a free symbol.
+std::string describeObjects(const py::array& objects)
+{
+    const std::string whole = describeArray(objects);
+    py::ssize_t position = 0;
+    for (const py::handle object : objects.attr("flat")) {
+        if (!realNumberOf(object)) {
+            const py::object place = py::module_::import("numpy").attr("unravel_index")(
+                position, py::make_tuple(objects.attr("shape"))[0]);
+            std::vector<std::string> indices;
+            for (const py::handle index : place) indices.push_back(std::to_string(index.cast<int64_t>()));
+            return fmt::format("{}, whose entry [{}] is {}", whole, fmt::join(indices, ", "),
+                               wordsFor(object));
+        }
+        ++position;
+    }
+    return whole;
+}
+
 Value integerOf(const Argument& argument, const py::object& object)
 {
     if (py::isinstance<py::bool_>(object)) return object.cast<bool>();
@@ -282,7 +290,10 @@ py::array elementsOf(std::string_view name, Kind kind, const py::object& object)
         given = (reals ? numbersOf(given, realNumberOf) : numbersOf(given, wholeNumberOf)).value_or(given);
     const char type = given.dtype().kind();
     const bool isNumber = type == 'b' || type == 'i' || type == 'u' || type == 'f';
-    if (!isNumber) refuse(name, given.ndim() == 0 ? wordsFor(object) : describeArray(given), expected);
+    if (!isNumber) {
+        const auto describe = type == 'O' ? describeObjects : describeArray;
+        refuse(name, given.ndim() == 0 ? wordsFor(object) : describe(given), expected);
+    }
     if (given.ndim() == 0) given = given.attr("reshape")(1);
     const py::module_ numpy = py::module_::import("numpy");
     const py::dtype wanted = reals ? py::dtype::of<double>() : py::dtype::of<int64_t>();
@@ -326,6 +337,25 @@ TensorPointer wrappedTensor(const Argument& argument, const py::object& object)
     return tensor;
 }
 
+/// A table with one number for each pixel, of which records look at the sizes alone.
+bool isPerPixel(const Argument& argument)
+{
+    const TensorRule& rule = argument.tensor;
+    return rule.rank == 2 && rule.shape[0].of == Extent::Of::Rows && rule.shape[1].of == Extent::Of::Columns
+        && !rule.minimumElement.present && !rule.maximumElement.present;
+}
+
+/// A tensor of an array's sizes over no elements.
+TensorPointer outlineOf(const Argument& argument, const py::object& object)
+{
+    const py::array array = anyArray(argument.name, object, "an array of real numbers");
+    auto tensor = std::make_shared<Tensor>();
+    tensor->elementType = argument.kind == Kind::RealTensor ? TensorTypeReal : TensorTypeInteger;
+    tensor->dimensions = dimensionsOf(array);
+    tensor->block = Block::wrapping(nullptr, static_cast<std::size_t>(array.size()) * sizeof(double), {});
+    return tensor;
+}
+
 /// Numeric arrays that are rewritten are results of the call, so they are never copied.
 ArrayPointer numericArrayOf(const Argument& argument, const py::object& object)
 {
@@ -356,8 +386,19 @@ template <typename Object> py::capsule capsuleOf(std::shared_ptr<Object> object)
 
 } // namespace
 
+py::dtype dtypeOf(PixelType type)
+{
+    switch (type) {
+    case PixelTypeBit: return py::dtype::of<bool>();
+    case PixelTypeByte: return py::dtype::of<std::uint8_t>();
+    case PixelTypeBit16: return py::dtype::of<std::uint16_t>();
+    case PixelTypeReal32: return py::dtype::of<float>();
+    default: return py::dtype::of<double>();
+    }
+}
+
 ImagePointer imageOf(const std::string& name, const ImageRule& rule, const py::object& object,
-                     const py::object& colorSpace)
+                     const py::object& colorSpace, bool factsOnly)
 {
     constexpr auto types = "an image of bool, uint8, uint16, float32 or float64";
     const std::string axes = rule.rank == 2 ? " with axes (rows, columns) or (rows, columns, channels)"
@@ -366,6 +407,8 @@ ImagePointer imageOf(const std::string& name, const ImageRule& rule, const py::o
     const std::string expected = types + axes;
     const py::array given = anyArray(name, object, expected);
     const auto type = pixelTypeOf(given.dtype());
+    if (given.dtype().kind() == 'O')
+        refuse(name, describeObjects(given), expected, "numpy.array(M, dtype=numpy.uint8)");
     if (!type) {
         const bool isInteger = given.dtype().kind() == 'i' || given.dtype().kind() == 'u';
         const char* target = isInteger ? "uint8" : given.dtype().kind() == 'f' ? "float32" : nullptr;
@@ -373,7 +416,7 @@ ImagePointer imageOf(const std::string& name, const ImageRule& rule, const py::o
                target ? fmt::format("{}.astype(numpy.{})", name, target) : "");
     }
     const ImageShape shape = shapeOf(name, rule, given, expected);
-    const py::array samples = plain(given);
+    const py::array samples = factsOnly ? given : plain(given);
     return wrapImage(shape, *type, colorSpaceOf(colorSpaceFor(name, colorSpace), shape.channels),
                      shape.channels > 1, const_cast<void*>(samples.data()), keeper(samples));
 }
@@ -394,13 +437,15 @@ Value valueOf(const Argument& argument, const py::object& object, const Reading&
     case Kind::Boolean: return booleanOf(argument, object);
     case Kind::String: return textOf(argument, object);
     case Kind::Image: {
-        ImagePointer image = imageOf(std::string(argument.name), argument.image, object, reading.colorSpace);
-        if (argument.rewritten && !reading.inPlace)
+        ImagePointer image = imageOf(std::string(argument.name), argument.image, object, reading.colorSpace,
+                                     reading.factsOnly);
+        if (argument.rewritten && !reading.inPlace && !reading.factsOnly)
             image = convertImage(*image, image->pixelType, image->interleaved);
         return image;
     }
     case Kind::RealTensor:
     case Kind::IntegerTensor:
+        if (reading.factsOnly && isPerPixel(argument)) return outlineOf(argument, object);
         if (argument.rewritten && reading.inPlace) return wrappedTensor(argument, object);
         return tensorOf(std::string(argument.name), argument.kind, object);
     case Kind::NumericArray: return numericArrayOf(argument, object);
@@ -433,6 +478,15 @@ py::array arrayOf(const TensorPointer& tensor)
         tensor->elementType == TensorTypeReal ? py::dtype::of<double>() : py::dtype::of<int64_t>();
     const std::vector<py::ssize_t> sizes(tensor->dimensions.begin(), tensor->dimensions.end());
     return { type, sizes, tensor->block.data(), capsuleOf(tensor) };
+}
+
+py::object scalarOf(const Value& value)
+{
+    if (const auto* integer = std::get_if<int64_t>(&value)) return py::int_(*integer);
+    if (const auto* real = std::get_if<double>(&value)) return py::float_(*real);
+    if (const auto* flag = std::get_if<bool>(&value)) return py::bool_(*flag);
+    if (const auto* text = std::get_if<std::string>(&value)) return py::cast(*text);
+    return py::none();
 }
 
 py::object objectOf(const Value& result)

@@ -29,6 +29,8 @@ public:
 struct Reading {
     pybind11::object colorSpace; ///< None, a name, a code, or a mapping of argument names to these
     bool inPlace = false; ///< arrays that the library rewrites are handed over themselves
+    bool factsOnly =
+        false; ///< sizes and types alone are wanted: no sample is read, so that arrays may be views of one
 };
 
 /// The value that a Python object stands for as this argument; absent for None. C-contiguous arrays of
@@ -36,9 +38,16 @@ struct Reading {
 /// is accepted.
 Value valueOf(const Argument& argument, const pybind11::object& object, const Reading& reading);
 
-/// An image that an array holds, of the rank that `rule` wants.
+/// An image that an array holds, of the rank that `rule` wants; with `factsOnly` its samples are not to be
+/// read.
 ImagePointer imageOf(const std::string& name, const ImageRule& rule, const pybind11::object& object,
-                     const pybind11::object& colorSpace);
+                     const pybind11::object& colorSpace, bool factsOnly = false);
+
+/// The type of arrays of such samples.
+pybind11::dtype dtypeOf(PixelType type);
+
+/// A number, a flag or a text; None for anything else.
+pybind11::object scalarOf(const Value& value);
 
 /// A tensor over a copy of a sequence's or array's elements.
 TensorPointer tensorOf(const std::string& name, Kind kind, const pybind11::object& object);

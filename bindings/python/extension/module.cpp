@@ -51,8 +51,9 @@ void refuseAny(const Operation& operation, const std::vector<Refusal>& refusals)
     throw Refused(fmt::format("{}: {}", snakeCase(operation.name), fmt::join(messages, "; ")));
 }
 
-/// Values in the library's order, complete and acceptable.
-std::vector<Value> valuesOf(const Operation& operation, const py::dict& arguments, const Reading& reading)
+/// Values in the library's order, complete and, when `checked`, acceptable.
+std::vector<Value> valuesOf(const Operation& operation, const py::dict& arguments, const Reading& reading,
+                            bool checked = true)
 {
     NamedValues named;
     for (const auto& [key, object] : arguments) {
@@ -67,7 +68,8 @@ std::vector<Value> valuesOf(const Operation& operation, const py::dict& argument
             throw Refused(fmt::format("{}: {}", snakeCase(operation.name), refused.what()));
         }
     }
-    Completed completed = acceptable(operation, std::move(named));
+    Completed completed =
+        checked ? acceptable(operation, std::move(named)) : complete(operation, std::move(named));
     refuseAny(operation, completed.refusals);
     return std::move(completed.values);
 }
@@ -111,6 +113,47 @@ py::tuple callByName(std::string_view name, const py::dict& arguments, const py:
     const std::string failure = failureOf(operation, values, outcome);
     if (!failure.empty()) throw Failed(fmt::format("{}: {}", snakeCase(operation.name), failure));
     return py::make_tuple(objectOf(outcome.result), nameOf(resultOf(operation, values).layout));
+}
+
+py::object reachInto(int64_t pixels)
+{
+    if (pixels == Reach::toTheEdge) return py::none();
+    return py::int_(pixels);
+}
+
+/// Checks a call of which no sample is looked at, and says what it will give: the values of its numbers,
+/// flags and texts with their defaults, the reach on each side (None: to the edge), the result's kind and
+/// layout, and shape and type of a picture, where they are known. Unchecked, only what is missing is refused.
+py::dict examine(std::string_view name, const py::dict& arguments, const py::object& colorSpace, bool checked)
+{
+    const Operation& operation = operationOf(name);
+    const std::vector<Value> values = valuesOf(
+        operation, arguments, { .colorSpace = colorSpace, .inPlace = false, .factsOnly = true }, checked);
+    const CallView view = viewOf(operation, values);
+    py::dict scalars;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const py::object scalar = scalarOf(values[i]);
+        if (!scalar.is_none()) scalars[py::cast(operation.arguments[i].name)] = scalar;
+    }
+    const Result& result = resultOf(operation, values);
+    py::object shape = py::none(), type = py::none();
+    if (result.facts) {
+        const ImageFacts facts = result.facts(view);
+        py::list sizes;
+        if (facts.slices > 0) sizes.append(facts.slices);
+        sizes.append(facts.rows);
+        sizes.append(facts.columns);
+        if (facts.channels > 1) sizes.append(facts.channels);
+        shape = py::tuple(sizes);
+        type = dtypeOf(facts.pixelType);
+    }
+    const Reach reach = reachOf(view);
+    using namespace py::literals;
+    return py::dict("values"_a = scalars,
+                    "reach"_a = py::make_tuple(reachInto(reach.above), reachInto(reach.below),
+                                               reachInto(reach.left), reachInto(reach.right)),
+                    "kind"_a = nameOf(result.kind), "layout"_a = nameOf(result.layout), "shape"_a = shape,
+                    "dtype"_a = type);
 }
 
 /// A picture to draw on.
@@ -181,6 +224,8 @@ PYBIND11_MODULE(_miravex, module)
     addBatches(module, library());
     module.def("call", callByName, py::arg("name"), py::arg("arguments"), py::arg("colorspace") = py::none(),
                py::arg("inplace") = false);
+    module.def("examine", examine, py::arg("name"), py::arg("arguments"), py::arg("colorspace") = py::none(),
+               py::arg("checked") = true);
     module.def("can_draw", [](std::string_view layout) { return miravex::canDraw(layoutOf(layout)); });
     module.def("draw", drawLayout, py::arg("image"), py::arg("layout"), py::arg("rows"),
                py::arg("integers") = false);

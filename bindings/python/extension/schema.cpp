@@ -64,6 +64,8 @@ py::object defaultOf(const Argument& argument)
     if (const auto* number = std::get_if<double>(&argument.defaultValue)) return py::float_(*number);
     if (const auto* flag = std::get_if<bool>(&argument.defaultValue)) return py::bool_(*flag);
     if (const auto* word = std::get_if<std::string_view>(&argument.defaultValue)) return py::cast(*word);
+    if (std::holds_alternative<Zeros>(argument.defaultValue))
+        return py::tuple(py::cast(std::vector<double>(argument.tensor.fixedLength())));
     return py::none();
 }
 
@@ -152,6 +154,14 @@ void addOperation(py::module_& module)
                                    for (const Text& limit : o.limits) texts.append(limit.str());
                                    return py::tuple(texts);
                                })
+        .def_property_readonly("reach",
+                               [](const Operation& o) -> py::object {
+                                   if (!takesPictures(o)) return py::none();
+                                   return py::cast(o.reach.text);
+                               })
+        .def_property_readonly(
+            "is_bounded", [](const Operation& o) { return takesPictures(o) && o.reach.compute != nullptr; })
+        .def_property_readonly("looks_up", [](const Operation& o) { return o.reach.fromLookedUp; })
         .def_property_readonly("examples",
                                [](const Operation& o) {
                                    py::list examples;

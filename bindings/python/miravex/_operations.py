@@ -60,16 +60,23 @@ def _fitted(argument: Argument, value: Any) -> Any:
     return value
 
 
+def arguments_of(
+    record: Operation, known: inspect.Signature, args: tuple[Any, ...], kwargs: dict[str, Any]
+) -> tuple[dict[str, Any], Any, bool]:
+    """What a call was given: values by argument, colour spaces, and whether arrays may be rewritten."""
+    _check_names(record, known, kwargs)
+    given = known.bind(*args, **kwargs).arguments
+    colorspace = _colour_spaces(record, given.pop(COLORSPACE.name, None))
+    inplace = _flag(record, INPLACE.name, given.pop(INPLACE.name, False))
+    arguments = {parameter_name(argument): argument for argument in shown(record)}
+    return {arguments[name].name: _fitted(arguments[name], value) for name, value in given.items()}, colorspace, inplace
+
+
 def _function(record: Operation) -> Callable[..., Any]:
     known = signature(record)
-    arguments = {parameter_name(argument): argument for argument in shown(record)}
 
     def operation(*args: Any, **kwargs: Any) -> Any:
-        _check_names(record, known, kwargs)
-        given = known.bind(*args, **kwargs).arguments
-        colorspace = _colour_spaces(record, given.pop(COLORSPACE.name, None))
-        inplace = _flag(record, INPLACE.name, given.pop(INPLACE.name, False))
-        values = {arguments[name].name: _fitted(arguments[name], value) for name, value in given.items()}
+        values, colorspace, inplace = arguments_of(record, known, args, kwargs)
         return unpacked(*_miravex.call(record.name, values, colorspace, inplace))
 
     operation.__name__ = operation.__qualname__ = record.function

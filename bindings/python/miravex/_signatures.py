@@ -154,8 +154,10 @@ def docstring(record: Operation) -> str:
     for name, text in record.constraints:
         lines += _indented([f"{name} must be: {text}."])
     lines += ["MiravexError", *_indented(["The operation failed; the message says why, as far as OpenCV or the files tell."])]
-    if record.limits:
+    if record.reach or record.limits:
         lines += ["", "Notes", "-----"]
+        if record.reach:
+            lines += textwrap.wrap(f"How far from its place a pixel of the result looks: {record.reach}.", _WIDTH)
         for text in record.limits:
             lines += textwrap.wrap(sentence(text), _WIDTH)
     if record.source:

@@ -1,4 +1,4 @@
-"""Batch loading beyond one machine: :func:`miravex.load_images` as a lazy ``dask.array``.
+"""The operations on arrays of Dask, and batch loading beyond one machine.
 
 Dask's scheduler distributes the work, on the threads of this process or on the workers of a
 ``dask.distributed`` cluster; files must be readable under the same names on every worker. ::
@@ -9,74 +9,35 @@ Dask's scheduler distributes the work, on the threads of this process or on the 
     client = Client("scheduler:8786")
     array, failed = miravex.dask.load_images(paths, chunk=64)
     array, failed = dask.compute(array, failed)
+    smooth = miravex.dask.median_filter(dask.array.from_zarr("slide.zarr"), radius=3)
 """
 
 from __future__ import annotations
 
 import operator
-import threading
-from collections import Counter
-from collections.abc import Iterable, Iterator, Sequence
-from contextlib import contextmanager
+from collections.abc import Iterable, Sequence
 from typing import TYPE_CHECKING, Any
 
 import dask.array as da
 import numpy as np
 import numpy.typing as npt
-from dask import config
 from dask.delayed import delayed
-from dask.system import CPU_COUNT
 
-from ._miravex import get_threads, set_threads
+from . import _dask_operations, results
+from ._cluster import opencv_threads, tasks_at_once, threads_of_a_task
 from .loading import Batch, Colour, Layout, Path, batch_of, load_into, paths_of
 
 if TYPE_CHECKING:
+    from ._dask_operations import *
     from .loading import Array
 
-__all__ = ["load_images", "tasks_at_once"]
-
-_lock = threading.Lock()
-_running = 0
-_threads_before = 0
-
-
-@contextmanager
-def _opencv_threads(count: int) -> Iterator[None]:
-    """Sets OpenCV's threads, which are one number for the process, until the last task here is done."""
-    global _running, _threads_before
-    with _lock:
-        if _running == 0:
-            _threads_before = get_threads()
-        _running += 1
-        set_threads(count)
-    try:
-        yield
-    finally:
-        with _lock:
-            _running -= 1
-            if _running == 0:
-                set_threads(_threads_before)
-
-
-def tasks_at_once() -> int:
-    """The largest number of tasks that one machine works on side by side, as things stand: threads of the
-    workers that share it, or of this process when there is no cluster."""
-    try:
-        from distributed import default_client
-
-        workers = default_client().scheduler_info()["workers"].values()
-    except (ImportError, ValueError):
-        return int(config.get("num_workers", CPU_COUNT))
-    threads: Counter[str] = Counter()
-    for worker in workers:
-        threads[worker["host"]] += worker["nthreads"]
-    return max(threads.values(), default=1)
+__all__ = ["frame_of", "load_images", "tasks_at_once", "windows", *_dask_operations.__all__]
 
 
 def _load(names: Sequence[str], batch: Batch, together: int, threads: int | None) -> tuple[Array, list[int]]:
     """One task: a chunk of files."""
     array = np.empty((len(names), *batch.slot), dtype=np.float32)
-    with _opencv_threads(threads or max(1, CPU_COUNT // together)):
+    with opencv_threads(threads or threads_of_a_task(together)):
         return array, load_into(array, names, batch)
 
 
@@ -131,3 +92,53 @@ def load_images(
     if not parts:
         return da.zeros((0, *batch.slot), dtype=np.float32), delayed([])
     return da.concatenate(parts), delayed(_positions)(starts, failed)
+
+
+def windows(frames: Any, length: int, step: int = 1) -> Any:
+    """Windows of so many consecutive frames, as a stack of sequences: for operations on sequences.
+
+    ``frames`` has the frames first; window k begins with frame ``k * step``. Each window is a task's, so that
+    the frames of a film that lie in several of them are handed to each.
+    """
+    length, step = _count("length", length), _count("step", step)
+    array = da.asarray(frames)
+    starts = range(0, len(array) - length + 1, step)
+    if not starts:
+        raise ValueError(f"length is {length}, expected at most the {len(array)} frames there are")
+    return da.stack([array[start : start + length] for start in starts])
+
+
+def _rows_of(table: Any, picture: int) -> Any:
+    import pandas
+
+    frame = pandas.DataFrame(dict(zip(table.columns(), table)))
+    frame.insert(0, "picture", picture)
+    return frame
+
+
+def frame_of(tables: Sequence[Any], kind: type[results.Table] = results.Keypoints) -> Any:
+    """Delayed tables of one kind, such as those of a stack's keypoints, as one ``dask.dataframe``.
+
+    The column ``picture`` says of each row which of the tables it comes from, counted from 0; there is a
+    partition for each table. ``kind`` is the type of the tables. Wants ``dask.dataframe`` and pandas.
+    """
+    import dask.dataframe as dd
+
+    if not issubclass(kind, results.Table):
+        raise ValueError(f"kind is {kind!r}, expected a table of miravex.results, such as Keypoints")
+    meta = _rows_of(kind.over(np.zeros((0, len(kind.columns())))), 0)
+    rows = delayed(_rows_of)
+    return dd.from_delayed([rows(table, i) for i, table in enumerate(tables)], meta=meta, verify_meta=False)
+
+
+if not TYPE_CHECKING:
+
+    def __getattr__(name: str) -> Any:
+        """An operation, made when it is first asked for."""
+        if name not in _dask_operations.__all__:
+            raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
+        made = globals()[name] = getattr(_dask_operations, name)
+        return made
+
+    def __dir__() -> list[str]:
+        return sorted({*globals(), *__all__})

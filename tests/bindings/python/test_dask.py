@@ -71,9 +71,9 @@ def test_wrong_arguments_are_named_at_once() -> None:
 
 def threads_in_a_task() -> tuple[int, int]:
     from dask.system import CPU_COUNT
-    from miravex import dask as loading
+    from miravex._cluster import opencv_threads, threads_of_a_task
 
-    with loading._opencv_threads(max(1, CPU_COUNT // 2)):
+    with opencv_threads(threads_of_a_task(2)):
         return miravex.get_threads(), CPU_COUNT
 
 
