@@ -407,8 +407,11 @@ ImagePointer imageOf(const std::string& name, const ImageRule& rule, const py::o
     const std::string expected = types + axes;
     const py::array given = anyArray(name, object, expected);
     const auto type = pixelTypeOf(given.dtype());
-    if (given.dtype().kind() == 'O')
-        refuse(name, describeObjects(given), expected, "numpy.array(M, dtype=numpy.uint8)");
+    if (given.dtype().kind() == 'O') {
+        const std::string found = describeObjects(given);
+        const bool allNumbers = found == describeArray(given);
+        refuse(name, found, expected, allNumbers ? "numpy.array(M, dtype=numpy.uint8)" : "");
+    }
     if (!type) {
         const bool isInteger = given.dtype().kind() == 'i' || given.dtype().kind() == 'u';
         const char* target = isInteger ? "uint8" : given.dtype().kind() == 'f' ? "float32" : nullptr;

@@ -181,7 +181,8 @@ void addSchema(py::module_& module)
         .def_property_readonly("kind", [](const Result& r) { return nameOf(r.kind); })
         .def_readonly("summary", &Result::summary)
         .def_property_readonly("layout", [](const Result& r) { return nameOf(r.layout); })
-        .def_property_readonly("when", [](const Result& r) { return conditionOf(r.when); });
+        .def_property_readonly("when", [](const Result& r) { return conditionOf(r.when); })
+        .def_property_readonly("is_foreseen", [](const Result& r) { return r.facts != nullptr; });
     addOperation(module);
     module.def("catalog", records, "Every operation's record, by name.");
     module.def(

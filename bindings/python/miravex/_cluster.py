@@ -37,7 +37,8 @@ def opencv_threads(count: int) -> Iterator[None]:
 
 def threads_of_a_task(together: int) -> int:
     """The threads of each of so many tasks that share this machine."""
-    return max(1, CPU_COUNT // together)
+    count: int = max(1, CPU_COUNT // together)
+    return count
 
 
 def tasks_at_once() -> int:
@@ -52,4 +53,5 @@ def tasks_at_once() -> int:
     threads: Counter[str] = Counter()
     for worker in workers:
         threads[worker["host"]] += worker["nthreads"]
-    return max(threads.values(), default=1)
+    most: int = max(threads.values(), default=1)
+    return most

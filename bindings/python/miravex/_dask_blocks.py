@@ -182,7 +182,8 @@ def folded(positions: Array, side: int, padding: str) -> Array:
     if padding == "Fixed":
         return np.clip(positions, 0, side - 1)
     if padding == "Periodic":
-        return positions % side
+        around: Array = positions % side
+        return around
     if padding in ("Reflected", "Reversed"):
         repeats = 0 if padding == "Reversed" else 1
         period = 2 * side - 2 * repeats
@@ -190,7 +191,8 @@ def folded(positions: Array, side: int, padding: str) -> Array:
             return np.zeros_like(positions)
         within = positions % period
         return np.where(within < side, within, 2 * side - 1 - repeats - within)
-    return np.where(inside, positions, -1)
+    places: Array = np.where(inside, positions, -1)
+    return places
 
 
 def pieces_at_most(spans: list[Span], most: int) -> list[Span]:
@@ -204,7 +206,7 @@ def padded(parts: list[list[Array]], index: tuple[Array, Array], origin: tuple[i
     """A block of a padded picture: pixels by their rows and columns, or the fill where these are -1."""
     rows, columns = index
     picture = joined(parts, 0)
-    block = picture[np.maximum(rows - origin[0], 0)][:, np.maximum(columns - origin[1], 0)]
+    block: Array = picture[np.maximum(rows - origin[0], 0)][:, np.maximum(columns - origin[1], 0)]
     outside = (rows < 0)[:, None] | (columns < 0)[None, :]
     if outside.any():
         block[outside] = fill()
@@ -222,8 +224,8 @@ _INT = np.iinfo(np.int32)
 def fixed_positions(table: Array, nearest: bool) -> tuple[Array, Array]:
     """The pixel that a position is rounded down to, and what it is above it, as OpenCV reckons them: in 32nds, or
     to the nearest pixel; numbers that fit no integer count as the smallest."""
-    narrow = np.asarray(table, np.float64).astype(np.float32)
     with np.errstate(invalid="ignore", over="ignore"):
+        narrow = np.asarray(table, np.float64).astype(np.float32)
         scaled = np.rint(narrow if nearest else narrow * np.float32(_FRACTIONS)).astype(np.float64)
         fits = np.abs(scaled) < 2.0**31
     fixed = np.where(fits, scaled, _INT.min).astype(np.int64)
@@ -299,7 +301,7 @@ def warped_positions(
     with np.errstate(divide="ignore", invalid="ignore", over="ignore"):
         scale = scale + inverse[2, 0] * within
         scale = np.where(scale != 0, (1.0 if nearest else _FRACTIONS) / scale, 0.0)
-        positions = []
+        positions: list[Array] = []
         for origin, step in ((across, inverse[0, 0]), (down, inverse[1, 0])):
             exact = np.clip((origin + step * within) * scale, _INT.min, _INT.max)
             positions += split_positions(np.rint(exact).astype(np.int64), nearest)

@@ -531,9 +531,9 @@ def image_pad(
 def image_perspective_transformation(
     image: Image,
     homography: ArrayLike,
-    color: ArrayLike,
     interpolation: Literal["Nearest", "Linear"] = 'Linear',
     padding: Literal["Constant", "Fixed"] = 'Constant',
+    color: ArrayLike = (0.0, 0.0, 0.0),
     *,
     colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
     inplace: bool = False,
@@ -646,11 +646,11 @@ def log_polar_cv(
 
 def log_polar_remap(
     image: Image,
-    color: ArrayLike,
     center: ArrayLike | None = None,
     magnitude: float | None = None,
     interpolation: Literal["Nearest", "Linear", "Cubic", "Area", "Lanczos4"] = 'Linear',
     padding: Literal["Constant", "Fixed", "Reversed", "Periodic", "Reflected", "None"] = 'Constant',
+    color: ArrayLike = (0.0, 0.0, 0.0),
     inverse: bool = False,
     *,
     colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
@@ -888,11 +888,11 @@ def pyr_up(
 
 def remap_tensor(
     image: Image,
-    color: ArrayLike,
     x: ArrayLike,
     y: ArrayLike,
     interpolation: Literal["Nearest", "Linear", "Cubic", "Area", "Lanczos4"] = 'Linear',
     padding: Literal["Constant", "Fixed", "Reversed", "Periodic", "Reflected", "None"] = 'Constant',
+    color: ArrayLike = (0.0, 0.0, 0.0),
     *,
     colorspace: ColorSpace | Mapping[str, ColorSpace] | None = None,
 ) -> Image:

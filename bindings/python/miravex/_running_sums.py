@@ -76,7 +76,8 @@ class Window:
         for squares in self.terms():
             found += self.rows_for(band, squares)
         rows = np.unique(np.concatenate(found))
-        return rows[rows >= 0]
+        inside: Array = rows[rows >= 0]
+        return inside
 
 
 def _along(rows: Array, window: Window, squares: bool) -> Array:

@@ -51,7 +51,11 @@ def is_required(argument: Argument) -> bool:
 
 def parameter_name(argument: Argument) -> str:
     """The argument's name, with an underscore behind words that Python keeps for itself."""
-    return argument.name + "_" if keyword.iskeyword(argument.name) else argument.name
+    return parameter_of(argument.name)
+
+
+def parameter_of(name: str) -> str:
+    return name + "_" if keyword.iskeyword(name) else name
 
 
 def rewrites(record: Operation) -> bool:

@@ -1,4 +1,5 @@
-"""Writes _operations.pyi, the type stubs of the generated functions: python -m miravex._stubs [FILE]."""
+"""Writes _operations.pyi and _dask_operations.pyi, the type stubs of the generated functions, into a folder:
+python -m miravex._stubs FOLDER."""
 
 from __future__ import annotations
 
@@ -31,6 +32,24 @@ ColorSpace = Literal["gray", "RGB", "unspecified"] | int
 __all__ = {exports}
 
 def catalog() -> tuple[Operation, ...]: ...
+'''
+
+_LAZY_HEADER = '''\
+"""Type stubs of the generated functions on Dask. Written by python -m miravex._stubs; not edited by hand."""
+
+import os
+from collections.abc import Mapping
+from typing import Any, Literal
+
+#: Dask says little about its types: pictures and lists are its arrays, NumPy's, or lists of delayed values, and
+#: results an array, a delayed value, or for a stack a list of them.
+Image = Any
+Array = Any
+ArrayLike = Any
+Path = str | bytes | os.PathLike[str] | os.PathLike[bytes]
+ColorSpace = Literal["gray", "RGB", "unspecified"] | int
+
+__all__ = {exports}
 '''
 
 
@@ -96,11 +115,25 @@ def stubs() -> str:
     return header + "\n" + "\n".join(_stub(record) for record in records)
 
 
+def lazy_stubs() -> str:
+    """The text of _dask_operations.pyi."""
+    from ._dask_calls import STACK
+
+    records = catalog()
+    listed = "[\n" + "".join(f'    "{record.function}",\n' for record in records) + "]"
+    definitions = []
+    for record in records:
+        known = signature(record)
+        parameters = [*known.parameters.values(), STACK]
+        lazy = inspect.Signature(parameters, return_annotation="Any")
+        definitions.append(_definition(record, lazy, documented=True))
+    return _LAZY_HEADER.format(exports=listed) + "\n" + "\n".join(definitions)
+
+
 def main() -> None:
-    if len(sys.argv) > 1:
-        Path(sys.argv[1]).write_text(stubs(), encoding="utf-8")
-    else:
-        sys.stdout.write(stubs())
+    folder = Path(sys.argv[1])
+    (folder / "_operations.pyi").write_text(stubs(), encoding="utf-8")
+    (folder / "_dask_operations.pyi").write_text(lazy_stubs(), encoding="utf-8")
 
 
 if __name__ == "__main__":

@@ -157,15 +157,25 @@ def load_into(
 
 
 class _Progress:
-    """A line on the terminal that says how far a batch has come."""
+    """A line on the terminal that says how far a batch has come: of tqdm where that is installed."""
 
     def __init__(self, total: int, wanted: bool) -> None:
         self._total = total
         self._shown = wanted and total > FILES_PER_CHUNK and sys.stderr is not None and sys.stderr.isatty()
         self._start = time.perf_counter()
+        self._bar: Any = None
+        if self._shown:
+            try:
+                from tqdm import tqdm
+            except ImportError:
+                return
+            self._bar = tqdm(total=total, unit=" files")
 
     def at(self, done: int) -> None:
         if not self._shown:
+            return
+        if self._bar is not None:
+            self._bar.update(done - self._bar.n)
             return
         rate = done / max(time.perf_counter() - self._start, 1e-9)
         width = 30
@@ -174,7 +184,9 @@ class _Progress:
         sys.stderr.flush()
 
     def close(self) -> None:
-        if self._shown:
+        if self._bar is not None:
+            self._bar.close()
+        elif self._shown:
             sys.stderr.write("\n")
 
 

@@ -3,11 +3,14 @@
 from __future__ import annotations
 
 import gc
+import os
+import subprocess
 import sys
 import types
 import weakref
 from decimal import Decimal
 from fractions import Fraction
+from pathlib import Path
 
 import miravex
 import numpy as np
@@ -136,9 +139,9 @@ def test_rewritten_arrays_are_copied_unless_wanted_in_place(noise: np.ndarray) -
     assert across.tolist() == [4, 2, 1] and down.tolist() == [5, 3]  # reversed by the library
     homography = np.array([[1.0, 0, 5], [0, 1, 3], [0, 0, 1]])
     before = homography.copy()
-    miravex.image_perspective_transformation(noise, homography, [0, 0, 0])
+    miravex.image_perspective_transformation(noise, homography)
     assert np.array_equal(homography, before)
-    miravex.image_perspective_transformation(noise, homography, [0, 0, 0], inplace=True)
+    miravex.image_perspective_transformation(noise, homography, inplace=True)
     assert not np.array_equal(homography, before)
 
 
@@ -168,6 +171,51 @@ def test_numbers_of_other_systems_are_numbers(noise: np.ndarray) -> None:
     for kernel in ([Fraction(1, 3), "3"], [Fraction(1, 3), None], [Fraction(1, 3), 1j], [Ratio(1), [1, 2]], {1, 2}):
         with pytest.raises(ValueError, match="horizontal is"):
             miravex.image_convolve(noise, kernel, [1])
+
+
+def test_matrices_of_sympy(noise: np.ndarray) -> None:
+    sympy = pytest.importorskip("sympy")
+    x = sympy.Symbol("x")
+    half = sympy.Rational(1, 2)
+    blurred = miravex.image_convolve(noise, [0.5, 0.5], [1.0])
+    assert np.array_equal(miravex.image_convolve(noise, sympy.Matrix([half, half]).T.tolist()[0], [1]), blurred)
+    move = sympy.Matrix([[1, 0, 5], [0, 1, sympy.sqrt(4)], [0, 0, 1]])
+    warped = miravex.image_perspective_transformation(noise, np.array(move, dtype=float))
+    assert np.array_equal(miravex.image_perspective_transformation(noise, move), warped)
+    with pytest.raises(ValueError, match=r"homography is .*, whose entry \[0, 2\] is x \+ 1, expected an array of real"):
+        miravex.image_perspective_transformation(noise, move + sympy.Matrix([[0, 0, x - 4], [0, 0, 0], [0, 0, 0]]))
+    picture = sympy.Matrix([[1, 2], [3, 4]])
+    with pytest.raises(ValueError, match=r"^median_filter: image is .*\(try numpy.array\(M, dtype=numpy.uint8\)\)$"):
+        miravex.median_filter(picture)
+    assert miravex.median_filter(np.array(picture, dtype=np.uint8)).shape == (2, 2)
+    with pytest.raises(ValueError, match=r"^median_filter: image is .*, whose entry \[1, 0\] is 3\*x, expected an image") as refusal:
+        miravex.median_filter(sympy.Matrix([[1, 2], [3 * x, x]]))
+    assert "(try" not in str(refusal.value)
+
+
+def test_color_beyond_the_edge_is_zero_by_default(noise: np.ndarray, tmp_path: Path) -> None:
+    outside = np.full(noise.shape, -9.0)
+    picture = noise | 1
+    calls = {
+        "image_perspective_transformation": {"homography": np.array([[1, 0, 9], [0, 1, 9], [0, 0, 1.0]])},
+        "log_polar_remap": {"magnitude": 8.0},
+        "remap_tensor": {"x": outside, "y": outside},
+    }
+    np.save(tmp_path / "picture.npy", picture)
+    for name, arguments in calls.items():
+        made = getattr(miravex, name)(picture, **arguments)
+        assert (made == 0).any()
+        assert np.array_equal(made, getattr(miravex, name)(picture, **arguments, color=[0, 0, 0]))
+        assert not np.array_equal(made, getattr(miravex, name)(picture, **arguments, color=[7, 0, 0]))
+        words = []
+        for option, value in arguments.items():
+            if isinstance(value, np.ndarray):
+                np.save(tmp_path / f"{option}.npy", value)
+                value = tmp_path / f"{option}.npy"
+            words += [f"--{option}", str(value)]
+        command = [os.environ["MIRAVEX_TOOL"], name.replace("_", "-"), tmp_path / "picture.npy", *words]
+        subprocess.run([*command, "-o", tmp_path / "made.npy"], check=True)
+        assert np.array_equal(np.load(tmp_path / "made.npy"), made)
 
 
 def test_integers_in_arrays_may_be_of_another_type_if_nothing_is_lost() -> None:

@@ -1,4 +1,4 @@
-"""Batches on Dask: on threads of this process, and on a cluster of processes that loses one."""
+"""Batches and pictures on Dask: on threads of this process, and on a cluster of processes that loses one."""
 
 from __future__ import annotations
 
@@ -98,6 +98,13 @@ def test_cluster_gives_the_same_bits(cluster, files: list[Path], expected: np.nd
         assert threads * 2 <= max(cores, 2)
 
 
+def wait_for_results(client, worker: str) -> None:
+    deadline = time.monotonic() + 60
+    while not client.has_what([worker])[worker]:
+        assert time.monotonic() < deadline
+        time.sleep(0.005)
+
+
 def test_nothing_is_lost_with_a_worker(cluster, files: list[Path], expected: np.ndarray) -> None:
     import miravex.dask
 
@@ -108,11 +115,8 @@ def test_nothing_is_lost_with_a_worker(cluster, files: list[Path], expected: np.
         array, failed = miravex.dask.load_images(files * 4, (64, 48), chunk=12)
         future = client.compute([array, failed])
         doomed, process = next(iter(workers.items()))
-        deadline = time.monotonic() + 60
         # In the middle: the worker holds results, and the whole is not there yet.
-        while not client.has_what([doomed])[doomed]:
-            assert time.monotonic() < deadline
-            time.sleep(0.005)
+        wait_for_results(client, doomed)
         assert not all(part.done() for part in future)
         os.kill(process, signal.SIGKILL)
         loaded, unread = client.gather(future)
@@ -120,3 +124,41 @@ def test_nothing_is_lost_with_a_worker(cluster, files: list[Path], expected: np.
     assert unread == [240 * i + k for i in range(4) for k in (17, 171)]
     for i in range(4):
         assert np.array_equal(loaded[240 * i + READABLE], expected)
+
+
+def test_a_picture_in_chunks_outlives_a_worker(cluster) -> None:
+    """Median, binarization and dilation of one picture, of which a worker takes parts with it."""
+    import dask.array as da
+    import miravex.dask
+
+    picture = np.random.default_rng(1).integers(0, 256, (1500, 1400), np.uint8)
+    smooth = miravex.median_filter(picture, 2)
+    bits = miravex.local_adaptive_binarize(smooth, 9, [1, 0.1, 0])
+    expected = miravex.dilation(bits, 3)
+    with distributed.Client(cluster) as client:
+        client.wait_for_workers(2)
+        workers = client.run(os.getpid)
+        lazy = miravex.dask.median_filter(da.from_array(picture, chunks=(200, 300)), 2)
+        lazy = miravex.dask.dilation(miravex.dask.local_adaptive_binarize(lazy, 9, [1, 0.1, 0]), 3)
+        future = client.compute(lazy)
+        doomed, process = next(iter(workers.items()))
+        wait_for_results(client, doomed)
+        assert not future.done()
+        os.kill(process, signal.SIGKILL)
+        made = future.result(timeout=120)
+        assert process not in client.run(os.getpid).values()
+    assert made.dtype == expected.dtype and np.array_equal(made, expected)
+
+
+def test_a_stack_on_a_cluster(cluster) -> None:
+    import dask.array as da
+    import miravex.dask
+
+    pictures = np.random.default_rng(2).integers(0, 256, (9, 120, 110), np.uint8)
+    with distributed.Client(cluster) as client:
+        client.wait_for_workers(2)
+        lazy = da.from_array(pictures, chunks=(2, 120, 110))
+        made, corners = dask.compute(miravex.dask.median_filter(lazy), miravex.dask.fast(lazy, threshold=70))
+    assert np.array_equal(made, [miravex.median_filter(picture) for picture in pictures])
+    for picture, found in zip(pictures, corners):
+        assert np.array_equal(found.rows, miravex.fast(picture, threshold=70).rows)

@@ -87,6 +87,7 @@ def test_progress_is_shown_on_terminals_alone(
     photos: list[Path], monkeypatch: pytest.MonkeyPatch, capsys: pytest.CaptureFixture[str]
 ) -> None:
     names = [photos[0]] * (loading.FILES_PER_CHUNK + 1)
+    monkeypatch.setitem(sys.modules, "tqdm", None)
     miravex.load_images(names, (2, 2))
     assert capsys.readouterr().err == ""
     monkeypatch.setattr(sys.stderr, "isatty", lambda: True)
@@ -97,6 +98,21 @@ def test_progress_is_shown_on_terminals_alone(
     assert f"{len(names)} of {len(names)} files" in shown and shown.endswith("\n")
     monkeypatch.setattr(sys, "stderr", None)
     assert miravex.load_images(names, (2, 2))[1] == []
+
+
+def test_progress_is_told_by_tqdm_where_that_is(
+    photos: list[Path], monkeypatch: pytest.MonkeyPatch, capsys: pytest.CaptureFixture[str]
+) -> None:
+    pytest.importorskip("tqdm")
+    count = 2 * loading.FILES_PER_CHUNK + 1
+    miravex.load_images([photos[0]] * count, (2, 2))
+    assert capsys.readouterr().err == ""
+    monkeypatch.setattr(sys.stderr, "isatty", lambda: True)
+    miravex.load_images([photos[0]] * count, (2, 2), progress=False)
+    assert capsys.readouterr().err == ""
+    miravex.load_images([photos[0]] * count, (2, 2))
+    shown = capsys.readouterr().err
+    assert "100%|" in shown and f"{count}/{count}" in shown and "files/s" in shown and "files, " not in shown
 
 
 def test_no_files_and_one_file(photos: list[Path]) -> None:

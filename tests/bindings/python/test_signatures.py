@@ -79,6 +79,9 @@ def test_docstring_is_complete(record) -> None:
 def test_stubs_are_up_to_date() -> None:
     kept = ROOT / "bindings/python/miravex/_operations.pyi"
     assert kept.read_text() == _stubs.stubs(), "run scripts/generate to write the stubs again"
+    pytest.importorskip("dask")
+    lazy = kept.with_name("_dask_operations.pyi")
+    assert lazy.read_text() == _stubs.lazy_stubs(), "run scripts/generate to write the stubs again"
 
 
 USER = '''
@@ -105,8 +108,10 @@ for record in miravex.catalog():
 WRONG = '''
 import numpy as np
 import miravex
+import miravex.dask
 
 picture = np.zeros((8, 8, 3), np.uint8)
+miravex.dask.median_filter(picture, raduis=3)
 miravex.median_filter(picture, radius="3")
 miravex.median_filter(picture, raduis=3)
 miravex.median_filter()
@@ -131,4 +136,4 @@ def test_types_check(tmp_path: Path) -> None:
     assert user.returncode == 0, user.stdout + user.stderr
     assert user.stdout.count("ndarray") >= 6
     wrong = run_mypy(tmp_path, "wrong.py")
-    assert wrong.stdout.count(": error: ") == 4, wrong.stdout
+    assert wrong.stdout.count(": error: ") == 5, wrong.stdout
