@@ -214,8 +214,8 @@ def test_color_beyond_the_edge_is_zero_by_default(noise: np.ndarray, tmp_path: P
                 value = tmp_path / f"{option}.npy"
             words += [f"--{option}", str(value)]
         command = [os.environ["MIRAVEX_TOOL"], name.replace("_", "-"), tmp_path / "picture.npy", *words]
-        subprocess.run([*command, "-o", tmp_path / "made.npy"], check=True)
-        assert np.array_equal(np.load(tmp_path / "made.npy"), made)
+        subprocess.run([*command, "-o", tmp_path / f"{name}.npy"], check=True)
+        assert np.array_equal(np.load(tmp_path / f"{name}.npy"), made)
 
 
 def test_integers_in_arrays_may_be_of_another_type_if_nothing_is_lost() -> None:

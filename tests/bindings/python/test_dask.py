@@ -133,13 +133,13 @@ def test_a_picture_in_chunks_outlives_a_worker(cluster) -> None:
 
     picture = np.random.default_rng(1).integers(0, 256, (1500, 1400), np.uint8)
     smooth = miravex.median_filter(picture, 2)
-    bits = miravex.local_adaptive_binarize(smooth, 9, [1, 0.1, 0])
+    bits = miravex.local_adaptive_binarize(smooth, [1, 0.1, 0], 9)
     expected = miravex.dilation(bits, 3)
     with distributed.Client(cluster) as client:
         client.wait_for_workers(2)
         workers = client.run(os.getpid)
         lazy = miravex.dask.median_filter(da.from_array(picture, chunks=(200, 300)), 2)
-        lazy = miravex.dask.dilation(miravex.dask.local_adaptive_binarize(lazy, 9, [1, 0.1, 0]), 3)
+        lazy = miravex.dask.dilation(miravex.dask.local_adaptive_binarize(lazy, [1, 0.1, 0], 9), 3)
         future = client.compute(lazy)
         doomed, process = next(iter(workers.items()))
         wait_for_results(client, doomed)
