@@ -223,6 +223,8 @@ def c_value(argument: Argument, given: dict[str, Given]) -> str:
     if argument.kind in ("integer", "real"):
         derived = f" /* {argument.derived_default} */"
         return str(argument.default) if argument.default is not None else f"{argument.name}_value{derived}"
+    if isinstance(argument.default, tuple):
+        return f"{argument.name}_handle /* {len(argument.default)} zeros */"
     unused = {"image": "any image, it is not looked at", "array": "any array, it is not looked at"}
     placeholder = unused.get(argument.kind, "the empty list")
     return f"{argument.name}_handle /* {placeholder} */"
@@ -363,6 +365,9 @@ def page(record: Operation, gallery: Path | None, output: Path) -> str:
         lines += [f"* ``{name}``: {escaped(text)}." for name, text in record.constraints]
         lines += [f"* {escaped(text)}" for text in record.limits]
         lines.append("")
+    if record.reach:
+        lines += heading("Reach", "-")
+        lines += [escaped(f"How far from its place a pixel of the result looks: {record.reach}."), ""]
     if record.source:
         lines += heading("Source", "-") + [escaped(record.source), ""]
     lines += runs(record, gallery, output)

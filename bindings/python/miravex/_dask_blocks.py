@@ -124,27 +124,31 @@ class Axis:
         return self._from_picture(piece.length)
 
 
-def source_of(chunks: tuple[int, ...], spans: Sequence[Span]) -> list[tuple[int, slice]]:
-    """The chunks along an axis that hold these spans, with the part of each."""
+#: Chunks along one axis, by number, with a part of each.
+Source = list[tuple[int, slice]]
+
+
+def source_of(chunks: tuple[int, ...], spans: Sequence[Span]) -> Source:
+    """The chunks along an axis that hold these spans."""
+    begins = np.concatenate([[0], np.cumsum(chunks)])
     found = []
-    begins = np.concatenate([[0], np.cumsum(chunks)]).tolist()
     for begin, end in spans:
-        for number, (start, stop) in enumerate(zip(begins, begins[1:])):
-            low, high = max(begin, start), min(end, stop)
+        first = int(np.searchsorted(begins, begin, "right")) - 1
+        last = int(np.searchsorted(begins, end, "left"))
+        for number in range(first, last):
+            low, high = max(begin, int(begins[number])), min(end, int(begins[number + 1]))
             if low < high:
-                found.append((number, slice(low - start, high - start)))
+                found.append((number, slice(low - int(begins[number]), high - int(begins[number]))))
     return found
 
 
-def nested(array: Any, rows: Sequence[Span], columns: Sequence[Span], axis: int) -> list[list[Any]]:
-    """Tasks for the parts of a chunked array whose rows and columns lie in these spans; the axes before and behind
-    are whole. The rows are those of axis number `axis`."""
+def parts_of(array: Any, rows: Source, columns: Source, axis: int) -> list[list[Any]]:
+    """Tasks for parts of a chunked array; the axes before and behind are whole. The rows are those of axis
+    number `axis`."""
     parts = []
-    down = source_of(array.chunks[axis], rows)
-    across = source_of(array.chunks[axis + 1], columns)
-    for row, own_rows in down:
+    for row, own_rows in rows:
         line = []
-        for column, own_columns in across:
+        for column, own_columns in columns:
             index = [0] * array.ndim
             index[axis], index[axis + 1] = row, column
             cut = (*[slice(None)] * axis, own_rows, own_columns)

@@ -115,7 +115,7 @@ def _run_corners(
     return found[kept]
 
 
-def _corners(found: list[Array], order: list[int] | None = None) -> Keypoints:
+def _corners(found: list[Array]) -> Keypoints:
     """All of them, row by row from the top."""
     rows = np.concatenate(found)
     return Keypoints.over(rows[np.lexsort((rows[:, 0], -rows[:, 1]))])
@@ -196,7 +196,7 @@ def _run_warp(
 def _run_band(job: _Job, parts: list[list[Array]], band: Span, window: Window, before: Any) -> tuple[Array, Any]:
     """A band of a binarized picture, and the sums that the next one begins with."""
     states = before[1] if before else (None,) * len(window.terms())
-    differing, after = differences(blocks.joined(parts, 0), window.rows_of(band), band, states, window)
+    differing, after = differences(blocks.joined(parts, 0), band, states, window)
     return job.run(image=differing), after
 
 
@@ -425,16 +425,18 @@ class _Call:
         if mask is not None:
             self.given["mask"] = mask = mask.rechunk(array.chunks)
         job = self.job(name, "mask")
+        high_sources = [blocks.source_of(down.chunks, piece.spans) for piece in pieces[0]]
+        wide_sources = [blocks.source_of(across.chunks, piece.spans) for piece in pieces[1]]
         tasks: dict[tuple[int, int], Any] = {}
         for (i, j), own_rows, own_columns in blocks.blocks_of(rows, columns):
             high, wide = pieces[0][i], pieces[1][j]
-            parts = blocks.nested(array, high.spans, wide.spans, axis)
+            parts = blocks.parts_of(array, high_sources[i], wide_sources[j], axis)
             follow = (("height", down.result_of(high)), ("width", across.result_of(wide))) if halves or doubles else ()
             cut = _Cut(name, axis, (high.kept, wide.kept), follow)
             if known["shape"] is not None:
                 tasks[i, j] = (_run_piece, job, cut, parts)
                 continue
-            allowed = None if mask is None else blocks.nested(mask, high.spans, wide.spans, 0)
+            allowed = None if mask is None else blocks.parts_of(mask, high_sources[i], wide_sources[j], 0)
             place = (own_rows[0] - high.kept[0], own_columns[0] - wide.kept[0])
             tasks[i, j] = (_run_corners, job, cut, parts, allowed, place, array.shape[0])
         of = [array] if mask is None else [array, mask]
@@ -480,10 +482,11 @@ class _Call:
         bands = list(window.bands())
         name = f"local_adaptive_binarize-{tokenize(self.given, self.colorspace)}"
         graph: dict[Any, Any] = {}
+        whole_rows = blocks.source_of(array.chunks[1], [(0, columns)])
         before = None
         for i, band in enumerate(bands):
             spans = _spans_of(window.rows_of(band))
-            parts = blocks.nested(array, spans, [(0, columns)], 0)
+            parts = blocks.parts_of(array, blocks.source_of(array.chunks[0], spans), whole_rows, 0)
             key = (f"sums-{name}", i)
             graph[key] = (_run_band, job, parts, band, window, before)
             graph[name, i, 0] = (_first, key)
@@ -514,7 +517,8 @@ class _Call:
                 index.append(positions)
                 inner.append(own)
                 origin.append(own[0])
-            parts = blocks.nested(array, inner[:1], inner[1:], 0)
+            sources = [blocks.source_of(chunks, [own]) for chunks, own in zip(array.chunks, inner)]
+            parts = blocks.parts_of(array, *sources, 0)
             tasks[i, j] = (_run_padding, job, parts, _Index(*index), _Index(*origin))
         return self._made(tasks, [blocks.lengths(spans) for spans in axes], known, array)
 
@@ -529,7 +533,8 @@ class _Call:
             wide = blocks.looked_up(x, array.shape[1], padding, (left, right))
             high = blocks.at_least(high, down[1] - down[0], array.shape[0])
             wide = blocks.at_least(wide, across[1] - across[0], array.shape[1])
-            parts = blocks.nested(array, [high], [wide], 0)
+            sources = [blocks.source_of(chunks, [span]) for chunks, span in zip(array.chunks, (high, wide))]
+            parts = blocks.parts_of(array, *sources, 0)
             yield (i, j), down, across, parts, _Index(high[0], wide[0])
 
     def remap(self, array: Any, known: dict[str, Any]) -> Any:

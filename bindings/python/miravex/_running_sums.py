@@ -48,9 +48,16 @@ class Window:
         )
 
     def bands(self) -> Iterator[Span]:
-        height = max(1, _BAND // max(self.columns, 1))
+        height = self.band_height()
         for begin in range(0, self.rows, height):
             yield begin, min(begin + height, self.rows)
+
+    def band_height(self) -> int:
+        return max(1, _BAND // max(self.columns, 1))
+
+    def beyond(self, squares: bool) -> float:
+        """What lies beyond a constant edge."""
+        return self.fill if self.padding_of(squares) == "Constant" else 0.0
 
     def padding_of(self, squares: bool) -> str:
         """With two of the paddings the squares are reflected at the edge instead."""
@@ -80,67 +87,85 @@ class Window:
         return inside
 
 
-def _along(rows: Array, window: Window, squares: bool) -> Array:
+def _along(samples: Array, window: Window, squares: bool) -> Array:
     """Sums along each row of samples."""
     reach = window.reach()[1]
     side = 2 * reach + 1
     width = window.columns
     padding = window.padding_of(squares)
-    fill = window.fill if padding == "Constant" else 0.0
-    values = rows * rows if squares else rows
+    values = samples * samples if squares else samples
     index = folded(np.arange(-reach, width + reach), width, padding)
     wide = values[:, np.maximum(index, 0)]
-    wide[:, index < 0] = fill
+    wide[:, index < 0] = window.beyond(squares)
     if side in (3, 5):
         total = wide[:, :width].copy()
         for offset in range(1, side):
             total += wide[:, offset : offset + width]
         return total
-    steps = np.empty((len(rows), width))
+    steps = np.empty((len(samples), width))
     steps[:, 0] = np.cumsum(wide[:, :side], axis=1)[:, -1]
     steps[:, 1:] = wide[:, side:] - wide[:, : width - 1]
     return np.cumsum(steps, axis=1)
 
 
-def _means(samples: Array, known: Array, band: Span, state: Array | None, window: Window, squares: bool) -> tuple[Array, Array]:
-    """The means of a band's windows, and the sums of columns that the next one begins with. `known` are the
-    numbers of the rows of samples, in their order."""
-    fill = window.fill if window.padding_of(squares) == "Constant" else 0.0
-    sums = np.empty((len(known) + 1, window.columns))
-    sums[:-1] = _along(samples, window, squares)
-    beyond = np.full((1, window.columns), fill)
-    sums[-1] = _along(beyond, window, squares)
-    entering, leaving = (
-        np.where(rows < 0, len(known), np.searchsorted(known, rows)) for rows in window.rows_for(band, squares)
-    )
+@dataclass(frozen=True)
+class _Rows:
+    """The rows of a picture that a band looks at."""
+
+    picture: Array
+    known: Array  #: their numbers
+    window: Window
+
+    def samples(self, rows: Array) -> Array:
+        """As reals from 0 to 1."""
+        given = self.picture[np.searchsorted(self.known, rows)]
+        return given / self.window.full if self.window.full != 1 else given.astype(np.float64)
+
+    def sums(self, rows: Array, squares: bool) -> Array:
+        """Along each of these rows, of which -1 lies beyond a constant edge."""
+        made = np.empty((len(rows), self.window.columns))
+        inside = rows >= 0
+        made[inside] = _along(self.samples(rows[inside]), self.window, squares)
+        if not inside.all():
+            beyond = np.full((1, self.window.columns), self.window.beyond(squares))
+            made[~inside] = _along(beyond, self.window, squares)
+        return made
+
+
+def _means(rows: _Rows, band: Span, state: Array | None, squares: bool) -> tuple[Array, Array]:
+    """The means of a band's windows, and the sums of columns that the next one begins with."""
+    window = rows.window
+    entering, leaving = window.rows_for(band, squares)
     first = len(entering) - len(leaving)
-    steps = np.empty((2 * len(leaving) + 1, window.columns))
     if state is None:
-        before = np.zeros((first + 1, window.columns))
-        before[1:] = sums[entering[:first]]
-        state = np.cumsum(before, axis=0)[-1]
+        state = np.zeros(window.columns)
+        height = window.band_height()
+        for begin in range(0, first, height):
+            part = rows.sums(entering[begin : min(begin + height, first)], squares)
+            state = np.cumsum(np.vstack([state, part]), axis=0)[-1]
+    both, places = np.unique(np.concatenate([entering[first:], leaving]), return_inverse=True)
+    sums = rows.sums(both, squares)
+    steps = np.empty((2 * len(leaving) + 1, window.columns))
     steps[0] = state
-    steps[1::2] = sums[entering[first:]]
-    steps[2::2] = -sums[leaving]
-    running = np.cumsum(steps, axis=0)
+    steps[1::2] = sums[places[: len(leaving)]]
+    np.negative(sums[places[len(leaving) :]], out=steps[2::2])
+    np.cumsum(steps, axis=0, out=steps)
     down, across = window.reach()
     scale = 1.0 / ((2 * across + 1) * float(2 * down + 1))
-    return running[1::2] * scale, running[-1]
+    return steps[1::2] * scale, steps[-1].copy()
 
 
 def differences(
-    picture: Array, known: Array, band: Span, states: tuple[Array | None, ...], window: Window
+    picture: Array, band: Span, states: tuple[Array | None, ...], window: Window
 ) -> tuple[Array, tuple[Array, ...]]:
-    """A band's samples less their means and deviations, and the sums that the next band begins with."""
-    samples = picture / window.full if window.full != 1 else picture.astype(np.float64)
-    own = samples[np.searchsorted(known, np.arange(*band))]
-    found = [
-        _means(samples, known, band, state, window, squares) for state, squares in zip(states, window.terms())
-    ]
+    """A band's samples less their means and deviations, and the sums that the next band begins with. The picture
+    is that of `window.rows_of(band)`."""
+    rows = _Rows(picture, window.rows_of(band), window)
+    found = [_means(rows, band, state, squares) for state, squares in zip(states, window.terms())]
     mean = found[0][0]
-    result = own
+    result = rows.samples(np.arange(*band))
     if window.mean_weight != 0 or not window.by_blurs:
-        result = own - (mean if window.mean_weight == 1 else mean * window.mean_weight)
+        result = result - (mean if window.mean_weight == 1 else mean * window.mean_weight)
     if window.deviation_weight != 0:
         with np.errstate(invalid="ignore"):
             deviation = np.sqrt(found[1][0] - mean * mean)
