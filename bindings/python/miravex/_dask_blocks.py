@@ -249,8 +249,7 @@ def looked_up(whole: Array, side: int, padding: str, reach: Span) -> Span:
     crosses_first, crosses_last = begin < 0, end > side
     low, high = max(begin, 0), min(end, side)
     if padding in ("Reflected", "Reversed", "Periodic") and (crosses_first or crosses_last):
-        far = padding == "Periodic" or begin < -side or end > 2 * side
-        if far:
+        if padding == "Periodic":
             return 0, side
         high = max(high, min(-begin + 1, side)) if crosses_first else high
         low = min(low, max(2 * side - end - 1, 0)) if crosses_last else low
