@@ -181,6 +181,10 @@ TEST(Catalogue, DefaultsAreAccepted)
                             || std::ranges::find(argument.choices, *word) != argument.choices.end())
                     << where;
             }
+            if (std::holds_alternative<Zeros>(argument.defaultValue)) {
+                EXPECT_EQ(argument.kind, Kind::RealTensor) << where;
+                EXPECT_GT(argument.tensor.fixedLength(), 0U) << where;
+            }
             double value = 0;
             if (const auto* integer = std::get_if<int64_t>(&argument.defaultValue))
                 value = static_cast<double>(*integer);

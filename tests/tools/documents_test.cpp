@@ -50,6 +50,23 @@ TEST_F(Documents, SchemaTellsEverythingOfAnArgument)
     EXPECT_EQ(pyramid["constraints"].size(), 2U);
 }
 
+TEST_F(Documents, ReachIsTold)
+{
+    const json median = json::parse(succeed({ "schema", "median-filter" }).out);
+    EXPECT_EQ(median["reach"]["text"], "radius pixels to each side");
+    EXPECT_TRUE(median["reach"]["bounded"]);
+    EXPECT_FALSE(median["reach"]["fromLookedUp"]);
+    const json remap = json::parse(succeed({ "schema", "remap-tensor" }).out);
+    EXPECT_TRUE(remap["reach"]["fromLookedUp"]);
+    EXPECT_EQ(remap["arguments"][3]["default"], (json { 0, 0, 0 }));
+    const json tones = json::parse(succeed({ "schema", "tonemap" }).out);
+    EXPECT_FALSE(tones["reach"]["bounded"]);
+    EXPECT_FALSE(json::parse(succeed({ "schema", "match-shapes" }).out).contains("reach"));
+    EXPECT_THAT(succeed({ "help", "dilation" }).out, HasSubstr("radius pixels to each side"));
+    EXPECT_THAT(succeed({ "help", "remap-tensor" }).out, HasSubstr("[default: 0,0,0]"));
+    EXPECT_THAT(succeed({ "help", "match-shapes" }).out, ::testing::Not(HasSubstr("Reach")));
+}
+
 TEST_F(Documents, SchemaHasAllOperationsWithArgumentsAndResults)
 {
     for (const Operation* operation : catalog()) {

@@ -518,7 +518,7 @@ class _Call:
                 inner.append(own)
                 origin.append(own[0])
             sources = [blocks.source_of(chunks, [own]) for chunks, own in zip(array.chunks, inner)]
-            parts = blocks.parts_of(array, *sources, 0)
+            parts = blocks.parts_of(array, sources[0], sources[1], 0)
             tasks[i, j] = (_run_padding, job, parts, _Index(*index), _Index(*origin))
         return self._made(tasks, [blocks.lengths(spans) for spans in axes], known, array)
 
@@ -534,7 +534,7 @@ class _Call:
             high = blocks.at_least(high, down[1] - down[0], array.shape[0])
             wide = blocks.at_least(wide, across[1] - across[0], array.shape[1])
             sources = [blocks.source_of(chunks, [span]) for chunks, span in zip(array.chunks, (high, wide))]
-            parts = blocks.parts_of(array, *sources, 0)
+            parts = blocks.parts_of(array, sources[0], sources[1], 0)
             yield (i, j), down, across, parts, _Index(high[0], wide[0])
 
     def remap(self, array: Any, known: dict[str, Any]) -> Any:

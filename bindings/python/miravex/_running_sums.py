@@ -137,16 +137,16 @@ def _means(rows: _Rows, band: Span, state: Array | None, squares: bool) -> tuple
     window = rows.window
     entering, leaving = window.rows_for(band, squares)
     first = len(entering) - len(leaving)
+    running = np.zeros(window.columns) if state is None else state
     if state is None:
-        state = np.zeros(window.columns)
         height = window.band_height()
         for begin in range(0, first, height):
             part = rows.sums(entering[begin : min(begin + height, first)], squares)
-            state = np.cumsum(np.vstack([state, part]), axis=0)[-1]
+            running = np.cumsum(np.vstack([running, part]), axis=0)[-1]
     both, places = np.unique(np.concatenate([entering[first:], leaving]), return_inverse=True)
     sums = rows.sums(both, squares)
     steps = np.empty((2 * len(leaving) + 1, window.columns))
-    steps[0] = state
+    steps[0] = running
     steps[1::2] = sums[places[: len(leaving)]]
     np.negative(sums[places[len(leaving) :]], out=steps[2::2])
     np.cumsum(steps, axis=0, out=steps)
