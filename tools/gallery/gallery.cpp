@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <iterator>
 #include <span>
 #include <tuple>
@@ -291,7 +292,8 @@ void runExample(const Library& library, const PictureFolder& pictures, Samples& 
         Settings settings;
         const ParsedCall parsed = parseCall(*exhibit.operation, samples.replaced(words), settings);
         const Performed performed = performWarm(library, parsed, exhibit.notes);
-        exhibit.milliseconds = performed.milliseconds;
+        // A page that must come out the same each time, as in a package, tells no times.
+        if (!std::getenv("SOURCE_DATE_EPOCH")) exhibit.milliseconds = performed.milliseconds;
         exhibit.inputs = inputFigures(pictures, performed, stem);
         addResultFigures(pictures, performed, parsed, stem, exhibit);
     } catch (const MissingSample& missing) {

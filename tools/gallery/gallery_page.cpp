@@ -140,7 +140,8 @@ std::string articleOf(const Exhibit& exhibit, bool first)
     const bool shown = exhibit.skipped.empty() && exhibit.failed.empty();
     std::string html = fmt::format("<article{}>\n<div class=\"head\"><h3>{} <small>opencv_{}</small></h3>",
                                    first ? fmt::format(" id=\"{}\"", name) : "", name, operation.name);
-    if (shown) html += fmt::format("<span class=\"time\">{:.4g} ms</span>", exhibit.milliseconds);
+    if (shown && exhibit.milliseconds)
+        html += fmt::format("<span class=\"time\">{:.4g} ms</span>", *exhibit.milliseconds);
     html += fmt::format("</div>\n<p>{}</p>\n",
                         escaped(exhibit.title.empty() ? operation.summary : exhibit.title));
     if (!exhibit.command.empty()) html += fmt::format("<pre>{}</pre>\n", escaped(exhibit.command));
@@ -224,10 +225,10 @@ nlohmann::ordered_json jsonOf(const std::vector<Exhibit>& exhibits)
         nlohmann::ordered_json entry { { "operation", kebabCase(exhibit.operation->name) },
                                        { "title", exhibit.title },
                                        { "command", exhibit.command },
-                                       { "milliseconds", exhibit.milliseconds },
                                        { "inputs", figures(exhibit.inputs) },
                                        { "results", figures(exhibit.results) },
                                        { "outcome", exhibit.outcome } };
+        if (exhibit.milliseconds) entry["milliseconds"] = *exhibit.milliseconds;
         if (exhibit.table) entry["table"] = headOf(*exhibit.table);
         if (!exhibit.notes.empty()) entry["notes"] = exhibit.notes;
         if (!exhibit.skipped.empty()) entry["skipped"] = exhibit.skipped;

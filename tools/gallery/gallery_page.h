@@ -25,7 +25,7 @@ struct Exhibit {
     std::vector<Figure> results;
     std::optional<Table> table; ///< of a result that is numbers
     std::string outcome; ///< the result in words
-    double milliseconds = 0;
+    std::optional<double> milliseconds; ///< how long the call took, where that is told
     Notes notes;
     std::string skipped; ///< why there is nothing to show; not the operation's fault
     std::string failed; ///< what went wrong
