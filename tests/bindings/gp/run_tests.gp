@@ -1,5 +1,5 @@
 \\ Tests of Miravex in gp itself. The environment names the script (MIRAVEX_GP), what example_calls wrote (MIRAVEX_CALLS)
-\\ and this folder (MIRAVEX_PLACE). Ends gp with 1 when anything fails.
+\\ and this folder (MIRAVEX_PLACE). Ends gp with 1 when anything fails, and says "all passed" otherwise.
 
 default(parisizemax, "6G");
 default(debugmem, 0); \\ nothing of a stack that grows
@@ -165,4 +165,5 @@ tried("interrupts", interrupts)
 tried("threads", threads)
 tried("reloading", reloading)
 tried("documents", documents)
+if(!failures, print("all passed")); \\ which a file that gp could not read to its end does not say
 quit(failures > 0)
