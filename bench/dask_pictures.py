@@ -4,8 +4,8 @@ Usage: dask_pictures.py [--side N] [--limit MB] [--rounds N] [--throughput-side 
 
 First a picture of N x N bytes goes through median, binarization and dilation, from one zarr into another, on two
 workers of one thread, each limited to so much memory; the largest memory of each is what its kernel says. Then
-a smaller one goes through median and dilation on one worker, on two, and in one piece in this process with one
-thread and with all, in turns. The results are compared with those of one piece, bit for bit.
+smaller ones go through other operations on one worker, on two, and in one piece in this process with one
+thread and with all, in turns. The large result is compared with that of one piece, bit for bit.
 """
 
 from __future__ import annotations
@@ -15,7 +15,9 @@ import resource
 import statistics
 import tempfile
 import time
+from collections.abc import Callable
 from pathlib import Path
+from typing import Any
 
 import dask.array as da
 import miravex
@@ -25,7 +27,8 @@ import zarr
 from dask.system import CPU_COUNT
 from distributed import Client, LocalCluster
 
-CHUNK = 2000
+#: Sides of chunks: of the large picture, and of those whose throughput is measured.
+LARGE_CHUNK, CHUNK = 2000, 1000
 LOCAL = {"processes": True, "threads_per_worker": 1, "dashboard_address": None}
 
 
@@ -39,8 +42,8 @@ def block(block_info: dict) -> np.ndarray:
     return np.where(flat, 120, blots + noise).clip(0, 255).astype(np.uint8)
 
 
-def scene(side: int) -> da.Array:
-    chunks = da.core.normalize_chunks(CHUNK, (side, side))
+def scene(side: int, chunk: int) -> da.Array:
+    chunks = da.core.normalize_chunks(chunk, (side, side))
     return da.map_blocks(block, chunks=chunks, dtype=np.uint8, meta=np.empty((0, 0), np.uint8))
 
 
@@ -50,7 +53,7 @@ def peak() -> int:
 
 def large(side: int, limit: int, directory: Path) -> None:
     with LocalCluster(n_workers=2, memory_limit=f"{limit}MB", **LOCAL) as cluster, Client(cluster) as client:
-        scene(side).to_zarr(str(directory / "scene.zarr"))
+        scene(side, LARGE_CHUNK).to_zarr(str(directory / "scene.zarr"))
         picture = da.from_zarr(str(directory / "scene.zarr"))
         steps = [
             ("median", lambda p: miravex.dask.median_filter(p, radius=3)),
@@ -61,7 +64,7 @@ def large(side: int, limit: int, directory: Path) -> None:
         for name, step in steps:
             start = time.perf_counter()
             target = str(directory / f"{name}.zarr")
-            step(picture).rechunk(CHUNK).to_zarr(target)
+            step(picture).rechunk(LARGE_CHUNK).to_zarr(target)
             picture = da.from_zarr(target)
             peaks = client.run(peak)
             print(f"{name:16}{time.perf_counter() - start:8.1f} s   peak of a worker {max(peaks.values())} MB", flush=True)
@@ -76,24 +79,29 @@ def large(side: int, limit: int, directory: Path) -> None:
         print(f"the bits of one piece: {np.array_equal(whole, made[:])}")
 
 
-def throughput(side: int, rounds: int) -> None:
-    picture = scene(side).compute(scheduler="threads")
+def quick(operations, given):
+    return operations.dilation(operations.median_filter(given, radius=5), radius=9)
 
-    def smooth(operations, given):
-        return operations.dilation(operations.median_filter(given, radius=5), radius=9)
+
+def slow(operations, given):
+    return operations.fast_nl_means_denoising(given, strength=12, template_window=5, search_window=15)
+
+
+def throughput(title: str, work: Callable[[Any, Any], Any], side: int, rounds: int) -> None:
+    picture = scene(side, CHUNK).compute(scheduler="threads")
 
     def alone(threads: int) -> float:
         miravex.set_threads(threads)
         start = time.perf_counter()
-        smooth(miravex, picture).sum()
+        work(miravex, picture).sum()
         return time.perf_counter() - start
 
     def on(cluster: LocalCluster) -> float:
         with Client(cluster) as client:
-            lazy = client.persist(scene(side))
+            lazy = client.persist(scene(side, CHUNK))
             client.gather(client.compute(lazy.sum()))  # the picture is there before the clock runs
             start = time.perf_counter()
-            client.gather(client.compute(smooth(miravex.dask, lazy).sum()))
+            client.gather(client.compute(work(miravex.dask, lazy).sum()))
             return time.perf_counter() - start
 
     with LocalCluster(n_workers=1, memory_limit=0, **LOCAL) as one, LocalCluster(n_workers=2, memory_limit=0, **LOCAL) as two:
@@ -110,22 +118,24 @@ def throughput(side: int, rounds: int) -> None:
                 if turn > 0:  # the first turn warms caches and imports
                     times[name].append(took)
     medians = {name: statistics.median(taken) for name, taken in times.items()}
-    print(f"\nmedian and dilation of {side} x {side} bytes, chunks of {CHUNK}, {CPU_COUNT} cores, medians of {rounds}")
-    print(f"{'':26}{'seconds':>10}{'ratio to one process, 1 thread':>32}")
+    print(f"\n{title} of {side} x {side} bytes, chunks of {CHUNK}, {CPU_COUNT} cores, medians of {rounds}")
+    print(f"{'':26}{'seconds':>10}{'throughput over one process, 1 thread':>40}")
     for name, median in medians.items():
-        print(f"{name:26}{median:10.2f}{medians['one process, 1 thread'] / median:32.2f}")
+        print(f"{name:26}{median:10.2f}{medians['one process, 1 thread'] / median:40.2f}", flush=True)
 
 
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--side", type=int, default=20000)
+    parser.add_argument("--side", type=int, default=20000, help="0 leaves the large picture out")
     parser.add_argument("--limit", type=int, default=1000, help="MB of each worker")
     parser.add_argument("--rounds", type=int, default=5)
-    parser.add_argument("--throughput-side", type=int, default=12000)
+    parser.add_argument("--throughput-side", type=int, default=8000)
     options = parser.parse_args()
-    with tempfile.TemporaryDirectory() as directory:
-        large(options.side, options.limit, Path(directory))
-    throughput(options.throughput_side, options.rounds)
+    if options.side > 0:
+        with tempfile.TemporaryDirectory() as directory:
+            large(options.side, options.limit, Path(directory))
+    throughput("non-local means", slow, options.throughput_side // 2, options.rounds)
+    throughput("median and dilation", quick, options.throughput_side, options.rounds)
 
 
 if __name__ == "__main__":
