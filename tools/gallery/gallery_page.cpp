@@ -229,6 +229,8 @@ nlohmann::ordered_json jsonOf(const std::vector<Exhibit>& exhibits)
                                        { "results", figures(exhibit.results) },
                                        { "outcome", exhibit.outcome } };
         if (exhibit.milliseconds) entry["milliseconds"] = *exhibit.milliseconds;
+        if (exhibit.layout != Layout::Plain) entry["layout"] = nameOf(exhibit.layout);
+        if (!exhibit.files.empty()) entry["files"] = exhibit.files;
         if (exhibit.table) entry["table"] = headOf(*exhibit.table);
         if (!exhibit.notes.empty()) entry["notes"] = exhibit.notes;
         if (!exhibit.skipped.empty()) entry["skipped"] = exhibit.skipped;

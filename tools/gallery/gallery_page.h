@@ -23,7 +23,9 @@ struct Exhibit {
     std::string command;
     std::vector<Figure> inputs;
     std::vector<Figure> results;
+    Layout layout = Layout::Plain; ///< how the result is to be read
     std::optional<Table> table; ///< of a result that is numbers
+    std::vector<std::string> files; ///< the result itself, relative to the page
     std::string outcome; ///< the result in words
     std::optional<double> milliseconds; ///< how long the call took, where that is told
     Notes notes;

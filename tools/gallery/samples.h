@@ -1,5 +1,7 @@
 #pragma once
 
+#include "host/library.h"
+
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -43,6 +45,9 @@ private:
     Runner run_;
     std::map<std::string, std::vector<std::string>, std::less<>> made_;
 };
+
+/// Makes the samples that are results of operations of this library, which must live as long.
+Samples::Runner runnerOf(const Library& library);
 
 /// Debian's opencv-doc and opencv-data, and the folder that MIRAVEX_TEST_DATA names.
 std::filesystem::path samplePictureFolder();

@@ -32,8 +32,12 @@ constexpr std::array allCommands {
     Command { "batch", "batch OPERATION PICTURES... -o FOLDER [OPTIONS]",
               "one operation on each of many pictures" },
     Command { "load", "load FILES... -o batch.npy [OPTIONS]", "many pictures into one array" },
+    Command { "explore", "explore [PICTURES...]", "a local web page on which to try every operation" },
     Command { "gallery", "gallery FOLDER [OPERATIONS...]",
               "every operation on real pictures, as a web page" },
+    Command { "exhibit", "exhibit FOLDER OPERATION PICTURES... [OPTIONS]",
+              "one operation's figures and result in a folder, told as JSON" },
+    Command { "samples", "samples FOLDER [NAMES...]", "the sample pictures of the examples, as files" },
     Command { "doctor", "doctor [--json]", "what is installed and whether it fits together" },
     Command { "schema", "schema [OPERATION]", "the catalogue as JSON" },
     Command { "completion", "completion bash|zsh|fish", "completion of the command line for a shell" },
@@ -121,6 +125,9 @@ public:
         addCall("run", [this](auto words) { return runOperation(session_, words); });
         addCall("batch", [this](auto words) { return runBatch(session_, words); });
         addGallery();
+        addCall("exhibit", [this](auto words) { return exhibitCall(session_, words); });
+        addCall("explore", [](auto words) { return explore(words); });
+        addSamples();
         app_.add_subcommand("doctor")->callback([this] { status_ = runDoctor(session_); });
         auto* schema = add("schema", [this] { return printSchema(name_); });
         schema->add_option("operation", name_);
@@ -189,6 +196,13 @@ private:
         gallery->add_option("operations", galleryOptions_.operations);
     }
 
+    void addSamples()
+    {
+        auto* samples = add("samples", [this] { return makeSamples(session_, samplesOptions_); });
+        samples->add_option("folder", samplesOptions_.folder);
+        samples->add_option("names", samplesOptions_.names);
+    }
+
     void addLoad()
     {
         auto* load = app_.add_subcommand("load");
@@ -205,6 +219,7 @@ private:
     Session session_;
     std::string name_;
     GalleryOptions galleryOptions_;
+    SamplesOptions samplesOptions_;
     LoadOptions loadOptions_;
     ExitStatus status_ = ExitStatus::Done;
     bool help_ = false;

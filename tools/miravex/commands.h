@@ -30,6 +30,18 @@ struct GalleryOptions {
 };
 ExitStatus makeGallery(const Session& session, const GalleryOptions& options);
 
+/// Makes one call and puts its figures and result into a folder.
+ExitStatus exhibitCall(Session& session, std::vector<std::string> words);
+
+struct SamplesOptions {
+    std::string folder;
+    std::vector<std::string> names; ///< all when empty
+};
+ExitStatus makeSamples(const Session& session, const SamplesOptions& options);
+
+/// Becomes the program that serves the page; returns only when it cannot. The words are the page's.
+ExitStatus explore(const std::vector<std::string>& words);
+
 /// The operation of a name as the user writes it; throws a usage failure with suggestions.
 const Operation& operationNamed(const std::string& name);
 
