@@ -1,4 +1,5 @@
-"""Writes the reference pages, one per operation, from the catalogue's records.
+"""Writes the reference pages from the catalogue's records: one per operation, their index, the cards of the start
+page, the operations by task, and how long the examples take.
 
 Usage: generate_operations.py OUTPUT [--gallery DIRECTORY]
 """
@@ -9,24 +10,17 @@ import argparse
 import json
 import re
 import shutil
-import textwrap
 from pathlib import Path
-from typing import Any, NamedTuple
+from typing import Any
 
+import numpy as np
+from miravex._calls import c_lines, calls, command_lines, octave_lines, python_lines
 from miravex._miravex import Argument, Operation, catalog
-from miravex._signatures import argument_texts, is_required, parameter_name, result_type, sentence, shown, signature
+from miravex._signatures import argument_texts, parameter_name, result_type, sentence, signature
+from PIL import Image
 
-CELLS = {
-    "integer": "integer",
-    "real": "real",
-    "boolean": "boolean",
-    "text": "string",
-    "image": "image",
-    "reals": "tensor",
-    "integers": "tensor",
-    "array": "numericArray",
-    "sequence": "image",
-}
+import plots
+from tasks import TASKS
 
 
 def escaped(text: str) -> str:
@@ -42,209 +36,6 @@ def heading(text: str, line: str) -> list[str]:
 
 def block(language: str, lines: list[str]) -> list[str]:
     return [f".. code-block:: {language}", "", *("   " + line for line in lines), ""]
-
-
-# --- examples -------------------------------------------------------------------------------------------
-
-FILES = {
-    "hdr": "hdr.exr",
-    "film": "film.avi",
-    "cascade": "frontal_face.xml",
-    "face_network_prototxt": "network.prototxt",
-    "face_network_weights": "network.caffemodel",
-}
-
-
-class Given(NamedTuple):
-    """One argument of an example: its word of the command line, which is a sample's name when it is one."""
-
-    argument: Argument
-    word: str
-    is_sample: bool
-
-    @property
-    def name(self) -> str:
-        """What Python and C call a sample."""
-        return re.sub(r"\W", "_", self.word)
-
-    @property
-    def file(self) -> str:
-        """What the command line calls a sample."""
-        if self.argument.kind == "text" and not self.argument.is_path:
-            return f'"${self.name}"'
-        several = "*" if self.argument.rank == 3 else ""
-        return FILES.get(self.word, f"{self.word}{several}.{'jpg' if self.argument.kind == 'image' else 'csv'}")
-
-    @property
-    def numbers(self) -> list[Any]:
-        """A list, or a list of rows."""
-        rows = [[json.loads(number) for number in row.split(",")] for row in self.word.split(";")]
-        return rows if len(rows) > 1 else rows[0]
-
-    def python(self) -> str:
-        kind = self.argument.kind
-        if self.is_sample:
-            return f'"{self.file}"' if self.argument.is_path else self.name
-        if kind == "boolean":
-            return str(self.word == "true")
-        if kind in ("integer", "real"):
-            return self.word
-        if kind == "array":
-            return f"numpy.zeros(({self.word.replace('x', ', ')}), numpy.float32)"
-        return f'"{self.word}"' if kind == "text" else str(self.numbers)
-
-    def octave(self) -> str:
-        kind = self.argument.kind
-        if self.is_sample or kind == "text":
-            return self.python()
-        if kind in ("integer", "real", "boolean"):
-            return self.word
-        return f"[{self.word.replace(';', '; ').replace(',', ', ')}]"
-
-    def c(self) -> str:
-        kind = self.argument.kind
-        if kind == "text":
-            return self.name if self.is_sample and not self.argument.is_path else self.python()
-        if kind == "boolean":
-            return str(int(self.word == "true"))
-        if kind in ("integer", "real"):
-            return self.word
-        holds = self.name if self.is_sample else self.word
-        return f"{self.argument.name}_handle /* {holds} */"
-
-
-class Call(NamedTuple):
-    title: str
-    given: dict[str, Given]
-    command: list[str]
-
-
-def sample(word: str) -> str:
-    """The name in "@name" or "@name.csv"; empty for other words."""
-    found = re.fullmatch(r"@(\w+)(\.\w+)?", word)
-    return found[1] if found else ""
-
-
-def given_by(argument: Argument, word: str) -> Given:
-    return Given(argument, sample(word) or word, bool(sample(word)))
-
-
-def call_of(record: Operation, title: str, words: tuple[str, ...]) -> Call:
-    """An example as arguments by name and as words of a command line."""
-    options = {f"--{kebab(argument.name)}": argument for argument in record.arguments}
-    in_order = sorted(shown(record), key=lambda argument: argument.kind != "image")
-    given: dict[str, Given] = {}
-    command = []
-    rest = list(words)
-    while rest:
-        word = rest.pop(0)
-        if not word.startswith("--"):
-            one = given_by(in_order.pop(0), word)
-            command.append(one.file)
-        else:
-            value = rest.pop(0)
-            command.append(word)
-            if word not in options:  # of the command line alone, for its drawing
-                command.append(sample(value) + (".jpg" if word.endswith("-picture") else ".csv"))
-                continue
-            one = given_by(options[word], value)
-            command.append(one.file if one.is_sample else quoted(value))
-        given[one.argument.name] = one
-    return Call(title, given, command)
-
-
-def quoted(word: str) -> str:
-    return word if re.fullmatch(r"[\w@%+=:,./-]+", word) else f"'{word}'"
-
-
-def calls(record: Operation) -> list[Call]:
-    return [call_of(record, title, words) for title, words in record.examples]
-
-
-def command_lines(record: Operation) -> list[str]:
-    result = record.results[0]
-    kind = "exr" if "high dynamic range" in result.summary else "png"
-    output = ["-o", f"out.{kind}"] if result.kind == "image" else []
-    lines: list[str] = []
-    for call in calls(record):
-        lines += [f"# {call.title}", " ".join(["miravex", record.command, *call.command, *output]), ""]
-    return lines[:-1]
-
-
-def kebab(name: str) -> str:
-    return name.replace("_", "-")
-
-
-def python_lines(record: Operation) -> list[str]:
-    inputs: dict[str, str] = {}
-    lines = []
-    for call in calls(record):
-        parts = []
-        for argument in sorted(shown(record), key=lambda argument: not is_required(argument)):
-            if argument.name not in call.given:
-                continue
-            given = call.given[argument.name]
-            label = "" if is_required(argument) else f"{parameter_name(argument)}="
-            parts.append(label + given.python())
-            if given.is_sample and not argument.is_path:
-                inputs[given.name] = argument.accepted or sentence(argument.summary)
-        lines += [f"# {call.title}", f"miravex.{record.function}({', '.join(parts)})", ""]
-    described = [line for name, text in inputs.items() for line in wrapped(f"{name}: {text}")]
-    return [*described, *([""] if described else []), *lines[:-1]]
-
-
-def octave_lines(record: Operation) -> list[str]:
-    if any(argument.kind == "array" and argument.rewritten for argument in record.arguments):
-        return ['batch = miravex.load_images (paths, "size", [160, 200]);']
-    lines = []
-    for call in calls(record):
-        parts = []
-        for argument in sorted(shown(record), key=lambda argument: not is_required(argument)):
-            if argument.name in call.given:
-                label = "" if is_required(argument) else f'"{argument.name}", '
-                parts.append(label + call.given[argument.name].octave())
-        lines += [f"% {call.title}", f"result = miravex.{record.function} ({', '.join(parts)});", ""]
-    return lines[:-1]
-
-
-def wrapped(text: str) -> list[str]:
-    return textwrap.wrap(text, 96, initial_indent="# ", subsequent_indent="#     ")
-
-
-def c_value(argument: Argument, given: dict[str, Given]) -> str:
-    if argument.implied_by:
-        return "1" if argument.implied_by in given else "0"
-    if argument.name in given:
-        return given[argument.name].c()
-    if argument.kind == "boolean":
-        return str(int(bool(argument.default)))
-    if argument.kind == "text" and argument.default is not None:
-        return f'"{argument.default}"'
-    if argument.kind in ("integer", "real"):
-        derived = f" /* {argument.derived_default} */"
-        return str(argument.default) if argument.default is not None else f"{argument.name}_value{derived}"
-    if isinstance(argument.default, tuple):
-        return f"{argument.name}_handle /* {len(argument.default)} zeros */"
-    unused = {"image": "any image, it is not looked at", "array": "any array, it is not looked at"}
-    placeholder = unused.get(argument.kind, "the empty list")
-    return f"{argument.name}_handle /* {placeholder} */"
-
-
-def c_lines(record: Operation) -> list[str]:
-    given = calls(record)[0].given
-    lines = [
-        f"ValueCell {argument.name} = {{ .{CELLS[argument.kind]} = {c_value(argument, given)} }};"
-        for argument in record.arguments
-    ]
-    slots = ", ".join(f"&{argument.name}" for argument in record.arguments)
-    cell = CELLS[record.results[0].kind]
-    return [
-        *lines,
-        *textwrap.wrap(f"ArgumentSlot arguments[] = {{ {slots} }};", 84, subsequent_indent="    "),
-        "ValueCell result;",
-        f"if (opencv_{record.name}(data, {len(record.arguments)}, arguments, &result) == StatusOk)",
-        f"    use(result.{cell});",
-    ]
 
 
 # --- pages ----------------------------------------------------------------------------------------------
@@ -329,34 +120,106 @@ def numbers_table(table: dict[str, Any]) -> list[str]:
     return [*lines, ""]
 
 
-def runs(record: Operation, gallery: Path | None, output: Path) -> list[str]:
-    """The operation at work in the gallery: its pictures, copied beside the page, and numbers."""
-    lines: list[str] = []
-    if gallery is None:
-        return lines
-    for run in json.loads((gallery / "gallery.json").read_text(encoding="utf-8")):
-        if run["operation"] != record.command or "failed" in run or "skipped" in run:
-            continue
-        lines += heading(run["title"], "-")
-        figures = [*run["inputs"], *run["results"]]
-        lines += [".. container:: pictures", ""] if figures else []
-        for figure in figures:
-            source = gallery / figure["file"]
-            shutil.copy(source, output / source.name)
-            lines += [f"   .. figure:: {source.name}", "", f"      {escaped(figure['caption'])}", ""]
-        lines += numbers_table(run["table"]) if "table" in run else []
-        lines += [escaped(sentence(f"the result: {run['outcome']}")), ""]
+class Gallery:
+    """What the gallery made of the examples, and the folder of pages that its pictures are copied to."""
+
+    def __init__(self, folder: Path | None, output: Path) -> None:
+        self._folder = folder
+        self._output = output
+        told = json.loads((folder / "gallery.json").read_text(encoding="utf-8")) if folder else []
+        self._runs = [run for run in told if "failed" not in run and "skipped" not in run]
+
+    def runs(self, record: Operation) -> list[dict[str, Any]]:
+        return [run for run in self._runs if run["operation"] == record.command]
+
+    def figure(self, file: str) -> str:
+        """A picture, beside the page."""
+        assert self._folder
+        shutil.copy(self._folder / file, self._output)
+        return Path(file).name
+
+    def plot(self, run: dict[str, Any]) -> tuple[str, str] | None:
+        """The file and the caption of a drawing of a result that is numbers."""
+        assert self._folder
+        if not plots.can_plot(run.get("layout", "")):
+            return None
+        numbers = self._folder / run["files"][0]
+        return f"{numbers.stem}.svg", plots.plot(run["layout"], numbers, self._output / f"{numbers.stem}.svg")
+
+    def plot_given(self, record: Operation) -> tuple[str, str] | None:
+        """The same of what the first example is given, where that is points."""
+        given = calls(record)[0].given
+        lists = {name: np.array(one.numbers) for name, one in given.items() if one.argument.kind == "reals" and not one.is_sample}
+        sets = {name: numbers for name, numbers in lists.items() if numbers.ndim == 2 and numbers.shape[1] == 2}
+        if len(sets) < 2:
+            return None
+        weights = {name: lists[other] for name in sets if (other := name.replace("points", "weights")) in lists and other != name}
+        return f"{record.command}-given.svg", plots.plot_points(sets, weights, self._output / f"{record.command}-given.svg")
+
+    def card(self, record: Operation) -> str:
+        """A small picture of the operation at work; empty where the gallery has nothing of it."""
+        for run in self.runs(record):
+            if not run["results"]:
+                drawn = self.plot(run) or self.plot_given(record)
+                return drawn[0] if drawn else ""
+            assert self._folder
+            name = f"card-{record.command}.jpg"
+            with Image.open(self._folder / run["results"][0]["file"]) as picture:
+                # The middle, in one shape for all.
+                width, height = min(picture.width, picture.height * 4 // 3), min(picture.height, picture.width * 3 // 4)
+                left, top = (picture.width - width) // 2, (picture.height - height) // 2
+                middle = picture.convert("RGB").crop((left, top, left + width, top + height))
+                middle.resize((400, 300), Image.Resampling.LANCZOS).save(self._output / name, quality=85)
+            return name
+        return ""
+
+    def times(self) -> dict[str, float]:
+        """Milliseconds of each operation's first example."""
+        return {run["operation"]: run["milliseconds"] for run in reversed(self._runs)}
+
+
+def figures_lines(figures: list[tuple[str, str]]) -> list[str]:
+    lines = [".. container:: pictures", ""] if figures else []
+    for name, caption in figures:
+        lines += [f"   .. figure:: {name}", f"      :alt: {caption}", "", f"      {escaped(caption)}", ""]
     return lines
 
 
-def page(record: Operation, gallery: Path | None, output: Path) -> str:
+def run_lines(record: Operation, run: dict[str, Any], gallery: Gallery) -> list[str]:
+    """The operation at work: pictures, and numbers as a drawing or as the first of them."""
+    figures = [(gallery.figure(figure["file"]), figure["caption"]) for figure in [*run["inputs"], *run["results"]]]
+    drawn = gallery.plot(run)
+    if drawn:
+        figures.append(drawn)
+    elif not figures and (given := gallery.plot_given(record)):
+        figures.append(given)
+    lines = heading(run["title"], "-") + figures_lines(figures)
+    lines += numbers_table(run["table"]) if "table" in run and not drawn else []
+    return [*lines, escaped(sentence(f"the result: {run['outcome']}")), ""]
+
+
+LANGUAGES = (
+    ("Command line", "sh", command_lines),
+    ("Python", "python", python_lines),
+    ("GNU Octave", "octave", octave_lines),
+    ("C", "c", c_lines),
+)
+
+
+def tabs(record: Operation) -> list[str]:
+    lines = []
+    for title, language, written in LANGUAGES:
+        lines += [f".. tab:: {title}", "", *("   " + line for line in block(language, written(record)))]
+    return lines
+
+
+def page(record: Operation, gallery: Gallery) -> str:
     lines = heading(record.function, "=")
     lines += [f".. py:function:: miravex.{record.function}({plain_signature(record)})", ""]
     lines += [f"   {escaped(sentence(record.summary))}", ""]
-    lines += heading("Command line", "-") + block("sh", command_lines(record))
-    lines += heading("Python", "-") + block("python", python_lines(record))
-    lines += heading("GNU Octave", "-") + block("octave", octave_lines(record))
-    lines += heading("C", "-") + block("c", c_lines(record))
+    first, *others = gallery.runs(record) or [None]
+    lines += run_lines(record, first, gallery) if first else []
+    lines += heading("Calls", "-") + tabs(record)
     lines += ["How calls are made: :doc:`/tool`, :doc:`/python`, :doc:`/kernels`, :doc:`/host`.", ""]
     lines += heading("Arguments", "-") + arguments_table(record)
     lines += heading("Result", "-") + results_lines(record)
@@ -370,19 +233,67 @@ def page(record: Operation, gallery: Path | None, output: Path) -> str:
         lines += [escaped(f"How far from its place a pixel of the result looks: {record.reach}."), ""]
     if record.source:
         lines += heading("Source", "-") + [escaped(record.source), ""]
-    lines += runs(record, gallery, output)
+    for run in others:
+        lines += run_lines(record, run, gallery)
     return "\n".join(lines)
 
 
-def index(records: tuple[Operation, ...]) -> str:
+Records = tuple[Operation, ...]
+
+
+def by_room(records: Records) -> dict[str, list[Operation]]:
+    rooms: dict[str, list[Operation]] = {}
+    for record in records:
+        rooms.setdefault(record.room_title, []).append(record)
+    return rooms
+
+
+def index(records: Records) -> str:
     lines = heading("Operations", "=")
-    for title in dict.fromkeys(record.room_title for record in records):
-        chosen = [record for record in records if record.room_title == title]
+    for title, chosen in by_room(records).items():
         lines += heading(title, "-")
         lines += [f"* :doc:`{record.function}`: {escaped(sentence(record.summary))}" for record in chosen]
         lines += ["", ".. toctree::", "   :hidden:", ""]
         lines += [*(f"   {record.function}" for record in chosen), ""]
     return "\n".join(lines)
+
+
+def cards(records: Records, gallery: Gallery) -> str:
+    """For the start page: a picture of each operation, by room."""
+    lines: list[str] = []
+    for title, chosen in by_room(records).items():
+        lines += [*heading(title, "-"), ".. container:: cards", ""]
+        for record in chosen:
+            lines += ["   .. container:: card", ""]
+            if picture := gallery.card(record):
+                lines += [f"      .. image:: operations/{picture}", f"         :alt: {record.function}"]
+                lines += [f"         :target: operations/{record.function}.html", ""]
+            lines += [f"      :doc:`operations/{record.function}`", "", f"      {escaped(sentence(record.summary))}", ""]
+    return "\n".join(lines)
+
+
+def by_task(records: Records) -> str:
+    known = {record.function: record for record in records}
+    lines = heading("Which operation do I need?", "=")
+    for task in TASKS:
+        lines += [*heading(task.title, "-"), task.about, ""]
+        for record in (known[name] for name in task.operations):
+            lines += [f":doc:`{record.function}`", f"   {escaped(sentence(record.summary))}", ""]
+    return "\n".join(lines)
+
+
+def times(gallery: Gallery, output: Path) -> str:
+    lines = heading("How long they take", "=")
+    milliseconds = gallery.times()
+    if not milliseconds:
+        return "\n".join([*lines, "These pages were built without the gallery, which measures it.", ""])
+    plots.plot_times(milliseconds, output / "times.svg")
+    text = (
+        "The first example of each operation, in milliseconds, as the gallery ran it on the machine that built these "
+        "pages: the call alone, without reading and writing files. What was measured with care, and against what, "
+        "stands in the file ``docs/performance.md``."
+    )
+    return "\n".join([*lines, text, "", ".. figure:: times.svg", "   :alt: a bar for each operation", ""])
 
 
 def main() -> None:
@@ -392,10 +303,14 @@ def main() -> None:
     options = parser.parse_args()
     options.output.mkdir(parents=True, exist_ok=True)
     records = catalog()
-    for record in records:
-        text = page(record, options.gallery, options.output)
-        (options.output / f"{record.function}.rst").write_text(text, encoding="utf-8")
-    (options.output / "index.rst").write_text(index(records), encoding="utf-8")
+    gallery = Gallery(options.gallery, options.output)
+    pages = {f"{record.function}.rst": page(record, gallery) for record in records}
+    pages["index.rst"] = index(records)
+    pages["cards.inc"] = cards(records, gallery)
+    pages["which.rst"] = by_task(records)
+    pages["times.rst"] = times(gallery, options.output)
+    for name, text in pages.items():
+        (options.output / name).write_text(text, encoding="utf-8")
 
 
 if __name__ == "__main__":

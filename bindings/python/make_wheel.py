@@ -1,4 +1,5 @@
-"""Packs the built package into a wheel: the extension module, the parts of the library and the Python files.
+"""Packs the built package into a wheel: the extension module, the parts of the library, the command and the Python
+files.
 
 A wheel is a zip archive with a list of its files, so that little but Python itself is needed. OpenCV is not in
 it: the wheel is for Debian and systems like it, whose packages have the same libraries. It says which these are,
@@ -30,6 +31,8 @@ Requires-Dist: numpy
 Provides-Extra: dask
 Requires-Dist: dask[array]; extra == "dask"
 Requires-Dist: distributed; extra == "dask"
+Provides-Extra: explore
+Requires-Dist: tornado; extra == "explore"
 
 {description}
 """
@@ -67,11 +70,17 @@ def entry(name: str, content: bytes) -> str:
     return f"{name},sha256={digest},{len(content)}"
 
 
+def is_source(path: Path) -> bool:
+    return path.suffix in (".py", ".pyi", ".typed") or (path.parent.name == "static" and path.is_file())
+
+
 def write_wheel(package: Path, binaries: list[Path], version: str, output: Path) -> Path:
     tag = platform_tag()
     information = f"miravex-{version}.dist-info"
-    sources = sorted(path for path in package.iterdir() if path.suffix in (".py", ".pyi", ".typed"))
-    files = {f"miravex/{path.name}": path.read_bytes() for path in [*sources, *binaries]}
+    sources = sorted(path for path in package.rglob("*") if is_source(path))
+    files = {f"miravex/{path.relative_to(package)}": path.read_bytes() for path in sources}
+    files.update({f"miravex/{path.name}": path.read_bytes() for path in binaries})
+    programs = {f"miravex/{path.name}" for path in binaries}
     system = platform.freedesktop_os_release().get("PRETTY_NAME", platform.platform())
     facts = {"system": system, "libraries": needed_libraries(binaries)}
     files["miravex/needed.json"] = (json.dumps(facts, indent=1) + "\n").encode()
@@ -90,7 +99,7 @@ def write_wheel(package: Path, binaries: list[Path], version: str, output: Path)
         for name, content in files.items():
             item = zipfile.ZipInfo(name, date_time=(1980, 1, 1, 0, 0, 0))
             item.compress_type = zipfile.ZIP_DEFLATED
-            item.external_attr = (0o755 if ".so" in name else 0o644) << 16
+            item.external_attr = (0o755 if name in programs else 0o644) << 16
             archive.writestr(item, content)
     return wheel
 
@@ -100,10 +109,12 @@ def main() -> None:
     parser.add_argument("--package", type=Path, required=True)
     parser.add_argument("--extension", type=Path, required=True)
     parser.add_argument("--library", type=Path, required=True, action="append")
+    parser.add_argument("--tool", type=Path, required=True, help="the command, which serves miravex.explore")
     parser.add_argument("--version", required=True)
     parser.add_argument("--output", type=Path, required=True)
     options = parser.parse_args()
-    print(write_wheel(options.package, [options.extension, *options.library], options.version, options.output))
+    binaries = [options.extension, *options.library, options.tool]
+    print(write_wheel(options.package, binaries, options.version, options.output))
 
 
 if __name__ == "__main__":

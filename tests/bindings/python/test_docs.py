@@ -15,10 +15,13 @@ from typing import Any
 import miravex
 import pytest
 
+from miravex import _calls as pages
+
 ROOT = Path(__file__).resolve().parents[3]
 sys.path.insert(0, str(ROOT / "docs"))
 
-import generate_operations as pages  # noqa: E402
+import check_links  # noqa: E402
+import tasks  # noqa: E402
 
 RECORDS = miravex.catalog()
 
@@ -100,3 +103,25 @@ def test_command_lines_name_files_and_options(record: Any) -> None:
             assert len(re.findall(r"\.[a-z]{2,}", word)) <= 1
     needed = [argument for argument in record.arguments if argument.kind == "image" and not argument.optional]
     assert all(sum(bool(re.search(r"\.(jpg|exr)$", word)) for word in shlex.split(c)) >= len(needed) for c in commands)
+
+
+def test_every_operation_has_a_task_and_every_task_its_operations() -> None:
+    named = [name for task in tasks.TASKS for name in task.operations]
+    assert sorted(named) == sorted(record.function for record in RECORDS)  # each once
+    assert all(task.title and task.about.endswith(".") for task in tasks.TASKS)
+
+
+def test_links_that_lead_nowhere_are_found(tmp_path: Path) -> None:
+    (tmp_path / "sub").mkdir()
+    (tmp_path / "a.html").write_text(
+        '<p id="here"></p><a href="sub/b.html#there"></a><a href="#here"></a><a href="https://elsewhere.example/x"></a>'
+    )
+    (tmp_path / "sub/b.html").write_text('<p id="there"></p><a href="../a.html#here"></a><img src="../a.html">')
+    assert check_links.broken(tmp_path) == []
+    (tmp_path / "sub/c.html").write_text(
+        '<a href="../none.html"></a><a href="b.html#nowhere"></a><a href="#nowhere"></a><img src="c.png">'
+        '<a href="../../outside.html"></a><script src="/absolute.js"></script>'
+    )
+    (tmp_path.parent / "outside.html").write_text("")
+    wrong = ["#nowhere", "../../outside.html", "../none.html", "/absolute.js", "b.html#nowhere", "c.png"]
+    assert check_links.broken(tmp_path) == [f"sub/c.html: {link}" for link in wrong]

@@ -53,8 +53,9 @@ def pack(output: Path) -> Path:
     extension = next((built / "python/miravex").glob("_miravex.*.so"))
     command = [sys.executable, str(ROOT / "bindings/python/make_wheel.py"), "--package", str(ROOT / "bindings/python/miravex")]
     command += ["--extension", str(extension)]
-    for library in ("libmiravex.so.1", "libmiravex_readers.so.1"):
+    for library in ("libmiravex.so.1", "libmiravex_readers.so.1", "libmiravex_codecs.so"):
         command += ["--library", str(built / "lib" / library)]
+    command += ["--tool", str(built / "bin/miravex")]
     command += ["--version", "1.0.0", "--output", str(output)]
     return Path(subprocess.run(command, check=True, capture_output=True, text=True).stdout.strip())
 
@@ -97,6 +98,35 @@ def test_wheel_says_which_libraries_are_missing(wheel: Path, tmp_path: Path) -> 
     assert [name.split(".")[0] for name in missing] == ["libopencv_cozz", "libopencv_phozz"], done.stderr
     if shutil.which("dpkg-query"):
         assert "apt install libopencv-core4" in said and "libopencv-photo4" in said
+
+
+def serve_once(packages: Path, tool: Path | None = None) -> str:
+    """Starts the page of operations as a package elsewhere has it; what it fetches there."""
+    code = (
+        "import re, subprocess, sys, urllib.request\n"
+        "with subprocess.Popen(sys.argv[1:], stdout=subprocess.PIPE, text=True) as server:\n"
+        "    line = server.stdout.readline()\n"
+        "    page = urllib.request.urlopen(re.search('http://[^ ]*/', line)[0]).read().decode() if line else ''\n"
+        "    server.terminate()\n"
+        "print(page, server.returncode)\n"
+    )
+    environment = {"PATH": "/usr/bin:/bin", "HOME": str(packages), **({} if tool else {"PYTHONPATH": str(packages)})}
+    command = [str(tool), "explore"] if tool else [sys.executable, "-m", "miravex.explore"]
+    return subprocess.run(
+        [sys.executable, "-c", code, *command, "--no-browser"],
+        check=True, capture_output=True, text=True, env=environment, cwd=packages,
+    ).stdout  # fmt: skip
+
+
+@needs_build
+def test_wheel_serves_the_page_of_operations(wheel: Path, tmp_path: Path) -> None:
+    with zipfile.ZipFile(wheel) as archive:
+        for item in archive.infolist():
+            archive.extract(item, tmp_path)
+            (tmp_path / item.filename).chmod(item.external_attr >> 16)
+    for tool in (None, tmp_path / "miravex/miravex"):
+        told = serve_once(tmp_path, tool)
+        assert "<title>Miravex</title>" in told and told.endswith(" 0\n")
 
 
 @needs_build
