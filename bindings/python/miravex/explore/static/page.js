@@ -38,6 +38,7 @@ function fits(argument, file) {
 function defaultOf(argument) {
   const given = argument.default;
   if (argument.kind === "boolean") return String(given ?? false);
+  if (Array.isArray(given)) return given.join(",");
   return given === undefined || given === null || typeof given === "object" ? "" : String(given);
 }
 
