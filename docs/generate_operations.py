@@ -174,8 +174,8 @@ class Gallery:
         return ""
 
     def times(self) -> dict[str, float]:
-        """Milliseconds of each operation's first example."""
-        return {run["operation"]: run["milliseconds"] for run in reversed(self._runs)}
+        """Milliseconds of each operation's first example, where the gallery tells them."""
+        return {run["operation"]: run["milliseconds"] for run in reversed(self._runs) if "milliseconds" in run}
 
 
 def figures_lines(figures: list[tuple[str, str]]) -> list[str]:
@@ -286,7 +286,7 @@ def times(gallery: Gallery, output: Path) -> str:
     lines = heading("How long they take", "=")
     milliseconds = gallery.times()
     if not milliseconds:
-        return "\n".join([*lines, "These pages were built without the gallery, which measures it.", ""])
+        return "\n".join([*lines, "These pages were built without the times that the gallery measures.", ""])
     plots.plot_times(milliseconds, output / "times.svg")
     text = (
         "The first example of each operation, in milliseconds, as the gallery ran it on the machine that built these "
