@@ -13,30 +13,46 @@ nothing is copied on either way.
 
 from __future__ import annotations
 
+from importlib import import_module
 from typing import TYPE_CHECKING, Any
 
 from ._needs import explained
 
 try:
-    from ._miravex import MiravexError, get_threads, set_threads
+    from ._miravex import MiravexError, catalog, get_threads, set_threads
 except ImportError as error:
     raise explained(error) from None
 
-from . import _operations, draw, results
 from ._miravex import version as __version__
-from .loading import load_images
 
-__all__ = ["MiravexError", "draw", "get_threads", "load_images", "results", "set_threads", *_operations.__all__]
+_functions = {record.function for record in catalog()}
+
+__all__ = [
+    "MiravexError",
+    "catalog",
+    "draw",
+    "get_threads",
+    "load_images",
+    "results",
+    "set_threads",
+    *sorted(_functions),
+]
 
 if TYPE_CHECKING:
+    from . import draw, results
     from ._operations import *
+    from .loading import load_images
 else:
 
     def __getattr__(name: str) -> Any:
-        """An operation, made when it is first asked for."""
-        if name not in _operations.__all__:
+        """A part of the package, or a function of it, when it is first asked for: they take as long to make as all
+        that every program needs."""
+        if name in ("draw", "results"):
+            return import_module(f"{__name__}.{name}")
+        if name != "load_images" and name not in _functions:
             raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
-        made = globals()[name] = getattr(_operations, name)
+        part = "loading" if name == "load_images" else "_operations"
+        made = globals()[name] = getattr(import_module(f"{__name__}.{part}"), name)
         return made
 
     def __dir__() -> list[str]:
