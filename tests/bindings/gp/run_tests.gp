@@ -84,7 +84,7 @@ results() = {
   my(smooth(d) = matrix(90, 90, i, j, round(128 + 90 * sin((i - d) / 6.) * cos(j / 7.))));
   my(flow = mvx_optical_flow_farneback([smooth(0), smooth(2)]));
   expect(#flow == 2 && abs(flow[2][1][45, 45] - 2) < 0.5, "flow");
-  expect(mvx_image_perspective_transformation(nine, matid(3), [0, 0, 0]) === nine, "identity");
+  expect(mvx_image_perspective_transformation(nine, matid(3)) === nine, "identity");
 }
 
 loading() = {

@@ -139,7 +139,7 @@ function options (package, calls)
   ## Ranges, sparse and diagonal matrices are matrices.
   assert (miravex.image_convolve (single (image), 1:3, sparse ([1, 0, 1])),
           miravex.image_convolve (single (image), [1, 2, 3], [1, 0, 1]));
-  assert (miravex.image_perspective_transformation (image, eye (3), [0, 0, 0]), image);
+  assert (miravex.image_perspective_transformation (image, eye (3)), image);
 endfunction
 
 function memory (package, calls)

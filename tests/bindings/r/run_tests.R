@@ -145,7 +145,7 @@ tests <- list(
     expected <- median_filter(nine, radius = 2)
     for (radius in list(2, 2L, as.raw(2), NULL))
       stopifnot(identical(median_filter(nine, radius = radius), expected))
-    stopifnot(identical(image_perspective_transformation(nine, diag(3), c(0, 0, 0)), nine))
+    stopifnot(identical(image_perspective_transformation(nine, diag(3)), nine))
   },
 
   loading = function() {
