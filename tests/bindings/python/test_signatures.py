@@ -137,3 +137,15 @@ def test_types_check(tmp_path: Path) -> None:
     assert user.stdout.count("ndarray") >= 6
     wrong = run_mypy(tmp_path, "wrong.py")
     assert wrong.stdout.count(": error: ") == 5, wrong.stdout
+
+
+def test_parts_are_loaded_when_they_are_asked_for() -> None:
+    script = """
+import sys, miravex
+assert not {"numpy", "inspect", "miravex.results", "miravex.draw", "miravex.loading"} & sys.modules.keys()
+assert miravex.results.Keypoints and miravex.draw.keypoints and miravex.load_images and miravex.orb
+assert not hasattr(miravex, "nothing")
+from miravex import *
+assert load_images is miravex.load_images and orb is miravex.orb and draw is miravex.draw
+"""
+    subprocess.run([sys.executable, "-c", script], check=True)
