@@ -1,7 +1,7 @@
 """Writes the reference pages from the catalogue's records: one per operation, their index, the cards of the start
 page, the operations by task, and how long the examples take.
 
-Usage: generate_operations.py OUTPUT [--gallery DIRECTORY]
+Usage: generate_operations.py OUTPUT [--gallery DIRECTORY] [--calls FILE]
 """
 
 from __future__ import annotations
@@ -206,20 +206,32 @@ LANGUAGES = (
 )
 
 
-def tabs(record: Operation) -> list[str]:
+#: Calls of each operation's examples by the names of languages, beside their titles.
+Calls = dict[str, list[dict[str, str]]]
+
+# Languages whose calls `bindings/generate calls` writes: title, highlighting, name there, sign of comments.
+OTHER_LANGUAGES = (("R", "r", "r", "#"), ("PARI/GP", "text", "gp", "\\\\"))
+
+
+def tabs(record: Operation, elsewhere: Calls) -> list[str]:
+    written = [(title, language, lines(record)) for title, language, lines in LANGUAGES]
+    for title, language, name, comment in OTHER_LANGUAGES:
+        examples = [[f"{comment} {call['title']}", call[name], ""] for call in elsewhere.get(record.function, [])]
+        if examples:
+            written.append((title, language, [line for example in examples for line in example][:-1]))
     lines = []
-    for title, language, written in LANGUAGES:
-        lines += [f".. tab:: {title}", "", *("   " + line for line in block(language, written(record)))]
+    for title, language, call_lines in written:
+        lines += [f".. tab:: {title}", "", *("   " + line for line in block(language, call_lines))]
     return lines
 
 
-def page(record: Operation, gallery: Gallery) -> str:
+def page(record: Operation, gallery: Gallery, elsewhere: Calls) -> str:
     lines = heading(record.function, "=")
     lines += [f".. py:function:: miravex.{record.function}({plain_signature(record)})", ""]
     lines += [f"   {escaped(sentence(record.summary))}", ""]
     first, *others = gallery.runs(record) or [None]
     lines += run_lines(record, first, gallery) if first else []
-    lines += heading("Calls", "-") + tabs(record)
+    lines += heading("Calls", "-") + tabs(record, elsewhere)
     lines += ["How calls are made: :doc:`/tool`, :doc:`/python`, :doc:`/kernels`, :doc:`/host`.", ""]
     lines += heading("Arguments", "-") + arguments_table(record)
     lines += heading("Result", "-") + results_lines(record)
@@ -300,11 +312,13 @@ def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("output", type=Path)
     parser.add_argument("--gallery", type=Path)
+    parser.add_argument("--calls", type=Path, help="calls.json of bindings/generate")
     options = parser.parse_args()
     options.output.mkdir(parents=True, exist_ok=True)
     records = catalog()
     gallery = Gallery(options.gallery, options.output)
-    pages = {f"{record.function}.rst": page(record, gallery) for record in records}
+    elsewhere = json.loads(options.calls.read_text(encoding="utf-8")) if options.calls else {}
+    pages = {f"{record.function}.rst": page(record, gallery, elsewhere) for record in records}
     pages["index.rst"] = index(records)
     pages["cards.inc"] = cards(records, gallery)
     pages["which.rst"] = by_task(records)
