@@ -12,7 +12,6 @@ from __future__ import annotations
 
 import argparse
 import resource
-import statistics
 import tempfile
 import time
 from collections.abc import Callable
@@ -26,6 +25,8 @@ import numpy as np
 import zarr
 from dask.system import CPU_COUNT
 from distributed import Client, LocalCluster
+
+import turns
 
 #: Sides of chunks: of the large picture, and of those whose throughput is measured.
 LARGE_CHUNK, CHUNK = 2000, 1000
@@ -111,13 +112,7 @@ def throughput(title: str, work: Callable[[Any, Any], Any], side: int, rounds: i
             "one process, 1 thread": lambda: alone(1),
             "one process, all threads": lambda: alone(CPU_COUNT),
         }
-        times: dict[str, list[float]] = {name: [] for name in ways}
-        for turn in range(rounds + 1):
-            for name, way in ways.items():
-                took = way()
-                if turn > 0:  # the first turn warms caches and imports
-                    times[name].append(took)
-    medians = {name: statistics.median(taken) for name, taken in times.items()}
+        medians = turns.medians(ways, rounds)
     print(f"\n{title} of {side} x {side} bytes, chunks of {CHUNK}, {CPU_COUNT} cores, medians of {rounds}")
     print(f"{'':26}{'seconds':>10}{'throughput over one process, 1 thread':>40}")
     for name, median in medians.items():

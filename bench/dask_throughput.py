@@ -10,7 +10,6 @@ from __future__ import annotations
 
 import argparse
 import shutil
-import statistics
 import tempfile
 import time
 from collections.abc import Callable
@@ -20,6 +19,8 @@ import miravex
 import miravex.dask
 from dask.system import CPU_COUNT
 from distributed import Client, LocalCluster
+
+import turns
 
 PHOTOS = Path("/usr/share/doc/opencv-doc/examples/data")
 
@@ -60,14 +61,8 @@ def main() -> None:
                 "no Dask, 1 thread": lambda: alone(1),
                 "no Dask, all threads": lambda: alone(CPU_COUNT),
             }
-            times: dict[str, list[float]] = {name: [] for name in ways}
-            for turn in range(options.rounds + 1):
-                for name, way in ways.items():
-                    took = way()
-                    if turn > 0:  # the first turn warms caches and imports
-                        times[name].append(took)
+            medians = turns.medians(ways, options.rounds)
 
-    medians = {name: statistics.median(taken) for name, taken in times.items()}
     print(f"{options.files} files, {len(photos)} different photographs, 224 x 224, {CPU_COUNT} cores, medians of {options.rounds}")
     print(f"{'':24}{'files/s':>10}{'ratio to one worker':>22}")
     for name, median in medians.items():

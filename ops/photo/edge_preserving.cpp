@@ -35,7 +35,7 @@ bool recursesAsOpenCv()
     // An OpenCV for such processors fuses products with sums, and rounds otherwise.
     return false;
 #else
-    // Some versions filter the channels of a row one after the other.
+    // Some versions filter the first third of every row and column alone.
     static const bool same = [] {
         cv::Mat picture(19, 23, CV_8UC3), expected, filtered;
         cv::RNG(19).fill(picture, cv::RNG::UNIFORM, 0, 256);

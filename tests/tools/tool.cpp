@@ -45,12 +45,8 @@ ToolTest::ToolTest()
 {
     // Read once per process, when OpenCV first meets such a file.
     setenv("OPENCV_IO_ENABLE_OPENEXR", "1", 1);
-    std::string name = (fs::temp_directory_path() / "miravex-test-XXXXXX").string();
-    folder_ = mkdtemp(name.data());
     fs::create_directory(folder_ / ".run");
 }
-
-ToolTest::~ToolTest() { fs::remove_all(folder_); }
 
 ToolRun ToolTest::run(const std::vector<std::string>& words, const std::string& input) const
 {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/temporary_folder.h"
+
 #include <gtest/gtest.h>
 #include <opencv2/core.hpp>
 
@@ -23,7 +25,6 @@ std::string tool();
 class ToolTest : public ::testing::Test {
 protected:
     ToolTest();
-    ~ToolTest() override;
 
     ToolRun run(const std::vector<std::string>& words, const std::string& input = {}) const;
 
@@ -49,7 +50,8 @@ protected:
     [[nodiscard]] std::vector<std::string> listing() const;
 
 private:
-    std::filesystem::path folder_;
+    TemporaryFolder temporary_;
+    std::filesystem::path folder_ = temporary_.path();
 };
 
 std::string contentsOf(const std::filesystem::path& file);

@@ -19,17 +19,17 @@ from typing import TYPE_CHECKING, Any
 from ._needs import explained
 
 try:
-    from ._miravex import MiravexError, catalog, get_threads, set_threads
+    from ._miravex import MiravexError, get_threads, set_threads
 except ImportError as error:
     raise explained(error) from None
 
+from ._miravex import catalog as _records
 from ._miravex import version as __version__
 
-_functions = {record.function for record in catalog()}
+_functions = {"catalog", *(record.function for record in _records())}
 
 __all__ = [
     "MiravexError",
-    "catalog",
     "draw",
     "get_threads",
     "load_images",
