@@ -7,6 +7,7 @@
 #include "tests/support/allocations.h"
 #include "tests/support/drawn_call.h"
 #include "tests/support/host_check.h"
+#include "tests/support/opencv_threads.h"
 #include "tests/support/temporary_folder.h"
 
 #include <fmt/format.h>
@@ -642,6 +643,9 @@ TEST(Door, KnowsNoOtherOptions)
 
 // --- calls that people interrupt ------------------------------------------------------------------------
 
+/// Several of the moments that a call is asked after, on one thread.
+constexpr int longSide = 1500;
+
 /// A call that takes its time, over samples that it borrows.
 Call longCall(const cv::Mat& picture)
 {
@@ -667,7 +671,8 @@ std::map<std::string, bool> threadsWithoutInterrupts()
 
 TEST(Door, AnswersTheSameWhenItIsWatched)
 {
-    const cv::Mat picture = noise(600, 600, CV_8UC1);
+    const Threads single(1); // or many cores would be too quick
+    const cv::Mat picture = noise(longSide, longSide, CV_8UC1);
     const Call watched = longCall(picture), plain = longCall(picture);
     int questions = 0;
     const auto goOn = [](void* count) {
@@ -686,7 +691,8 @@ TEST(Door, AnswersTheSameWhenItIsWatched)
 
 TEST(Door, GivesUpCallsThatAreStopped)
 {
-    cv::Mat picture = noise(900, 900, CV_8UC1);
+    const Threads single(1);
+    cv::Mat picture = noise(longSide, longSide, CV_8UC1);
     const Call call = longCall(picture);
     pid_t asked = 0;
     const auto stop = [](void* thread) {
@@ -711,7 +717,8 @@ TEST(Door, KeepsSignalsAwayFromRuns)
     struct Seen {
         std::map<std::string, bool> before = threadsWithoutInterrupts(), during;
     } seen;
-    const cv::Mat picture = noise(600, 600, CV_8UC1);
+    const Threads single(1); // or many cores would be too quick
+    const cv::Mat picture = noise(longSide, longSide, CV_8UC1);
     const Call call = longCall(picture);
     const auto look = [](void* context) {
         static_cast<Seen*>(context)->during = threadsWithoutInterrupts();
